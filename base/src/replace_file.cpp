@@ -1,0 +1,111 @@
+#include "vexobase/replace_file.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+
+#include "vexobase/unique_fd.h"
+
+namespace vexobase {
+
+namespace {
+
+/// Removes the temporary file unless it was renamed into place.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(const std::string& target) : path(target + ".tmp.XXXXXX") {
+        fd.Reset(::mkostemp(path.data(), O_CLOEXEC));
+    }
+    ~TemporaryFile() {
+        if (fd) {
+            const int saved = errno;
+            ::unlink(path.c_str());
+            errno = saved;
+        }
+    }
+
+    int Fd() const { return fd.Get(); }
+
+    int RenameTo(const std::string& target) {
+        if (::rename(path.c_str(), target.c_str()) != 0) {
+            return -1;
+        }
+        fd.Reset();
+        return 0;
+    }
+
+  private:
+    std::string path;
+    UniqueFd fd;
+};
+
+/// The file that `path` names in the end, also when that file does not exist yet.
+std::string ResolveLinks(std::string path) {
+    constexpr int kMostLinks = 40;
+    for (int i = 0; i < kMostLinks; ++i) {
+        char target[PATH_MAX];
+        const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
+        if (length < 0) {
+            break;
+        }
+        const std::string_view link(target, static_cast<size_t>(length));
+        const auto folder = link.starts_with('/') ? 0 : path.rfind('/') + 1;
+        path.replace(folder, path.npos, link);
+    }
+    return path;
+}
+
+int WriteAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            return -1;
+        }
+        bytes.remove_prefix(written > 0 ? static_cast<size_t>(written) : 0);
+    }
+    return 0;
+}
+
+int TakeOverAttributes(int fd, const std::string& former, mode_t newFileMode) {
+    struct stat info {};
+    if (::stat(former.c_str(), &info) != 0) {
+        return ::fchmod(fd, newFileMode);
+    }
+    if ((info.st_uid != ::geteuid() || info.st_gid != ::getegid())
+        && ::fchown(fd, info.st_uid, info.st_gid) != 0) {
+        return -1;
+    }
+    return ::fchmod(fd, info.st_mode & 07777);
+}
+
+void SyncFolderOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    const std::string folder = slash == path.npos ? "." : path.substr(0, slash + 1);
+    const UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd) {
+        ::fsync(fd.Get());
+    }
+}
+
+}  // namespace
+
+int ReplaceFile(const std::string& path, std::string_view contents, mode_t newFileMode) {
+    const std::string target = ResolveLinks(path);
+    TemporaryFile temporary(target);
+    if (temporary.Fd() < 0 || WriteAll(temporary.Fd(), contents) != 0
+        || TakeOverAttributes(temporary.Fd(), target, newFileMode) != 0
+        || ::fsync(temporary.Fd()) != 0 || temporary.RenameTo(target) != 0) {
+        return -1;
+    }
+    // The new contents already stand; a folder that cannot be synced only risks the rename
+    // in a power cut, and the former file is then still whole.
+    SyncFolderOf(target);
+    return 0;
+}
+
+}  // namespace vexobase

@@ -1,0 +1,103 @@
+#include "support/syslog_spy.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <regex>
+
+namespace vexotest {
+namespace {
+
+std::mutex mutex;
+bool listening = false;
+std::vector<LogLine> lines;
+
+LogLine Parse(int priority, const std::string& text) {
+    static const std::regex shape("([^: ]+):(\\d+) ([^]*)");
+    std::smatch match;
+    if (!std::regex_match(text, match, shape)) {
+        return {priority, "", 0, text};
+    }
+    return {priority, match[1], std::stoi(match[2]), match[3]};
+}
+
+void Collect(int priority, const char* format, va_list arguments) {
+    char text[8192];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    const std::lock_guard guard(mutex);
+    if (listening) {
+        lines.push_back(Parse(priority, text));
+    }
+}
+
+}  // namespace
+
+SyslogSpy::SyslogSpy() {
+    const std::lock_guard guard(mutex);
+    listening = true;
+    lines.clear();
+}
+
+SyslogSpy::~SyslogSpy() {
+    const std::lock_guard guard(mutex);
+    listening = false;
+}
+
+std::vector<LogLine> SyslogSpy::Lines() const {
+    const std::lock_guard guard(mutex);
+    return lines;
+}
+
+std::vector<std::string> SyslogSpy::Messages() const {
+    std::vector<std::string> messages;
+    for (const LogLine& line : Lines()) {
+        messages.push_back(line.message);
+    }
+    return messages;
+}
+
+bool SyslogSpy::Has(const std::string& source, const std::string& message) const {
+    for (const LogLine& line : Lines()) {
+        if (line.source == source && line.message == message) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SyslogSpy::Has(int priority, const std::string& source, int number,
+                    const std::string& message) const {
+    for (const LogLine& line : Lines()) {
+        if (line.priority == priority && line.source == source && line.line == number
+            && line.message == message) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void SyslogSpy::Clear() {
+    const std::lock_guard guard(mutex);
+    lines.clear();
+}
+
+}  // namespace vexotest
+
+// The libraries' calls end here: the test program's definitions come before libc's.
+extern "C" {
+
+void syslog(int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vexotest::Collect(priority, format, arguments);
+    va_end(arguments);
+}
+
+void __syslog_chk(int priority, int, const char* format, ...);
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vexotest::Collect(priority, format, arguments);
+    va_end(arguments);
+}
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vexotest {
+
+/// One line as it went to the system log.
+struct LogLine {
+    int priority;
+    std::string source;  ///< "route_module"
+    int line;
+    std::string message;  ///< without source and line
+};
+
+/// Collects what the process logs while the spy lives, in place of sending it to the system log.
+/// One spy at a time; lines may come from any thread.
+class SyslogSpy {
+  public:
+    SyslogSpy();
+    ~SyslogSpy();
+    SyslogSpy(const SyslogSpy&) = delete;
+    SyslogSpy& operator=(const SyslogSpy&) = delete;
+
+    std::vector<LogLine> Lines() const;
+
+    /// The messages alone, for comparing with a whole list.
+    std::vector<std::string> Messages() const;
+
+    /// Whether a line of this source with exactly this message was logged.
+    bool Has(const std::string& source, const std::string& message) const;
+
+    /// The same with priority and line number.
+    bool Has(int priority, const std::string& source, int line, const std::string& message) const;
+
+    /// Forgets what was collected.
+    void Clear();
+};
+
+}  // namespace vexotest
