@@ -38,9 +38,8 @@ struct LogSource {
 
 /// The same for messages whose line number is part of the appliance's message catalogue: support
 /// tools look them up by source and number, so the number stays when the code above it moves.
-#define VEXO_LOG_AT(line, priority, format, ...)                                \
-    do {                                                                        \
-        static constexpr ::vexobase::LogSource vexoLogSource{VEXO_LOG_SOURCE};  \
-        ::syslog(priority, "%s:%d " format, vexoLogSource.name,                 \
-                 line __VA_OPT__(, ) __VA_ARGS__);                              \
+#define VEXO_LOG_AT(line, priority, format, ...)                                                  \
+    do {                                                                                          \
+        static constexpr ::vexobase::LogSource vexoLogSource{VEXO_LOG_SOURCE};                    \
+        ::syslog(priority, "%s:%d " format, vexoLogSource.name, line __VA_OPT__(, ) __VA_ARGS__); \
     } while (false)

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-
 namespace vexobase {
 
 /// Sole owner of a file descriptor; closes it when it dies. -1 means none.

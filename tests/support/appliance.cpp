@@ -1,0 +1,177 @@
+#include "support/appliance.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <time.h>
+
+#include <array>
+#include <chrono>
+#include <cstring>
+
+#include <vexonetsdk/dbus_client.h>
+#include <vexonetwork/dbus/bus_names.h>
+#include <vexonetwork/utils/json_reader.h>
+
+namespace vexotest {
+namespace {
+
+constexpr char kBusAddress[] = "unix:path=/run/vexonet/bus";
+
+vexobase::UniqueFd ListenForReadiness(const std::string& path) {
+    vexobase::UniqueFd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    std::strncpy(name.sun_path, path.c_str(), sizeof name.sun_path - 1);
+    EXPECT_EQ(::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+    return fd;
+}
+
+/// Waits for a datagram with the line READY=1.
+bool AwaitReady(int fd, Milliseconds deadline) {
+    pollfd ready{fd, POLLIN, 0};
+    while (::poll(&ready, 1, static_cast<int>(deadline.count())) == 1) {
+        std::array<char, 4096> text{};
+        const ssize_t length = ::recv(fd, text.data(), text.size(), 0);
+        if (length > 0
+            && std::string(text.data(), size_t(length)).find("READY=1") != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string OperState(const std::string& ifname) {
+    std::string state = ReadFile("/sys/class/net/" + ifname + "/operstate");
+    std::erase(state, '\n');
+    return state;
+}
+
+std::string Subnet(int number) {
+    static constexpr std::array kDocumentation = {"192.0.2.", "198.51.100.", "203.0.113."};
+    return number < 3 ? kDocumentation[size_t(number)] : "10." + std::to_string(number) + ".0.";
+}
+
+}  // namespace
+
+std::string DaemonProgram() {
+    return VEXO_BIN_DIR "/vexonetd";
+}
+std::string CtlProgram() {
+    return VEXO_BIN_DIR "/vexonetctl";
+}
+
+bool Eventually(bool (*condition)(const void*), const void* context) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition(context)) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        const timespec pause{0, 2'000'000};
+        ::nanosleep(&pause, nullptr);
+    }
+    return true;
+}
+
+Uplink MakeUplink(int number) {
+    const std::string n = std::to_string(number);
+    const Uplink uplink{"wan" + n, Subnet(number) + "10", Subnet(number) + "1", "isp-wan" + n};
+    const std::string inside = "ip -n " + uplink.provider;
+    Must("ip netns add " + uplink.provider);
+    Must(inside + " link set lo up");
+    Must("ip link add " + uplink.ifname + " type veth peer name far netns " + uplink.provider);
+    Must("sysctl -qw net.ipv6.conf." + uplink.ifname + ".accept_dad=0");
+    Must(inside + " addr add " + uplink.gateway + "/24 dev far");
+    Must(inside + " addr add 2001:db8:" + n + "::1/64 dev far nodad");
+    Must("ip addr add " + uplink.address + "/24 dev " + uplink.ifname);
+    Must("ip addr add 2001:db8:" + n + "::10/64 dev " + uplink.ifname + " nodad");
+    Must("ip link set " + uplink.ifname + " up");
+    SetLink(uplink, true);
+    return uplink;
+}
+
+void SetLink(const Uplink& uplink, bool up) {
+    Must("ip -n " + uplink.provider + " link set far " + (up ? "up" : "down"));
+    const std::string wanted = up ? "up" : "lowerlayerdown";
+    EXPECT_TRUE(Eventually([&] { return OperState(uplink.ifname) == wanted; })) << uplink.ifname;
+}
+
+std::vector<std::string> DefaultRoutes(const std::string& family) {
+    Json::Value routes;
+    EXPECT_TRUE(
+        vexonetwork::utils::ParseJson(Must("ip " + family + " -j route show default"), routes));
+    std::vector<std::string> texts;
+    for (const Json::Value& route : routes) {
+        std::string text;
+        for (const auto& [key, word] :
+             {std::pair{"gateway", "via "}, {"dev", "dev "}, {"prefsrc", "src "}}) {
+            if (route.isMember(key)) {
+                text += (text.empty() ? "" : " ") + (word + route[key].asString());
+            }
+        }
+        texts.push_back(text);
+    }
+    return texts;
+}
+
+Appliance::Appliance() : readiness(ListenForReadiness(folder / "ready")) {
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", kBusAddress, 1);
+    ::mkdir("/run/vexonet", 0755);
+    bus = Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+                   "--config-file=" VEXO_SOURCE_DIR "/appliance/bus/vexonet-bus.conf"},
+                  folder / "bus.address", folder / "bus.log");
+    EXPECT_TRUE(Eventually([this] { return ReadFile(folder / "bus.address").ends_with('\n'); }))
+        << ReadFile(folder / "bus.log");
+}
+
+Appliance::~Appliance() = default;
+
+void Appliance::StartDaemon() {
+    daemon = Process({DaemonProgram(), "--foreground"}, folder / "daemon.log",
+                     {{"NOTIFY_SOCKET", folder / "ready"}});
+    EXPECT_TRUE(AwaitReady(readiness.Get(), std::chrono::seconds(20))) << Log();
+}
+
+int Appliance::StopDaemon(int signal) {
+    daemon.Signal(signal);
+    return daemon.Wait();
+}
+
+void Appliance::StopBus() {
+    bus.Signal(SIGTERM);
+    bus.Wait();
+}
+
+std::string Appliance::Log() const {
+    return ReadFile(folder / "daemon.log");
+}
+
+Outcome Appliance::Ctl(const Arguments& arguments) const {
+    Arguments command = {CtlProgram()};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return Run(command);
+}
+
+int Appliance::Call(const std::string& method, const std::string& argument, std::string* reply) {
+    vexonetsdk::dbus::DBusClient client(vexonetwork::dbus::kBusName, "/",
+                                        vexonetwork::dbus::kBusName, 0);
+    if (client.NewMessage(method) < 0 || client.Append(argument) < 0
+        || client.SendMessage(true, -1) < 0) {
+        return -1;
+    }
+    return reply == nullptr || client.GetReply(*reply) >= 0 ? 0 : -1;
+}
+
+Json::Value Appliance::GatewayList(const std::string& type) {
+    std::string reply;
+    Json::Value list;
+    EXPECT_EQ(Call("GetGatewayListData", R"({"type": ")" + type + R"("})", &reply), 0) << Log();
+    EXPECT_TRUE(vexonetwork::utils::ParseJson(reply, list)) << reply;
+    return list;
+}
+
+}  // namespace vexotest

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+#include <vector>
+
+#include <vexobase/unique_fd.h>
+
+#include "support/files.h"
+#include "support/process.h"
+
+namespace vexotest {
+
+/// Paths of the programs under test.
+std::string DaemonProgram();
+std::string CtlProgram();
+
+/// One uplink: a veth pair whose far end stands in a network namespace of a provider.
+struct Uplink {
+    std::string ifname;    ///< near end: "wan0"
+    std::string address;   ///< near end's address: "192.0.2.10"
+    std::string gateway;   ///< the provider's address: "192.0.2.1"
+    std::string provider;  ///< name of the namespace: "isp-wan0"
+};
+
+/// Makes an uplink in 192.0.2.0/24 (number 0), 198.51.100.0/24 (1), 203.0.113.0/24 (2) or
+/// 10.N.0.0/24 (further ones), named wanN, both ends up, the link detected. With IPv6
+/// 2001:db8:N::/64: the near end is ::10, the provider ::1.
+Uplink MakeUplink(int number);
+
+/// Takes the far end down or up and waits until the near end has followed.
+void SetLink(const Uplink& uplink, bool up);
+
+/// The main table's default routes as "via GATEWAY dev IFNAME src ADDRESS" texts, in kernel
+/// order; parts that a route does not have are left out. `family` is "-4" or "-6".
+std::vector<std::string> DefaultRoutes(const std::string& family);
+
+/// The daemon on a message bus of its own, as the appliance runs it. The bus starts with the
+/// object; the daemon when asked to.
+class Appliance {
+  public:
+    Appliance();
+    ~Appliance();
+    Appliance(const Appliance&) = delete;
+    Appliance& operator=(const Appliance&) = delete;
+
+    /// Starts the daemon and waits until it says that it is ready.
+    void StartDaemon();
+
+    /// Ends the daemon by `signal`.
+    /// @return its exit status
+    int StopDaemon(int signal = 15);
+
+    /// Ends the message bus.
+    void StopBus();
+
+    Process& Daemon() { return daemon; }
+
+    /// What the daemon has logged since the object was made.
+    std::string Log() const;
+
+    /// Runs vexonetctl with these arguments.
+    Outcome Ctl(const Arguments& arguments) const;
+
+    /// Calls one of the daemon's methods with one string.
+    /// @return 0 with the reply's string in `reply`, or -1
+    int Call(const std::string& method, const std::string& argument, std::string* reply = nullptr);
+
+    /// The gateway list of a type as the bus tells it; null when it is empty.
+    Json::Value GatewayList(const std::string& type);
+
+  private:
+    TempFolder folder;
+    vexobase::UniqueFd readiness;
+    Process bus;
+    Process daemon;
+};
+
+/// Waits until `condition` holds, at most 20 s; for facts of the kernel that no descriptor tells.
+bool Eventually(bool (*condition)(const void*), const void* context);
+template <typename Condition>
+bool Eventually(const Condition& condition) {
+    return Eventually([](const void* c) { return (*static_cast<const Condition*>(c))(); },
+                      &condition);
+}
+
+}  // namespace vexotest
