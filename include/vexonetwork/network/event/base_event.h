@@ -29,7 +29,7 @@ class BaseEvent {
     /// Notifies the modules, then follows up, whether or not all modules handled the event. Each
     /// stage that succeeded is not repeated by a later call; a failed notification is repeated to
     /// all modules.
-    /// @return 0, -1 for an invalid event, or the failure of a stage
+    /// @return 0, or -1 for an invalid event or when a stage failed
     int Process();
 
     /// First stage of Process. @return 0, or -1 when a handler failed

@@ -70,6 +70,8 @@ class ModuleManager {
     ModuleManager() = default;
     ~ModuleManager() = default;
 
+    bool NotifyModule(const EventHandler& handler, const event::BaseEvent* event);
+
     static const MODULE_INFO module_info[4];
 
     ModuleMap modules;
