@@ -22,7 +22,7 @@ enum {
     VLIB_ERR_NOT_FOUND = 0x0300,
     VLIB_ERR_OPEN_FAILED = 0x0400,
     VLIB_ERR_WRITE_FAILED = 0x0500,
-    VLIB_ERR_UNWRITABLE = 0x0600,   ///< a text that would not be read back unchanged
+    VLIB_ERR_UNWRITABLE = 0x0600,  ///< a text that would not be read back unchanged
     VLIB_ERR_NETLINK_FAILED = 0x0700,
     VLIB_ERR_EXEC_FAILED = 0x0800,
     VLIB_ERR_SYSTEMD_FAILED = 0x0900,

@@ -7,13 +7,13 @@
 
 /// What VLIBCExecl takes care of in the child, or-ed together.
 enum {
-    VLIB_EXEC_CLOSE_FDS = 0x01,    ///< close every descriptor but the standard three
+    VLIB_EXEC_CLOSE_FDS = 0x01,  ///< close every descriptor but the standard three
     VLIB_EXEC_RESET_SIGNALS = 0x02,
-    VLIB_EXEC_NULL_STDIN = 0x08,   ///< standard streams on /dev/null
+    VLIB_EXEC_NULL_STDIN = 0x08,  ///< standard streams on /dev/null
     VLIB_EXEC_NULL_STDOUT = 0x10,
     VLIB_EXEC_NULL_STDERR = 0x20,
-    VLIB_EXEC_OWN_GROUP = 0x80,    ///< a process group of its own: no keyboard signal reaches it
-    VLIB_EXEC_QUIET = 0xBB,        ///< all of these: what a daemon wants
+    VLIB_EXEC_OWN_GROUP = 0x80,  ///< a process group of its own: no keyboard signal reaches it
+    VLIB_EXEC_QUIET = 0xBB,      ///< all of these: what a daemon wants
 };
 
 #ifdef __cplusplus

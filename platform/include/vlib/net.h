@@ -20,7 +20,7 @@ typedef struct VLIBNETIF {
     unsigned int flags;  ///< IFF_…
     int linkStatus;      ///< VLIB_LINK_…
     int mtu;
-    char mac[18];        ///< "" for interfaces without one
+    char mac[18];  ///< "" for interfaces without one
 } VLIBNETIF;
 
 /// Lists the interfaces of this network namespace in index order (rtnetlink RTM_GETLINK).

@@ -12,13 +12,17 @@ typedef struct VLIBSZHASH {
     int count;     ///< pairs held; read only
     int capacity;  ///< pairs there is room for
     VLIBSZPAIR* pairs;
-    int* buckets;  ///< open addressing over `pairs`, twice the capacity; -1 is free
+    int* buckets;     ///< index over `pairs`, built once the table is worth one
+    int bucketCount;  ///< a power of two; 0 while there is no index
 } VLIBSZHASH;
+
+typedef VLIBSZHASH* PVLIBSZHASH;
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
+/// Costs the same for any capacity: no slot is touched before it is used.
 /// @param capacity  pairs to begin with; the table grows by doubling
 /// @return the table, or null when memory is short or `capacity` is below 1
 VLIBSZHASH* VLIBCSzHashAlloc(int capacity);
@@ -26,7 +30,8 @@ VLIBSZHASH* VLIBCSzHashAlloc(int capacity);
 /// Frees the table and its strings. Null is allowed.
 void VLIBCSzHashFree(VLIBSZHASH* hash);
 
-/// Inserts a pair or replaces the value of its key. The table may move, hence its address.
+/// Inserts a pair or replaces the value of its key. The table may move, hence its address. `key`
+/// and `value` may be texts of the table itself.
 /// @return 0, or -1 (null argument or no memory; the table is unchanged)
 int VLIBCSzHashSetValue(VLIBSZHASH** hash, const char* key, const char* value);
 

@@ -7,6 +7,8 @@ typedef struct VLIBSZLIST {
     char** items;
 } VLIBSZLIST;
 
+typedef VLIBSZLIST* PVLIBSZLIST;
+
 #ifdef __cplusplus
 extern "C" {
 #endif

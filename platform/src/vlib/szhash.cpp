@@ -1,0 +1,178 @@
+#include "vlib/szhash.h"
+
+#include <climits>
+#include <cstdlib>
+#include <functional>
+
+#include "owned_text.h"
+#include "szhash_text.h"
+#include "vlib/error.h"
+
+namespace {
+
+/// Up to here comparing all keys is as quick as hashing one, and most tables stay below it.
+constexpr int kMostWithoutIndex = 8;
+
+size_t Mask(const VLIBSZHASH& hash) {
+    return static_cast<size_t>(hash.bucketCount) - 1;
+}
+
+/// The bucket that names `key`, or the free one where it belongs. A bucket holds slot + 1.
+size_t FindBucket(const VLIBSZHASH& hash, std::string_view key) {
+    size_t bucket = std::hash<std::string_view>{}(key)&Mask(hash);
+    while (hash.buckets[bucket] != 0 && key != hash.pairs[hash.buckets[bucket] - 1].key) {
+        bucket = (bucket + 1) & Mask(hash);
+    }
+    return bucket;
+}
+
+void DropIndex(VLIBSZHASH* hash) {
+    std::free(hash->buckets);
+    hash->buckets = nullptr;
+    hash->bucketCount = 0;
+}
+
+bool BuildIndex(VLIBSZHASH* hash, int bucketCount) {
+    const auto buckets =
+        static_cast<int*>(std::calloc(static_cast<size_t>(bucketCount), sizeof(int)));
+    if (buckets == nullptr) {
+        return false;
+    }
+    DropIndex(hash);
+    hash->buckets = buckets;
+    hash->bucketCount = bucketCount;
+    for (int slot = 0; slot < hash->count; ++slot) {
+        buckets[FindBucket(*hash, hash->pairs[slot].key)] = slot + 1;
+    }
+    return true;
+}
+
+/// Room for one more pair, with at least half of the buckets left free.
+bool Reserve(VLIBSZHASH* hash) {
+    if (hash->count == hash->capacity) {
+        if (hash->capacity > INT_MAX / 4) {
+            return false;
+        }
+        const auto capacity = static_cast<size_t>(hash->capacity) * 2;
+        const auto pairs =
+            static_cast<VLIBSZPAIR*>(std::realloc(hash->pairs, capacity * sizeof(VLIBSZPAIR)));
+        if (pairs == nullptr) {
+            return false;
+        }
+        hash->pairs = pairs;
+        hash->capacity = static_cast<int>(capacity);
+    }
+    if (hash->count < kMostWithoutIndex || (hash->count + 1) * 2 <= hash->bucketCount) {
+        return true;
+    }
+    const int least = kMostWithoutIndex * 4;
+    return BuildIndex(hash, hash->bucketCount == 0 ? least : hash->bucketCount * 2);
+}
+
+bool Append(VLIBSZHASH* hash, char* key, char* value) {
+    if (key == nullptr || value == nullptr || !Reserve(hash)) {
+        return false;
+    }
+    if (hash->bucketCount != 0) {
+        hash->buckets[FindBucket(*hash, key)] = hash->count + 1;
+    }
+    hash->pairs[hash->count++] = {key, value};
+    return true;
+}
+
+}  // namespace
+
+namespace vlib {
+
+int FindPair(const VLIBSZHASH& hash, std::string_view key) {
+    if (hash.bucketCount != 0) {
+        return hash.buckets[FindBucket(hash, key)] - 1;
+    }
+    for (int slot = 0; slot < hash.count; ++slot) {
+        if (key == hash.pairs[slot].key) {
+            return slot;
+        }
+    }
+    return -1;
+}
+
+int SetPair(VLIBSZHASH* hash, std::string_view key, std::string_view value) {
+    char* const newValue = vlib::CopyText(value);
+    if (const int slot = FindPair(*hash, key); slot >= 0 && newValue != nullptr) {
+        std::free(hash->pairs[slot].value);
+        hash->pairs[slot].value = newValue;
+        return 0;
+    }
+    char* const newKey = vlib::CopyText(key);
+    if (!Append(hash, newKey, newValue)) {
+        std::free(newKey);
+        std::free(newValue);
+        VLIBCErrSet(VLIB_ERR_NO_MEMORY);
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace vlib
+
+extern "C" {
+
+VLIBSZHASH* VLIBCSzHashAlloc(int capacity) {
+    if (capacity < 1) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
+        return nullptr;
+    }
+    const auto hash = static_cast<VLIBSZHASH*>(std::malloc(sizeof(VLIBSZHASH)));
+    const auto pairs =
+        static_cast<VLIBSZPAIR*>(std::malloc(static_cast<size_t>(capacity) * sizeof(VLIBSZPAIR)));
+    if (hash == nullptr || pairs == nullptr) {
+        std::free(hash);
+        std::free(pairs);
+        VLIBCErrSet(VLIB_ERR_NO_MEMORY);
+        return nullptr;
+    }
+    *hash = {0, capacity, pairs, nullptr, 0};
+    return hash;
+}
+
+void VLIBCSzHashFree(VLIBSZHASH* hash) {
+    if (hash == nullptr) {
+        return;
+    }
+    VLIBCHashRemoveAll(hash);
+    std::free(hash->pairs);
+    std::free(hash);
+}
+
+int VLIBCSzHashSetValue(VLIBSZHASH** hash, const char* key, const char* value) {
+    if (hash == nullptr || *hash == nullptr || key == nullptr || value == nullptr) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    return vlib::SetPair(*hash, key, value);
+}
+
+const char* VLIBCSzHashGetValue(const VLIBSZHASH* hash, const char* key) {
+    if (hash == nullptr || key == nullptr) {
+        return nullptr;
+    }
+    const int slot = vlib::FindPair(*hash, key);
+    return slot < 0 ? nullptr : hash->pairs[slot].value;
+}
+
+const char* VLIBCSzHashEnumKey(const VLIBSZHASH* hash, int index) {
+    return hash != nullptr && index >= 0 && index < hash->count ? hash->pairs[index].key : nullptr;
+}
+
+void VLIBCHashRemoveAll(VLIBSZHASH* hash) {
+    if (hash == nullptr) {
+        return;
+    }
+    for (int slot = 0; slot < hash->count; ++slot) {
+        std::free(hash->pairs[slot].key);
+        std::free(hash->pairs[slot].value);
+    }
+    hash->count = 0;
+    DropIndex(hash);
+}
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string_view>
+
+#include "vlib/szhash.h"
+
+namespace vlib {
+
+/// VLIBCSzHashSetValue of texts that are not NUL-terminated.
+int SetPair(VLIBSZHASH* hash, std::string_view key, std::string_view value);
+
+/// @return the slot of `key` in `hash->pairs`, or -1 when it is absent
+int FindPair(const VLIBSZHASH& hash, std::string_view key);
+
+}  // namespace vlib
