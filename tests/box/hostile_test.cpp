@@ -1,0 +1,247 @@
+// Whatever is sent to the eleven methods, the daemon lives and its lists and files stay.
+
+#include <gmock/gmock.h>
+
+#include "support/appliance.h"
+
+namespace vexotest {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr std::array kMethods = {
+    "GetDeviceListData", "SetDeviceListData", "DelDeviceListData", "GetGatewayListData",
+    "AddGatewayData",    "DelGatewayData",    "SetSlaveData",      "GetGatewayDataByInterface",
+    "CopyGatewayData",   "RefreshGateway",    "ResetIPv6Module",
+};
+
+/// Everything a request could change.
+struct Settings {
+    Json::Value listV4, listV6;
+    std::string files;
+    std::vector<std::string> routes;
+
+    bool operator==(const Settings&) const = default;
+};
+
+class Hostile : public testing::Test {
+  protected:
+    void SetUp() override {
+        for (const char* type : {"GTYPE_V4", "GTYPE_V6"}) {
+            const bool v6 = type[7] == '6';
+            for (const Uplink& uplink : {wan0, wan1}) {
+                Json::Value entry;
+                entry["type"] = type;
+                entry["ifname"] = uplink.ifname;
+                entry["priority"] = -1;
+                entry["gateway"] =
+                    v6 ? "2001:db8:" + uplink.ifname.substr(3) + "::1" : uplink.gateway;
+                entry["dns"] = v6 ? "2001:db8::53" : "192.0.2.53";
+                entry["class"] = "ethernet";
+                entries.push_back(entry);
+            }
+        }
+        appliance.StartDaemon();
+        for (const Json::Value& entry : entries) {
+            ASSERT_EQ(appliance.Call("AddGatewayData", entry.toStyledString()), 0);
+        }
+        before = Read();
+        ASSERT_EQ(before.listV4.size(), 2U);
+    }
+
+    Settings Read() {
+        Settings now{appliance.GatewayList("GTYPE_V4"), appliance.GatewayList("GTYPE_V6"), "", {}};
+        for (const char* name : {"gateway_v4_priority", "gateway_v6_priority", "gateway_database",
+                                 "resolv4.conf", "resolv6.conf"}) {
+            now.files += ReadFile(std::string("/etc/iproute2/config/") + name) + "--\n";
+        }
+        now.routes = DefaultRoutes("-4");
+        return now;
+    }
+
+    /// Sends one text to one method and sees that it left a log line and nothing else.
+    void Refused(const std::string& method, const std::string& text) {
+        const size_t logged = appliance.Log().size();
+        appliance.Call(method, text);
+        const std::string shown = method + " " + text.substr(0, 120);
+        EXPECT_GT(appliance.Log().size(), logged) << "no log line for " << shown;
+        EXPECT_EQ(appliance.Daemon().Wait(Milliseconds(0)), -1) << "the daemon ended on " << shown;
+    }
+
+    void ExpectUnchanged() {
+        const Settings after = Read();
+        EXPECT_EQ(after.listV4, before.listV4);
+        EXPECT_EQ(after.listV6, before.listV6);
+        EXPECT_EQ(after.files, before.files);
+        EXPECT_EQ(after.routes, before.routes);
+    }
+
+    Uplink wan0 = MakeUplink(0);
+    Uplink wan1 = MakeUplink(1);
+    Appliance appliance;
+    std::vector<Json::Value> entries;
+    Settings before;
+};
+
+TEST_F(Hostile, TextsThatAreNoRequest) {
+    const std::string deep(100'000, '[');
+    const std::string members(100'000, '{');
+    const std::string large = R"({"type": "GTYPE_V4", "ifname": ")" + std::string(5'000'000, 'a')
+                              + R"(", "priority": 0})";
+    const std::vector<std::string> texts = {
+        "",
+        "{",
+        "}",
+        "[]",
+        "5",
+        "\"x\"",
+        "null",
+        "true",
+        deep,
+        members,
+        large,
+        "{\"type\"",
+        "// a comment only",
+        "/* {} */",
+        "{} {}",
+        "{\"a\": 1e999}",
+        "\xc3\xa9",
+        "{\"type\": \"\\u0000\"}",
+        "{\"type\": \"\\ud800\"}",
+    };
+    for (const char* method : kMethods) {
+        for (const std::string& text : texts) {
+            Refused(method, text);
+        }
+    }
+    ExpectUnchanged();
+}
+
+/// A whole, valid request for each gateway method that changes something; taken member by member.
+std::vector<std::pair<std::string, std::string>> ChangingRequests() {
+    return {
+        {"AddGatewayData", R"({"type": "GTYPE_V4", "ifname": "wan1", "priority": 0,
+            "gateway": "198.51.100.7", "dns": "198.51.100.8", "class": "vpn"})"},
+        {"DelGatewayData", R"({"type": "GTYPE_V4", "ifname": "wan0"})"},
+        {"SetSlaveData", R"({"type": "GTYPE_V4", "ifname": "wan0", "slave": true})"},
+        {"CopyGatewayData", R"({"type": "GTYPE_V4", "interface_source": "wan0",
+            "interface_destination": "wan7", "interface_source_delete": true})"},
+        {"RefreshGateway", R"({"type": "GTYPE_V4"})"},
+    };
+}
+
+Json::Value Parsed(const std::string& text) {
+    Json::Value value;
+    std::istringstream(text) >> value;
+    return value;
+}
+
+/// Whether a value is of the type that a member needs.
+bool Serves(const Json::Value& value, const Json::Value& wanted) {
+    return wanted.isInt() ? value.isInt() : value.type() == wanted.type();
+}
+
+TEST_F(Hostile, MembersOfAnotherTypeOrMissing) {
+    Json::Value nested;
+    nested["type"] = "GTYPE_V4";
+    const std::vector<Json::Value> wrong = {
+        Json::Value(), Json::Value(Json::arrayValue), nested, 7, -7, 1.5, true,
+        "x",           Json::Value::Int64(1) << 40,   1e300,
+    };
+    for (const auto& [method, text] : ChangingRequests()) {
+        const Json::Value whole = Parsed(text);
+        for (const std::string& member : whole.getMemberNames()) {
+            for (const Json::Value& value : wrong) {
+                if (member != "type" && Serves(value, whole[member])) {
+                    continue;
+                }
+                Json::Value request = whole;
+                request[member] = value;
+                Refused(method, request.toStyledString());
+            }
+            const bool optional = member == "gateway" || member == "dns" || member == "class";
+            if (!optional) {
+                Json::Value request = whole;
+                request.removeMember(member);
+                Refused(method, request.toStyledString());
+            }
+        }
+    }
+    ExpectUnchanged();
+}
+
+TEST_F(Hostile, NamesThatTheKernelCouldNotHave) {
+    const std::vector<std::string> names = {
+        "",
+        ".",
+        "..",
+        "a/b",
+        "../../../etc/passwd",
+        "has blank",
+        "tab\there",
+        "line\nbreak",
+        "sixteencharacter",
+        std::string(5000, 'x'),
+        std::string("nul\0byte", 8),
+        "a=b]\n[x",
+        "bell\a",
+        "eth0:1",
+    };
+    for (const std::string& name : names) {
+        for (const auto& [method, text] : ChangingRequests()) {
+            Json::Value request = Parsed(text);
+            for (const char* member : {"ifname", "interface_source", "interface_destination"}) {
+                if (request.isMember(member)) {
+                    Json::Value hostile = request;
+                    hostile[member] = name;
+                    Refused(method, hostile.toStyledString());
+                }
+            }
+        }
+    }
+    ExpectUnchanged();
+}
+
+TEST_F(Hostile, TextsThatTheFilesCouldNotHold) {
+    for (const char* member : {"gateway", "dns", "class"}) {
+        for (const std::string& text :
+             {std::string("192.0.2.9\n[x]"), std::string("192.0.2.9\nslave=no"),
+              std::string("192.0.2.9\0x", 11), std::string("\r")}) {
+            Json::Value request = Parsed(ChangingRequests()[0].second);
+            request[member] = text;
+            Refused("AddGatewayData", request.toStyledString());
+        }
+    }
+    ExpectUnchanged();
+}
+
+TEST_F(Hostile, AMethodOfTheirOwnIsOverwritten) {
+    std::string reply;
+    EXPECT_EQ(
+        appliance.Call("GetGatewayListData",
+                       R"({"method": "DEL_GATEWAY_DATA", "type": "GTYPE_V4", "ifname": "wan0"})",
+                       &reply),
+        0);
+    EXPECT_THAT(reply, HasSubstr("wan0"));
+    EXPECT_EQ(appliance.Call("RefreshGateway", R"(/* a comment */ {"type": "GTYPE_V4", // another
+        "method": ["ADD_GATEWAY_DATA"]})"),
+              0);
+    ExpectUnchanged();
+}
+
+TEST_F(Hostile, ExtremePrioritiesAppend) {
+    for (const char* priority : {"2147483647", "-2147483648", "-3", "99"}) {
+        const std::string request =
+            R"({"type": "GTYPE_V4", "ifname": "wan0", "gateway": "NULL", "priority": )"
+            + std::string(priority) + "}";
+        EXPECT_EQ(appliance.Call("AddGatewayData", request), 0);
+        EXPECT_EQ(appliance.GatewayList("GTYPE_V4").size(), 2U);
+    }
+    for (const char* priority : {"2147483648", "-2147483649", "1e30", "\"0\"", "[0]"}) {
+        Refused("AddGatewayData", R"({"type": "GTYPE_V4", "ifname": "wan0", "priority": )"
+                                      + std::string(priority) + "}");
+    }
+}
+
+}  // namespace
+}  // namespace vexotest

@@ -1,0 +1,130 @@
+// Eight clients at once; afterwards the bus, the priority file and the resolver file agree.
+
+#include <gmock/gmock.h>
+
+#include <random>
+#include <thread>
+
+#include <vexonetwork/dbus/net_client.h>
+#include <vexonetwork/utils/config.h>
+
+#include "support/appliance.h"
+
+namespace vexotest {
+namespace {
+
+using vexonetwork::dbus::NetClient;
+using vexonetwork::utils::ConfigSection;
+
+constexpr int kClients = 8;
+constexpr int kRequests = 2000;
+
+/// One client: a mixture of all gateway requests on interfaces that exist and that do not.
+class Client {
+  public:
+    explicit Client(unsigned seed) : random(seed) {}
+
+    void Work(int requests) {
+        for (int i = 0; i < requests; ++i) {
+            failures += Send() == 0 ? 0 : 1;
+        }
+    }
+
+    int Failures() const { return failures; }
+
+  private:
+    int Below(int bound) { return std::uniform_int_distribution(0, bound - 1)(random); }
+    std::string Ifname() { return "wan" + std::to_string(Below(6)); }
+
+    int Send() {
+        Json::Value request;
+        request["type"] = "GTYPE_V4";
+        request["ifname"] = Ifname();
+        Json::Value reply;
+        switch (const int dice = Below(20); dice) {
+            case 0:
+            case 1:
+                request["priority"] = Below(5) - 2;
+                request["gateway"] = "192.0.2." + std::to_string(Below(200) + 1);
+                request["dns"] = dice == 0 ? "NULL" : "192.0.2." + std::to_string(Below(200) + 1);
+                return client.AddGatewayData(request);
+            case 2:
+                return client.DelGatewayData(request);
+            case 3:
+                request["slave"] = Below(2) == 0;
+                return client.SetSlaveData(request);
+            case 4:
+                request["interface_source"] = Ifname();
+                request["interface_destination"] = Ifname();
+                request["interface_source_delete"] = Below(2) == 0;
+                return client.CopyGatewayData(request);
+            case 5:
+                return client.RefreshGateway(request);
+            case 6:
+            case 7:
+            case 8:
+            case 9:
+                return client.GetGatewayDataByInterface(request, reply);
+            default:
+                return client.GetGatewayListData(request, reply);
+        }
+    }
+
+    std::minstd_rand random;
+    NetClient client;
+    int failures = 0;
+};
+
+std::string NameServers(const Json::Value& list) {
+    std::string lines;
+    for (const Json::Value& entry : list) {
+        if (!entry["dns"].asString().empty()) {
+            lines += "nameserver " + entry["dns"].asString() + "\n";
+        }
+    }
+    return lines;
+}
+
+TEST(Load, EightClientsAtOnce) {
+    MakeUplink(0);
+    MakeUplink(1);
+    Appliance appliance;
+    appliance.StartDaemon();
+
+    std::vector<Client> clients;
+    for (unsigned seed = 1; seed <= kClients; ++seed) {
+        clients.emplace_back(seed);
+    }
+    std::vector<std::jthread> threads;
+    for (Client& client : clients) {
+        threads.emplace_back([&client] { client.Work(kRequests); });
+    }
+    threads.clear();
+    for (const Client& client : clients) {
+        EXPECT_EQ(client.Failures(), 0);
+    }
+
+    // An election moves its winner in memory only; a last request that writes brings all in step.
+    EXPECT_EQ(
+        appliance.Call(
+            "AddGatewayData",
+            R"({"type": "GTYPE_V4", "ifname": "last", "priority": -1, "dns": "192.0.2.254"})"),
+        0);
+    const Json::Value list = appliance.GatewayList("GTYPE_V4");
+    EXPECT_EQ(ReadFile("/etc/iproute2/config/resolv4.conf"), NameServers(list));
+    ConfigSection file("/etc/iproute2/config/gateway_v4_priority");
+    ASSERT_EQ(file.Read(), 0);
+    ASSERT_EQ(file.GetKeyValues().size(), list.size());
+    for (const Json::Value& entry : list) {
+        const std::string section = std::to_string(entry["priority"].asInt());
+        for (const char* key : {"ifname", "gateway", "dns", "class"}) {
+            EXPECT_EQ(file.GetKeyValue(section, key), entry[key].asString()) << section << key;
+        }
+        EXPECT_EQ(file.GetKeyValue(section, "slave") == "yes", entry["slave"].asBool());
+    }
+    EXPECT_EQ(appliance.StopDaemon(), 0);
+    EXPECT_THAT(appliance.Log(), testing::Not(testing::HasSubstr("Sanitizer")));
+}
+
+}  // namespace
+}  // namespace vexotest
