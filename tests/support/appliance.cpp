@@ -130,9 +130,8 @@ Appliance::Appliance() : readiness(ListenForReadiness(folder / "ready")) {
 
 Appliance::~Appliance() = default;
 
-void Appliance::StartDaemon() {
-    daemon = Process({DaemonProgram(), "--foreground"}, folder / "daemon.log",
-                     {{"NOTIFY_SOCKET", folder / "ready"}});
+void Appliance::StartDaemon(const Arguments& program) {
+    daemon = Process(program, folder / "daemon.log", {{"NOTIFY_SOCKET", folder / "ready"}});
     EXPECT_TRUE(AwaitReady(readiness.Get(), std::chrono::seconds(20))) << Log();
 }
 

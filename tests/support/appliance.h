@@ -45,8 +45,9 @@ class Appliance {
     Appliance(const Appliance&) = delete;
     Appliance& operator=(const Appliance&) = delete;
 
-    /// Starts the daemon and waits until it says that it is ready.
-    void StartDaemon();
+    /// Starts the daemon, or another program in its place, and waits until it says that it is
+    /// ready.
+    void StartDaemon(const Arguments& program = {DaemonProgram(), "--foreground"});
 
     /// Ends the daemon by `signal`.
     /// @return its exit status
