@@ -32,16 +32,16 @@ int VLIBNetGetInterfaceInfo(VLIBNETIF* interfaces, int most);
 int VLIBNetBridgeIfIsSlave(const char* ifname);
 
 /// The appliance's network role: key `net_topology` of /etc/vexoinfo.conf; 2 when absent or no
-/// number.
+/// number from 0 to 255.
 /// @param options  reserved; 0
 int VLIBNetTopologyGet(int options);
 
 /// @return 1 when the text is an IPv4 address of four decimal octets or an IPv6 address, else 0
 int BlVLIBIsIpAddr(const char* text);
 
-/// Splits a dotted IPv4 text into its decimal octets (0..255, no signs, no blanks).
+/// Splits a dotted IPv4 text into its decimal octets (0..255; no signs, blanks or leading zeros).
 /// @return the number of parts found (4 for an address), 0 when a part is no octet or there are
-///         more than four
+///         more than four; `parts` is then unchanged
 int cVLIBISepIP(const char* text, int parts[4]);
 
 /// Turns "ADDRESS/NETMASK" (dotted netmask or prefix length) into "NETWORK/PREFIX".

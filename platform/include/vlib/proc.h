@@ -6,7 +6,8 @@
 extern "C" {
 #endif
 
-/// Writes the caller's pid and a newline to `path`, replacing the file at once.
+/// Writes the caller's pid and a newline to `path`, replacing at once what stands there, also a
+/// symbolic link.
 /// @return 0 or -1
 int VLIBCProcPidFileCreate(const char* path);
 
