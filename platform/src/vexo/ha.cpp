@@ -1,0 +1,34 @@
+#include "vexo/ha.h"
+
+#include <net/if.h>
+
+#include <cstring>
+
+#include "vlib/error.h"
+#include "vlib/file.h"
+
+namespace {
+
+constexpr char kConfig[] = "/usr/vexo/etc/ha.conf";
+
+}  // namespace
+
+int VEXOHAIsRunning(void) {
+    return VLIBCFileCheckKeyValue(kConfig, "running", "yes", 0);
+}
+
+int VEXOHAGetHeartbeatIF(char* ifname, int size) {
+    // One byte more than a name may have, so that a longer one is not cut to another name.
+    char name[IFNAMSIZ + 1] = "";
+    if (VLIBCFileGetKeyValue(kConfig, "heartbeat_if", name, sizeof name, 0) <= 0) {
+        VLIBCErrSet(VLIB_ERR_NOT_FOUND);
+        return -1;
+    }
+    const auto length = std::strlen(name);
+    if (ifname == nullptr || length >= IFNAMSIZ || size <= static_cast<int>(length)) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    std::memcpy(ifname, name, length + 1);
+    return 0;
+}

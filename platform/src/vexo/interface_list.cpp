@@ -1,0 +1,64 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "vexo/link.h"
+#include "vlib/error.h"
+#include "vlib/net.h"
+
+namespace {
+
+using vexoplatform::Link;
+
+int LinkStatus(vexoplatform::OperState state) {
+    switch (state) {
+        case vexoplatform::OperState::kUp:
+            return VLIB_LINK_UP;
+        case vexoplatform::OperState::kDown:
+            return VLIB_LINK_DOWN;
+        default:
+            return VLIB_LINK_UNKNOWN;
+    }
+}
+
+VLIBNETIF Describe(const Link& link) {
+    VLIBNETIF entry{};
+    std::snprintf(entry.name, sizeof entry.name, "%s", link.name.c_str());
+    entry.index = link.index;
+    entry.flags = link.flags;
+    entry.linkStatus = LinkStatus(link.operState);
+    entry.mtu = link.mtu;
+    if (link.mac) {
+        const auto& mac = *link.mac;
+        std::snprintf(entry.mac, sizeof entry.mac, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1],
+                      mac[2], mac[3], mac[4], mac[5]);
+    }
+    return entry;
+}
+
+}  // namespace
+
+int VLIBNetGetInterfaceInfo(VLIBNETIF* interfaces, int most) {
+    if (interfaces == nullptr || most < 0) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    const auto links = vexoplatform::ListLinks();
+    if (!links) {
+        VLIBCErrSet(VLIB_ERR_NETLINK_FAILED);
+        return -1;
+    }
+    const auto count = std::min(links->size(), static_cast<std::size_t>(most));
+    std::transform(links->begin(), links->begin() + static_cast<std::ptrdiff_t>(count), interfaces,
+                   Describe);
+    return static_cast<int>(count);
+}
+
+int VLIBNetBridgeIfIsSlave(const char* ifname) {
+    const auto link = vexoplatform::FindLink(ifname);
+    if (!link) {
+        VLIBCErrSet(errno == ENODEV ? VLIB_ERR_NOT_FOUND : VLIB_ERR_NETLINK_FAILED);
+        return -1;
+    }
+    return link->bridgePort ? 1 : 0;
+}
