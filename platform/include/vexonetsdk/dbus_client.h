@@ -11,8 +11,9 @@ namespace vexonetsdk::dbus {
 /// Every operation returns a negative number on failure.
 class DBusClient {
   public:
-    DBusClient(const std::string& busName, const std::string& path, const std::string& interface,
-               int busType);
+    /// @param bus  a DBusBusType: 0 session, 1 system
+    DBusClient(const std::string& destination, const std::string& objectPath,
+               const std::string& interfaceName, int bus);
     virtual ~DBusClient();
     DBusClient(const DBusClient&) = delete;
     DBusClient& operator=(const DBusClient&) = delete;

@@ -2,6 +2,7 @@
 
 #include <dbus/dbus-glib.h>
 
+#include <memory>
 #include <string>
 
 namespace vexonetsdk::dbus {
@@ -26,12 +27,12 @@ class DBusServer {
     /// @return 0 after QuitLoop, -1 when the bus went away or Initialize did not succeed
     int StartLoop();
 
-    /// Ends StartLoop. May be called from any thread.
+    /// Ends StartLoop, the next one when none runs. May be called from any thread.
     void QuitLoop();
 
   private:
     struct State;
-    State* state;
+    std::unique_ptr<State> state;
 };
 
 }  // namespace vexonetsdk::dbus

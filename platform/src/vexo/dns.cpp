@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -13,6 +12,7 @@
 #include "vexobase/log.h"
 #include "vexobase/replace_file.h"
 #include "vlib/error.h"
+#include "vlib/file_text.h"
 
 namespace {
 
@@ -20,19 +20,13 @@ constexpr char kResolvConf[] = "/etc/resolv.conf";
 constexpr const char* kServerFiles[] = {"/etc/iproute2/config/resolv4.conf",
                                         "/etc/iproute2/config/resolv6.conf"};
 
-/// The whole file; "" when it does not exist, nothing when it cannot be read.
+/// The whole file; "" when it does not exist, nothing with errno when it cannot be read.
 std::optional<std::string> ReadIfThere(const char* path) {
-    errno = 0;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    const auto text = vlib::ReadFileText(path);
+    if (!text) {
         return errno == ENOENT ? std::optional<std::string>("") : std::nullopt;
     }
-    std::string text;
-    char chunk[4096];
-    while (file.read(chunk, sizeof chunk) || file.gcount() > 0) {
-        text.append(chunk, static_cast<std::size_t>(file.gcount()));
-    }
-    return file.bad() ? std::nullopt : std::optional(std::move(text));
+    return std::string(text->View());
 }
 
 /// As the resolver reads it: the keyword at the very beginning of the line, then a blank.
