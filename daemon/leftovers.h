@@ -1,0 +1,9 @@
+#pragma once
+
+namespace vexonetd {
+
+/// Removes the temporary files that a killed predecessor left beside the gateway files. To be
+/// called while the pid file is held: a living daemon's temporary files look the same.
+void RemoveLeftovers();
+
+}  // namespace vexonetd

@@ -1,0 +1,107 @@
+#include "daemon.h"
+
+#include <vexonetwork/dbus/bus_address.h>
+#include <vexonetwork/utils/json_reader.h>
+#include <vlib/proc.h>
+
+#include "failure.h"
+
+namespace vexonetctl {
+namespace {
+
+using vexonetwork::dbus::NetClient;
+
+constexpr char kPidFile[] = "/var/run/vexonetd.pid";
+
+/// The bus itself owns this name wherever there is a bus.
+bool IsBusReachable() {
+    constexpr char kBusItself[] = "org.freedesktop.DBus";
+    return vexonetsdk::dbus::DBusClient(kBusItself, "/", kBusItself, 0).IsServerReady();
+}
+
+}  // namespace
+
+Json::Value RequestFor(const Family& family, const std::string& ifname) {
+    Json::Value request(Json::objectValue);
+    request["type"] = family.type;
+    request["ifname"] = ifname;
+    return request;
+}
+
+bool IsListed(const Json::Value& entry) {
+    return vexonetwork::utils::GetBool(entry, "exist").value_or(false);
+}
+
+void RequireListed(const Family& family, const std::string& ifname, const Json::Value& entry) {
+    if (!IsListed(entry)) {
+        throw Failure(kRefused, ifname + " is not in the " + family.name
+                                    + " list; see: vexonetctl gateway list " + family.flag);
+    }
+}
+
+DaemonState ReadDaemonState() {
+    DaemonState state;
+    if (::VLIBCProcAliveByPidFile(kPidFile) == 1) {
+        state.pid = ::VLIBCReadPidFile(kPidFile);
+    }
+    state.busReachable = IsBusReachable();
+    state.serving = state.busReachable && NetClient().IsServerReady();
+    return state;
+}
+
+std::string DaemonState::Trouble() const {
+    if (serving) {
+        return "";
+    }
+    if (pid <= 0) {
+        return "vexonetd is not running; start it with: systemctl start vexonetd";
+    }
+    const std::string runs = "vexonetd runs as pid " + std::to_string(pid);
+    const std::string bus = std::string(" the bus ") + vexonetwork::dbus::UseApplianceBus();
+    return busReachable ? runs + " but does not serve on" + bus
+                              + "; it may be starting still, or DBUS_SESSION_BUS_ADDRESS names"
+                                " another bus than its own"
+                        : runs + " but" + bus
+                              + " cannot be reached; be root or in group vexonet, and check"
+                                " DBUS_SESSION_BUS_ADDRESS";
+}
+
+Daemon::Daemon() {
+    if (!client.IsServerReady()) {
+        throw Failure(kNotRunning, ReadDaemonState().Trouble());
+    }
+}
+
+void Daemon::Refused() const {
+    const std::string& reason = client.LastError();
+    throw Failure(kRefused, "the daemon did not do it"
+                                + (reason.empty() ? reason : " (" + reason + ")") + kSeeItsLog);
+}
+
+void Daemon::Send(Request request, Json::Value info) {
+    if ((client.*request)(info) != 0) {
+        Refused();
+    }
+}
+
+Json::Value Daemon::Entries(const Family& family) {
+    Json::Value request(Json::objectValue);
+    request["type"] = family.type;
+    Json::Value entries;
+    if (client.GetGatewayListData(request, entries) != 0) {
+        Refused();
+    }
+    // An empty list comes as null.
+    return entries.isArray() ? entries : Json::Value(Json::arrayValue);
+}
+
+Json::Value Daemon::Entry(const Family& family, const std::string& ifname) {
+    Json::Value request = RequestFor(family, ifname);
+    Json::Value entry;
+    if (client.GetGatewayDataByInterface(request, entry) != 0) {
+        Refused();
+    }
+    return entry;
+}
+
+}  // namespace vexonetctl

@@ -1,0 +1,65 @@
+#include "gateway_list.h"
+
+#include <ostream>
+
+#include <vexonetwork/utils/json_reader.h>
+
+#include "table.h"
+#include "validation.h"
+
+namespace vexonetctl {
+namespace {
+
+using vexonetwork::utils::GetBool;
+using vexonetwork::utils::GetInt;
+using vexonetwork::utils::GetString;
+
+constexpr std::size_t kDnsColumn = 3;
+
+Table::Row RowOf(const GatewayList& list, const Json::Value& entry) {
+    const auto text = [&](const char* key) { return GetString(entry, key).value_or(""); };
+    return {std::to_string(GetInt(entry, "priority").value_or(-1))
+                + (CarriesDefaultRoute(list.family, entry, list.route) ? "*" : ""),
+            text("ifname"),
+            text("gateway"),
+            text("dns"),
+            GetBool(entry, "slave").value_or(false) ? "yes" : "no",
+            text("class")};
+}
+
+}  // namespace
+
+bool CarriesDefaultRoute(const Family& family, const Json::Value& entry,
+                         const std::optional<DefaultRoute>& route) {
+    if (!route || GetString(entry, "ifname") != route->ifname) {
+        return false;
+    }
+    // The gateway :: stands for a route that names the interface alone.
+    return SameAddress(family, GetString(entry, "gateway").value_or(""),
+                       route->gateway.empty() ? "::" : route->gateway);
+}
+
+void Print(std::ostream& out, const GatewayList& list) {
+    out << list.family.name << " default route: " << Describe(list.route) << '\n';
+    if (list.entries.empty()) {
+        out << "no " << list.family.name << " gateways\n";
+        return;
+    }
+    Table table({"#", "INTERFACE", "GATEWAY", "DNS", "SLAVE", "CLASS"}, kDnsColumn);
+    for (const Json::Value& entry : list.entries) {
+        table.Add(RowOf(list, entry));
+    }
+    table.Print(out);
+}
+
+Json::Value ToJson(const GatewayList& list) {
+    Json::Value entries = list.entries;
+    for (Json::Value& entry : entries) {
+        if (entry.isObject()) {
+            entry["default_route"] = CarriesDefaultRoute(list.family, entry, list.route);
+        }
+    }
+    return entries;
+}
+
+}  // namespace vexonetctl

@@ -1,0 +1,207 @@
+#include "gateway_work.h"
+
+#include <net/if.h>
+
+#include <iostream>
+#include <utility>
+
+#include <vexonetwork/utils/json_reader.h>
+
+#include "daemon.h"
+#include "failure.h"
+#include "gateway_list.h"
+#include "stored_list.h"
+#include "validation.h"
+
+namespace vexonetctl {
+namespace {
+
+using vexonetwork::dbus::NetClient;
+using vexonetwork::utils::GetBool;
+using vexonetwork::utils::GetInt;
+using vexonetwork::utils::GetString;
+
+void SayDefaultRoute(const GatewayOptions& options, const Family& family) {
+    if (!options.quiet) {
+        std::cout << "default route (" << family.name << "): " << Describe(ReadDefaultRoute(family))
+                  << '\n';
+    }
+}
+
+void SayNextElection(const GatewayOptions& options, const std::string& done) {
+    if (!options.quiet) {
+        const Family& family = options.OneFamily();
+        std::cout << done << " (" << family.name << "); to elect anew: vexonetctl gateway refresh "
+                  << family.flag << '\n';
+    }
+}
+
+std::string Text(const Json::Value& entry, const char* key) {
+    return GetString(entry, key).value_or("");
+}
+
+bool IsSlave(const Json::Value& entry) {
+    return GetBool(entry, "slave").value_or(false);
+}
+
+void ListAsJson(Daemon& daemon, const GatewayOptions& options) {
+    Json::Value root(Json::objectValue);
+    for (const Family& family : options.Families()) {
+        root[family.key] = ToJson({family, daemon.Entries(family), ReadDefaultRoute(family)});
+    }
+    std::cout << root.toStyledString();
+}
+
+void PrintEntry(const Family& family, const GatewayOptions& options, const Json::Value& entry) {
+    const auto yesNo = [](bool yes) { return yes ? "yes" : "no"; };
+    std::cout << "interface      " << options.ifname << '\n'
+              << "family         " << family.name << '\n'
+              << "priority       " << GetInt(entry, "priority").value_or(-1) << '\n'
+              << "gateway        " << Text(entry, "gateway") << '\n'
+              << "dns            " << Text(entry, "dns") << '\n'
+              << "slave          " << yesNo(IsSlave(entry)) << '\n'
+              << "class          " << Text(entry, "class") << '\n'
+              << "default route  " << yesNo(GetBool(entry, "default_route") == true) << '\n';
+}
+
+Json::Value AddRequest(const Family& family, const GatewayOptions& options) {
+    const auto address = [&](const char* option, const std::optional<std::string>& text) {
+        return text ? CheckedAddress(family, option, *text) : kUnchanged;
+    };
+    Json::Value info = RequestFor(family, options.ifname);
+    info["priority"] = PriorityNumber(options.priority);
+    info["gateway"] = address("--gateway", options.gateway);
+    info["dns"] = address("--dns", options.dns);
+    info["class"] = options.interfaceClass;
+    return info;
+}
+
+[[noreturn]] void DidNot(const std::string& what) {
+    throw Failure(kRefused, "the daemon " + what + kSeeItsLog);
+}
+
+/// What the daemon holds after a change must also be what it finds at its next start.
+void RequireStored(const Family& family, const std::string& ifname, const Json::Value& entry) {
+    const StoredEntry held{Text(entry, "gateway"), Text(entry, "dns"), Text(entry, "class"),
+                           IsSlave(entry)};
+    if (ReadStoredEntry(family, ifname) != held) {
+        DidNot("has changed " + ifname + " but could not store that in " + family.priorityFile);
+    }
+}
+
+/// The daemon answers success also for what it refused.
+void RequireTaken(const Family& family, const Json::Value& info, const Json::Value& entry) {
+    const auto taken = [&](const char* key) {
+        const std::string asked = Text(info, key);
+        return asked == kUnchanged || SameAddress(family, asked, Text(entry, key));
+    };
+    if (!IsListed(entry) || !taken("gateway") || !taken("dns") || !taken("class")) {
+        DidNot("did not take the entry of " + Text(info, "ifname"));
+    }
+}
+
+}  // namespace
+
+void ListGateways(const GatewayOptions& options) {
+    Daemon daemon;
+    if (options.json) {
+        return ListAsJson(daemon, options);
+    }
+    const char* separator = "";
+    for (const Family& family : options.Families()) {
+        std::cout << std::exchange(separator, "\n");
+        Print(std::cout, {family, daemon.Entries(family), ReadDefaultRoute(family)});
+    }
+}
+
+void ShowGateway(const GatewayOptions& options) {
+    const Family& family = options.OneFamily();
+    Json::Value entry = Daemon().Entry(family, options.ifname);
+    if (!options.json) {
+        RequireListed(family, options.ifname, entry);
+    }
+    entry["ifname"] = options.ifname;
+    entry["default_route"] = CarriesDefaultRoute(family, entry, ReadDefaultRoute(family));
+    if (!options.json) {
+        return PrintEntry(family, options, entry);
+    }
+    // Also what was stored for an interface that has left the list is worth knowing.
+    std::cout << entry.toStyledString();
+    RequireListed(family, options.ifname, entry);
+}
+
+void AddGateway(const GatewayOptions& options) {
+    const Family& family = options.OneFamily();
+    const Json::Value info = AddRequest(family, options);
+    Daemon daemon;
+    if (::if_nametoindex(options.ifname.c_str()) == 0) {
+        std::cerr << "vexonetctl: warning: there is no interface " << options.ifname
+                  << " now; the entry waits for it\n";
+    }
+    daemon.Send(&NetClient::AddGatewayData, info);
+    const Json::Value entry = daemon.Entry(family, options.ifname);
+    RequireTaken(family, info, entry);
+    RequireStored(family, options.ifname, entry);
+    SayDefaultRoute(options, family);
+}
+
+void DeleteGateway(const GatewayOptions& options) {
+    const Family& family = options.OneFamily();
+    Daemon daemon;
+    RequireListed(family, options.ifname, daemon.Entry(family, options.ifname));
+    daemon.Send(&NetClient::DelGatewayData, RequestFor(family, options.ifname));
+    if (IsListed(daemon.Entry(family, options.ifname)) || ReadStoredEntry(family, options.ifname)) {
+        DidNot("could not take " + options.ifname + " out of " + family.priorityFile);
+    }
+    SayDefaultRoute(options, family);
+}
+
+void SetSlave(const GatewayOptions& options) {
+    const Family& family = options.OneFamily();
+    Daemon daemon;
+    RequireListed(family, options.ifname, daemon.Entry(family, options.ifname));
+    const bool slave = options.slave == "on";
+    Json::Value info = RequestFor(family, options.ifname);
+    info["slave"] = slave;
+    daemon.Send(&NetClient::SetSlaveData, info);
+    const Json::Value entry = daemon.Entry(family, options.ifname);
+    if (IsSlave(entry) != slave) {
+        DidNot("did not change " + options.ifname);
+    }
+    RequireStored(family, options.ifname, entry);
+    SayNextElection(options,
+                    options.ifname + (slave ? " is a slave now" : " may carry the default route"));
+}
+
+void CopyGateway(const GatewayOptions& options) {
+    const Family& family = options.OneFamily();
+    if (options.ifname == options.destination) {
+        throw Failure(kWrongUsage, "SOURCE and DESTINATION are the same interface");
+    }
+    Daemon daemon;
+    // Without a source the daemon would still drop the destination's entry.
+    RequireListed(family, options.ifname, daemon.Entry(family, options.ifname));
+    Json::Value info(Json::objectValue);
+    info["type"] = family.type;
+    info["interface_source"] = options.ifname;
+    info["interface_destination"] = options.destination;
+    info["interface_source_delete"] = options.deleteSource;
+    daemon.Send(&NetClient::CopyGatewayData, info);
+    const Json::Value entry = daemon.Entry(family, options.destination);
+    if (!IsListed(entry)) {
+        DidNot("did not make the entry of " + options.destination);
+    }
+    RequireStored(family, options.destination, entry);
+    SayNextElection(options, options.destination + " stands in the place of " + options.ifname);
+}
+
+void RefreshGateways(const GatewayOptions& options) {
+    Json::Value info(Json::objectValue);
+    info["type"] = options.IsBoth() ? "ALL" : options.OneFamily().type;
+    Daemon().Send(&NetClient::RefreshGateway, info);
+    for (const Family& family : options.Families()) {
+        SayDefaultRoute(options, family);
+    }
+}
+
+}  // namespace vexonetctl

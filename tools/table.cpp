@@ -1,0 +1,90 @@
+#include "table.h"
+
+#include <algorithm>
+#include <ostream>
+
+namespace vexonetctl {
+namespace {
+
+constexpr std::size_t kGap = 2;
+using Rows = std::vector<Table::Row>;
+
+void MakePrintable(std::string& text) {
+    std::ranges::replace_if(
+        text, [](char c) { return c < ' ' || c > '~'; }, '?');
+}
+
+std::vector<std::size_t> Widths(const Rows& rows) {
+    std::vector<std::size_t> widths(rows.front().size(), 0);
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], row[i].size());
+        }
+    }
+    return widths;
+}
+
+/// Where the last column begins.
+std::size_t LastColumnStart(const std::vector<std::size_t>& widths) {
+    std::size_t start = 0;
+    for (std::size_t i = 0; i + 1 < widths.size(); ++i) {
+        start += widths[i] + kGap;
+    }
+    return start;
+}
+
+Rows Folded(const Rows& rows, std::size_t column) {
+    Rows folded;
+    for (Table::Row row : rows) {
+        Table::Row below(row.size() - 1);
+        below[column - 1] = row[column];
+        row.erase(row.begin() + std::ptrdiff_t(column));
+        folded.push_back(std::move(row));
+        if (!below[column - 1].empty()) {
+            folded.push_back(std::move(below));
+        }
+    }
+    return folded;
+}
+
+void PrintLine(std::ostream& out, const Table::Row& row, const std::vector<std::size_t>& widths) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        line += row[i] + std::string(widths[i] + kGap - row[i].size(), ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    out << line << '\n';
+}
+
+void PrintRow(std::ostream& out, Table::Row row, const std::vector<std::size_t>& widths) {
+    const std::string last = row.back();
+    for (std::size_t done = 0; done == 0 || done < last.size(); done += widths.back()) {
+        row.back() = last.substr(done, widths.back());
+        PrintLine(out, row, widths);
+        std::ranges::fill(row, "");
+    }
+}
+
+}  // namespace
+
+Table::Table(Row headerRow, std::size_t foldColumn)
+    : rows{std::move(headerRow)}, fold(foldColumn) {}
+
+void Table::Add(Row row) {
+    std::ranges::for_each(row, MakePrintable);
+    rows.push_back(std::move(row));
+}
+
+void Table::Print(std::ostream& out) const {
+    auto widths = Widths(rows);
+    const bool tooWide = LastColumnStart(widths) + widths.back() > kLineWidth;
+    const Rows shaped = tooWide ? Folded(rows, fold) : rows;
+    widths = Widths(shaped);
+    const std::size_t room = kLineWidth - std::min(kLineWidth, LastColumnStart(widths));
+    widths.back() = std::min(widths.back(), std::max(room, shaped.front().back().size()));
+    for (const Row& row : shaped) {
+        PrintRow(out, row, widths);
+    }
+}
+
+}  // namespace vexonetctl

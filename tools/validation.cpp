@@ -1,0 +1,98 @@
+#include "validation.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string_view>
+
+#include "failure.h"
+
+namespace vexonetctl {
+namespace {
+
+// As the daemon counts: -1 appends, -2 leaves the entry where it is.
+constexpr int kFirst = 0;
+constexpr int kLast = -1;
+constexpr int kKeep = -2;
+
+using AddressBytes = std::array<std::uint8_t, sizeof(in6_addr)>;
+
+std::optional<AddressBytes> ParseAddress(const Family& family, const std::string& text) {
+    AddressBytes bytes{};
+    if (::inet_pton(family.number, text.c_str(), bytes.data()) != 1) {
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+bool IsBlankOrControl(unsigned char c) {
+    return c <= ' ' || c == 0x7f;
+}
+
+std::optional<int> ToPriority(std::string_view word) {
+    if (word == "first" || word == "last" || word == "keep") {
+        return word == "first" ? kFirst : word == "last" ? kLast : kKeep;
+    }
+    constexpr std::size_t kMostDigits = std::numeric_limits<int>::digits10;
+    if (word.empty() || word.size() > kMostDigits
+        || word.find_first_not_of("0123456789") != word.npos) {
+        return std::nullopt;
+    }
+    return std::stoi(std::string(word));
+}
+
+}  // namespace
+
+std::string CheckInterfaceName(const std::string& name) {
+    if (name.empty() || name.size() >= IFNAMSIZ) {
+        return "an interface name has 1 to " + std::to_string(IFNAMSIZ - 1) + " characters";
+    }
+    if (name == "." || name == ".." || name.find_first_of("/:") != name.npos
+        || std::ranges::any_of(name, IsBlankOrControl)) {
+        return "an interface name is not . or .. and has no slash, colon or blank";
+    }
+    return "";
+}
+
+std::string CheckClassWord(const std::string& word) {
+    if (word.empty() || std::ranges::any_of(word, IsBlankOrControl)) {
+        return "a class is one word";
+    }
+    // On the bus this word says that the class stays as it is.
+    return word == "NULL" ? "NULL is no class; leave --class out to keep the present one" : "";
+}
+
+std::string CheckPriority(const std::string& word) {
+    return ToPriority(word) ? "" : "a priority is first, last, keep or a number from 0";
+}
+
+int PriorityNumber(const std::string& word) {
+    return ToPriority(word).value_or(kKeep);
+}
+
+bool SameAddress(const Family& family, const std::string& one, const std::string& other) {
+    const auto bytes = ParseAddress(family, one);
+    return bytes ? bytes == ParseAddress(family, other) : one == other;
+}
+
+std::string CheckedAddress(const Family& family, const std::string& option,
+                           const std::string& text) {
+    if (text == "none") {
+        return "";
+    }
+    if (!ParseAddress(family, text)) {
+        const bool v4 = family.number == AF_INET;
+        throw Failure(kWrongUsage, option + ": '" + text + "' is no " + family.name
+                                       + " address such as "
+                                       + (v4 ? "192.0.2.1 (-6 for IPv6)" : "2001:db8::1")
+                                       + "; 'none' clears the stored one");
+    }
+    return text;
+}
+
+}  // namespace vexonetctl
