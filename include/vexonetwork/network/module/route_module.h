@@ -1,0 +1,106 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <vexonetwork/network/module/base_module.h>
+#include <vexonetwork/utils/ip_address.h>
+#include <vexonetwork/utils/pthread_mutex.h>
+
+namespace vexonetwork::network::module {
+
+/// Address family of a gateway list; "GTYPE_V4" and "GTYPE_V6" in requests.
+enum GATEWAY_TYPE : std::int32_t { GTYPE_V4 = 0, GTYPE_V6 = 1 };
+
+/// Places an added entry can ask for by "priority" instead of by an index.
+enum : std::int32_t {
+    PRIORITY_APPEND = -1,  ///< at the end
+    PRIORITY_KEEP = -2,    ///< where it was; at the end when it is new
+};
+
+/// One candidate for the default route.
+struct GatewayInfo {
+    std::string ifname;                      ///< identity of the entry within its list
+    std::string interfaceClass = "unknown";  ///< "ethernet" must have link to be elected
+    utils::IPAddress gateway;
+    utils::IPAddress dns;
+    bool slave = false;  ///< never carries the default route
+};
+
+class GatewayDatabase;
+
+/// Owns the ordered lists of default gateways, one for each address family. The order is the
+/// priority: the first usable entry gets the default route. Lists live in memory and in the files
+/// below /etc/iproute2/config, which every change rewrites.
+class RouteModule : public BaseModule {
+  public:
+    RouteModule();
+    ~RouteModule() override;
+
+    static BaseModule* Create();
+
+    /// Serves one request, named by its "method". A request that is refused or fails leaves a log
+    /// line; the reply is then untouched or partial.
+    /// @return 0 always
+    int ProcessRequest(const Json::Value& request, Json::Value& reply) override;
+
+    /// Loads the lists and installs the policy table of the static routes. Elects nothing.
+    /// @return 0; failures are only logged
+    int InitialModule() override;
+    int TerminateModule() override { return 0; }
+    int StartModule() override { return 0; }
+
+    // The steps below return 0, or -1 after a log line. They take no lock.
+
+    /// Appends the entries of the priority file to the list, in byte order of their section names;
+    /// entries without link are dropped. A missing file is success.
+    int ReadGatewayListFromFile(GATEWAY_TYPE gatewayType);
+    int WriteGatewayListToFile(GATEWAY_TYPE gatewayType);
+
+    /// Stores the chosen addresses of every entry; interfaces that left the list keep theirs.
+    int WriteGatewayToDatabase(GATEWAY_TYPE gatewayType, bool gateway, bool dns);
+
+    /// Rewrites the resolver file, and has the system's resolver follow when it is automatic.
+    int WriteDnsFile(GATEWAY_TYPE gatewayType);
+
+    /// @return 1 when the database has another value (or none), 0 when the same, -1 on failure
+    int IsDatabaseChanged(const std::string& section, const std::string& key,
+                          const std::string& value);
+
+    /// The same for the address an add request brings; 0 when it brings none.
+    int IsGatewayConfigChanged(const Json::Value& request);
+    int IsDnsConfigChanged(const Json::Value& request);
+
+    /// Gives the default route to the first entry that can carry it, which moves to the front in
+    /// memory. When none can, the former IPv4 default gateway is restored.
+    int RefreshDefaultGatewayV4();
+    int RefreshDefaultGatewayV6();
+
+    /// Runs the elections that the request's "type" names; "ALL" means both.
+    int RefreshDefaultGateway(const Json::Value& request);
+
+  private:
+    using Gateways = std::vector<GatewayInfo>;
+
+    void Dispatch(const Json::Value& request, Json::Value& reply);
+    int GetGatewayListData(const Json::Value& request, Json::Value& reply);
+    int GetGatewayDataByInterface(const Json::Value& request, Json::Value& reply);
+    int AddGatewayInfo(const Json::Value& request);
+    int DelGatewayInfo(const Json::Value& request);
+    int SetSlaveForGatewayInfo(const Json::Value& request);
+    int CopyGatewayData(const Json::Value& request);
+
+    Gateways& GatewaysOf(GATEWAY_TYPE gatewayType);
+    int IsConfigChanged(const Json::Value& request, bool gateway);
+
+    Gateways gateways_v4;
+    Gateways gateways_v6;
+    PthreadMutex request_mutex;
+    std::unique_ptr<GatewayDatabase> database;
+};
+
+}  // namespace vexonetwork::network::module

@@ -1,0 +1,121 @@
+// The elections: which entry of a list gets the default route.
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include <vexo/default_gateway.h>
+#include <vexo/net_interface.h>
+#include <vexonetwork/network/module/route_module.h>
+#include <vexonetwork/utils/get_default_route.h>
+#include <vexonetwork/utils/json_reader.h>
+#include <vexonetwork/utils/utils.h>
+#include <vlib/exec.h>
+
+#include "network/gateway_election.h"
+#include "network/gateway_family.h"
+
+#define VEXO_LOG_SOURCE "route_module"
+#include <vexobase/log.h>
+
+namespace vexonetwork::network::module {
+namespace {
+
+constexpr char kIp[] = "/sbin/ip";
+
+void MoveToFront(std::vector<GatewayInfo>& gateways, std::size_t index) {
+    const auto winner = gateways.begin() + static_cast<std::ptrdiff_t>(index);
+    std::rotate(gateways.begin(), winner, winner + 1);
+}
+
+bool InstallV4(const GatewayInfo& entry, const VEXONETIFINFO& info) {
+    char address[1024];
+    std::snprintf(address, sizeof address, "%s/%d", info.ip, VEXONetNetmaskToPrefix(info.netmask));
+    char network[20] = "";
+    VEXONetCalNetwork(address, network, sizeof network);
+    VEXO_LOG(LOG_DEBUG, "Try gateway [%s] of [%s] on [%s]", entry.gateway.ToCString(), network,
+             entry.ifname.c_str());
+    // Without an address the text with its prefix stays, which ip refuses as a source.
+    VEXOILnxGetIP(entry.ifname.c_str(), address, sizeof address);
+    return VLIBCExecl(VLIB_EXEC_QUIET, kIp, "route", "add", "default", "via",
+                      entry.gateway.ToCString(), "dev", entry.ifname.c_str(), "src", address,
+                      nullptr)
+           == 0;
+}
+
+bool InstallV6(const GatewayInfo& entry) {
+    if (entry.gateway.ToString() == "::") {
+        return VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "add", "default", "dev",
+                          entry.ifname.c_str(), nullptr)
+               == 0;
+    }
+    return VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "add", "default", "via",
+                      entry.gateway.ToCString(), "dev", entry.ifname.c_str(), nullptr)
+           == 0;
+}
+
+void DeleteDefaultRoutesV6() {
+    for (int left = utils::GetNumDefaultRoutes<AF_INET6>(); left > 0; --left) {
+        if (VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "delete", "default", nullptr) != 0) {
+            VEXO_LOG(LOG_INFO, "delete default route failed");
+        }
+    }
+}
+
+}  // namespace
+
+int RouteModule::RefreshDefaultGatewayV4() {
+    char saved[20] = "";
+    if (VEXONetDefaultGatewayGet(saved, sizeof saved) != 0) {
+        VEXO_LOG(LOG_ERR, "Get system gateway failed");
+        return -1;
+    }
+    if (VEXONetDefaultGatewaySet(nullptr) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to delete default gateway");
+        return -1;
+    }
+    VEXONETIFINFO info{};
+    const InterfaceFacts facts{IsEthernetLinkDetected, [&info](const std::string& ifname) {
+                                   return VEXONetIFGetInfo(ifname.c_str(), &info, 0) == 0;
+                               }};
+    const auto winner = Elect(GTYPE_V4, gateways_v4, facts,
+                              [&info](const GatewayInfo& entry) { return InstallV4(entry, info); });
+    if (winner) {
+        MoveToFront(gateways_v4, *winner);
+    } else {
+        VEXONetDefaultGatewaySet(saved);
+    }
+    return 0;
+}
+
+int RouteModule::RefreshDefaultGatewayV6() {
+    if (gateways_v6.empty()) {
+        return 0;
+    }
+    DeleteDefaultRoutesV6();
+    const InterfaceFacts facts{IsEthernetLinkDetected, {}};
+    if (const auto winner = Elect(GTYPE_V6, gateways_v6, facts, InstallV6)) {
+        MoveToFront(gateways_v6, *winner);
+    }
+    return 0;
+}
+
+int RouteModule::RefreshDefaultGateway(const Json::Value& request) {
+    const auto gatewayType = ReadType(request);
+    const bool all = utils::GetString(request, "type") == "ALL";
+    if (!gatewayType && !all) {
+        VEXO_LOG(LOG_ERR, "Unknown type to add info");
+        return -1;
+    }
+    int result = 0;
+    if (all || gatewayType == GTYPE_V4) {
+        result = RefreshDefaultGatewayV4();
+    }
+    if (result == 0 && (all || gatewayType == GTYPE_V6)) {
+        result = RefreshDefaultGatewayV6();
+    }
+    return result;
+}
+
+}  // namespace vexonetwork::network::module

@@ -1,0 +1,130 @@
+// The files of the gateway lists.
+
+#include <vexo/dns.h>
+#include <vexo/net_interface.h>
+#include <vexobase/replace_file.h>
+#include <vexonetwork/network/module/route_module.h>
+#include <vexonetwork/utils/config.h>
+#include <vlib/file.h>
+
+#include "network/gateway_database.h"
+#include "network/gateway_family.h"
+
+#define VEXO_LOG_SOURCE "route_module"
+#include <vexobase/log.h>
+
+namespace vexonetwork::network::module {
+namespace {
+
+GatewayInfo ToEntry(const std::map<std::string, std::string>& pairs) {
+    const auto value = [&pairs](const char* key) {
+        const auto pair = pairs.find(key);
+        return pair == pairs.end() ? std::string() : pair->second;
+    };
+    GatewayInfo entry;
+    entry.ifname = value("ifname");
+    entry.interfaceClass = value("class");
+    entry.gateway = value("gateway");
+    entry.dns = value("dns");
+    entry.slave = value("slave") == "yes";
+    return entry;
+}
+
+}  // namespace
+
+int RouteModule::ReadGatewayListFromFile(GATEWAY_TYPE gatewayType) {
+    const GatewayFamily* family = FindFamily(gatewayType);
+    if (family == nullptr) {
+        VEXO_LOG(LOG_ERR, "Unknown type to read config");
+        return -1;
+    }
+    if (VLIBCFileExist(family->priorityFile) != 1) {
+        return 0;
+    }
+    utils::ConfigSection file(family->priorityFile);
+    if (file.Read() != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", family->priorityFile);
+        return -1;
+    }
+    // The tenth and later entries come after the first, as their names do; the appliance's
+    // support knows the order of long lists after a start this way.
+    for (const auto& [section, pairs] : file.GetKeyValues()) {
+        GatewayInfo entry = ToEntry(pairs);
+        if (VEXONetIfIsLink(entry.ifname.c_str()) < 1) {
+            VEXO_LOG(LOG_INFO, "Interface [%s] is not up, skip it", entry.ifname.c_str());
+            continue;
+        }
+        GatewaysOf(gatewayType).push_back(std::move(entry));
+    }
+    return 0;
+}
+
+int RouteModule::WriteGatewayListToFile(GATEWAY_TYPE gatewayType) {
+    const GatewayFamily* family = FindFamily(gatewayType);
+    if (family == nullptr) {
+        VEXO_LOG(LOG_ERR, "Unknown type to write config");
+        return -1;
+    }
+    utils::ConfigSection file(family->priorityFile);
+    std::size_t index = 0;
+    for (const GatewayInfo& entry : GatewaysOf(gatewayType)) {
+        const std::string section = std::to_string(index++);
+        file.AddKeyValue(section, "ifname", entry.ifname);
+        file.AddKeyValue(section, "gateway", entry.gateway.ToString());
+        file.AddKeyValue(section, "dns", entry.dns.ToString());
+        file.AddKeyValue(section, "slave", entry.slave);
+        file.AddKeyValue(section, "class", entry.interfaceClass);
+    }
+    if (file.Write() != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to set file[%s]", family->priorityFile);
+        return -1;
+    }
+    return 0;
+}
+
+int RouteModule::WriteGatewayToDatabase(GATEWAY_TYPE gatewayType, bool gateway, bool dns) {
+    const GatewayFamily* family = FindFamily(gatewayType);
+    if (family == nullptr) {
+        VEXO_LOG(LOG_ERR, "Unknown type to write config");
+        return -1;
+    }
+    utils::ConfigSection changes;
+    for (const GatewayInfo& entry : GatewaysOf(gatewayType)) {
+        if (gateway) {
+            changes.AddKeyValue(entry.ifname, family->gatewayKey, entry.gateway.ToString());
+        }
+        if (dns) {
+            changes.AddKeyValue(entry.ifname, family->dnsKey, entry.dns.ToString());
+        }
+    }
+    return database->Merge(changes);
+}
+
+int RouteModule::WriteDnsFile(GATEWAY_TYPE gatewayType) {
+    const GatewayFamily* family = FindFamily(gatewayType);
+    if (family == nullptr) {
+        VEXO_LOG(LOG_ERR, "Unknown type to write config");
+        return -1;
+    }
+    std::string text;
+    for (const GatewayInfo& entry : GatewaysOf(gatewayType)) {
+        if (!entry.dns.IsEmpty()) {
+            text += "nameserver " + entry.dns.ToString() + "\n";
+        }
+    }
+    if (vexobase::ReplaceFile(family->resolverFile, text) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to open file[%s]", family->resolverFile);
+        return -1;
+    }
+    if (VLIBCFileCheckKeyValue("/etc/vexoinfo.conf", "dns_mode", "auto", 1) == 1) {
+        VEXONetDNSUpdate_S();
+    }
+    return 0;
+}
+
+int RouteModule::IsDatabaseChanged(const std::string& section, const std::string& key,
+                                   const std::string& value) {
+    return database->Differs(section, key, value);
+}
+
+}  // namespace vexonetwork::network::module

@@ -1,0 +1,117 @@
+#include "network/table_number.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string_view>
+
+#include <vexobase/replace_file.h>
+
+#include "network/parse_number.h"
+
+#define VEXO_LOG_SOURCE "policy_route"
+#include <vexobase/log.h>
+
+namespace vexonetwork::network {
+namespace {
+
+constexpr char kRouteTables[] = "/etc/iproute2/rt_tables";
+constexpr std::uint32_t kFirstFree = 100;
+constexpr std::uint32_t kLastFree = 199;
+
+using Numbers = std::map<std::string, std::uint32_t>;
+
+/// @return nothing when the file is there and cannot be read: it must not be replaced then
+std::optional<std::string> ReadRouteTables() {
+    std::error_code ignored;
+    std::ifstream file(kRouteTables, std::ios::binary);
+    if (!file) {
+        return std::filesystem::exists(kRouteTables, ignored) ? std::nullopt
+                                                              : std::optional<std::string>("");
+    }
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+std::optional<std::uint32_t> ToNumber(std::string_view text) {
+    return text.starts_with("0x") ? ParseNumber(text.substr(2), 16) : ParseNumber(text);
+}
+
+/// Lines of "NUMBER NAME"; all others, comments among them, are passed over.
+Numbers Parse(const std::string& text) {
+    Numbers numbers;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string number;
+        std::string name;
+        if (words >> number >> name) {
+            if (const auto value = ToNumber(number)) {
+                numbers.emplace(name, *value);
+            }
+        }
+    }
+    return numbers;
+}
+
+std::optional<std::uint32_t> Free(const Numbers& numbers) {
+    for (std::uint32_t number = kFirstFree; number <= kLastFree; ++number) {
+        if (std::ranges::none_of(numbers,
+                                 [=](const auto& used) { return used.second == number; })) {
+            return number;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::uint32_t> Usable(const Numbers& numbers, const std::string& table) {
+    const auto found = numbers.find(table);
+    const bool kernels = found != numbers.end()
+                         && (found->second == 0 || (found->second >= 253 && found->second <= 255));
+    return found == numbers.end() || kernels ? std::nullopt : std::optional(found->second);
+}
+
+}  // namespace
+
+bool IsTableName(const std::string& name) {
+    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    constexpr std::string_view kOthers = "0123456789_-.";
+    return !name.empty() && name.size() < 32 && kLetters.find(name[0]) != kLetters.npos
+           && std::ranges::all_of(name, [=](char c) {
+                  return kLetters.find(c) != kLetters.npos || kOthers.find(c) != kOthers.npos;
+              });
+}
+
+std::optional<std::uint32_t> FindTableNumber(const std::string& table) {
+    return Usable(Parse(ReadRouteTables().value_or("")), table);
+}
+
+std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
+    auto text = ReadRouteTables();
+    if (!text) {
+        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", kRouteTables);
+        return std::nullopt;
+    }
+    const Numbers numbers = Parse(*text);
+    if (numbers.contains(table)) {
+        return Usable(numbers, table);
+    }
+    const auto number = Free(numbers);
+    if (!number) {
+        VEXO_LOG(LOG_ERR, "Failed to find a free number for table [%s]", table.c_str());
+        return std::nullopt;
+    }
+    if (!text->empty() && text->back() != '\n') {
+        *text += '\n';
+    }
+    *text += std::to_string(*number) + "\t" + table + "\n";
+    if (vexobase::ReplaceFile(kRouteTables, *text) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to set file[%s]", kRouteTables);
+        return std::nullopt;
+    }
+    return number;
+}
+
+}  // namespace vexonetwork::network
