@@ -41,7 +41,7 @@ std::string WhyNotOurs() {
     if (const int holder = PidFile::Holder(); holder != 0) {
         return "already running as pid " + std::to_string(holder);
     }
-    return "cannot take /var/run/vexonetd.pid; the daemon must be started as root";
+    return "cannot take /var/run/vexonetd.pid; is this root, or is another daemon just starting?";
 }
 
 std::string WhyNotServing(bool wasReady) {

@@ -60,8 +60,9 @@ std::string CheckInterfaceName(const std::string& name) {
 }
 
 std::string CheckClassWord(const std::string& word) {
-    if (word.empty() || std::ranges::any_of(word, IsBlankOrControl)) {
-        return "a class is one word";
+    constexpr std::size_t kMost = 64;
+    if (word.empty() || word.size() > kMost || std::ranges::any_of(word, IsBlankOrControl)) {
+        return "a class is one word of at most 64 characters";
     }
     // On the bus this word says that the class stays as it is.
     return word == "NULL" ? "NULL is no class; leave --class out to keep the present one" : "";
