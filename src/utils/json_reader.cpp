@@ -1,0 +1,68 @@
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include <vexonetwork/utils/json_reader.h>
+
+namespace vexonetwork::utils {
+
+namespace {
+
+// Deprecated, but what they accept and print is what the bus, the files and the log have always
+// seen. They are touched in this one place.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+bool ReadText(const std::string& text, Json::Value& value) {
+    return Json::Reader().parse(text, value);
+}
+
+std::string WriteText(const Json::Value& value) {
+    return Json::FastWriter().write(value);
+}
+
+#pragma GCC diagnostic pop
+
+const Json::Value* FindMember(const Json::Value& object, const char* key) {
+    return object.isObject() ? object.find(key, key + std::strlen(key)) : nullptr;
+}
+
+}  // namespace
+
+bool ParseJson(const std::string& text, Json::Value& value) {
+    try {
+        Json::Value parsed;
+        if (!ReadText(text, parsed)) {
+            return false;
+        }
+        value = std::move(parsed);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+std::string ToCompactText(const Json::Value& value) {
+    return WriteText(value);
+}
+
+std::optional<std::string> GetString(const Json::Value& object, const char* key) {
+    const Json::Value* member = FindMember(object, key);
+    return member != nullptr && member->isString() ? std::optional(member->asString())
+                                                   : std::nullopt;
+}
+
+std::optional<int> GetInt(const Json::Value& object, const char* key) {
+    const Json::Value* member = FindMember(object, key);
+    // isInt alone would also take 5.0.
+    return member != nullptr && member->isInt() && !member->isDouble()
+               ? std::optional(member->asInt())
+               : std::nullopt;
+}
+
+std::optional<bool> GetBool(const Json::Value& object, const char* key) {
+    const Json::Value* member = FindMember(object, key);
+    return member != nullptr && member->isBool() ? std::optional(member->asBool()) : std::nullopt;
+}
+
+}  // namespace vexonetwork::utils
