@@ -67,8 +67,6 @@ class IPAddress {
     static const char* networkToString(const sockaddr* address, const sockaddr* mask, char* buf);
 
   private:
-    friend IPAddress GetNextNetwork(const IPAddress& ip, const IPAddress& mask);
-
     in_addr addr{INADDR_NONE};
     std::string text;
 };
