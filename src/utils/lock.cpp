@@ -1,0 +1,64 @@
+#include <unistd.h>
+
+#include <vexobase/log.h>
+#include <vexonetwork/utils/lock.h>
+#include <vlib/exec.h>
+#include <vlib/file.h>
+
+namespace vexonetwork::utils {
+
+namespace {
+
+constexpr int kTries = 30;
+constexpr unsigned kSecondsBetweenTries = 1;
+
+}  // namespace
+
+FileLock::FileLock(const std::string& lockPath, bool exclusiveLock)
+    : exclusive(exclusiveLock), path(lockPath) {}
+
+bool FileLock::Lock() {
+    if (!createParentDir()) {
+        VEXO_LOG(LOG_ERR, "Failed to create parent dir of [%s]", path.c_str());
+        return false;
+    }
+    int descriptor = -1;
+    for (int i = 0; i < kTries && VLIBCFileLockByFile(path.c_str(), exclusive, &descriptor) != 1;
+         ++i) {
+        ::sleep(kSecondsBetweenTries);
+    }
+    if (descriptor < 0) {
+        VEXO_LOG(LOG_ERR, "Failed to get file lock of [%s]", path.c_str());
+        return false;
+    }
+    fd = descriptor;
+    return true;
+}
+
+bool FileLock::Unlock() {
+    // A lock that is not ours must not lose its file.
+    const bool released = VLIBCFileUnlockByFile(fd) == 1;
+    if (released) {
+        fd = -1;
+    }
+    if (!released || ::unlink(path.c_str()) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to release file lock of [%s]", path.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool FileLock::createParentDir() {
+    const auto slash = path.rfind('/');
+    if (slash == path.npos || slash == 0) {
+        return true;
+    }
+    const std::string dir = path.substr(0, slash);
+    if (VLIBCFileCheckDir(dir.c_str()) == 1) {
+        return true;
+    }
+    const char* const arguments[] = {"-p", dir.c_str(), nullptr};
+    return VLIBCExec("/bin/mkdir", arguments) == 0;
+}
+
+}  // namespace vexonetwork::utils
