@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <string>
+#include <vector>
+
+#include <vexobase/log.h>
 
 #include "vexo/default_routes.h"
-#include "vexobase/log.h"
 #include "vlib/error.h"
 #include "vlib/file.h"
 
@@ -55,39 +56,47 @@ bool IsRouteOf(const DefaultRoute& route, in_addr gateway) {
            && route.gateway->s_addr == gateway.s_addr;
 }
 
-/// Removes all of them, or none: those already removed are put back when one cannot be.
 int RemoveAll(const std::vector<DefaultRoute>& routes) {
-    for (auto route = routes.begin(); route != routes.end(); ++route) {
-        if (vexoplatform::RemoveDefaultRoute(*route) == 0) {
-            continue;
+    for (const DefaultRoute& route : routes) {
+        if (vexoplatform::RemoveDefaultRoute(route) != 0) {
+            return KernelRefused("remove a default route");
         }
-        KernelRefused("remove a default route");
-        for (auto removed = routes.begin(); removed != route; ++removed) {
-            if (vexoplatform::PutBackDefaultRoute(*removed) != 0) {
-                KernelRefused("put a default route back");
-            }
-        }
-        return -1;
     }
     return 0;
 }
 
-/// The new route comes before the others go, so no packet is without one, and a gateway that the
-/// kernel refuses leaves everything as it was.
-int ReplaceAll(in_addr gateway) {
+int FailAndPutBack(const std::vector<DefaultRoute>& former) {
+    for (const DefaultRoute& route : former) {
+        if (vexoplatform::PutBackDefaultRoute(route) != 0) {
+            KernelRefused("put a default route back");
+        }
+    }
+    return -1;
+}
+
+/// The new route comes before the others go, so that no packet is without one, and a gateway that
+/// the kernel refuses leaves everything as it was.
+int ReplaceAll(const std::vector<DefaultRoute>& former, in_addr gateway) {
     if (vexoplatform::PutDefaultRoute(gateway) != 0) {
         return KernelRefused("set the default gateway");
     }
-    auto routes = vexoplatform::ListDefaultRoutes();
-    if (!routes) {
+    auto others = vexoplatform::ListDefaultRoutes();
+    if (!others) {
         return KernelRefused("read the default routes");
     }
-    const auto kept = std::ranges::find_if(
-        *routes, [&](const DefaultRoute& route) { return IsRouteOf(route, gateway); });
-    if (kept != routes->end()) {
-        routes->erase(kept);
+    const auto isNew = [&](const DefaultRoute& route) { return IsRouteOf(route, gateway); };
+    std::vector<DefaultRoute> put;
+    if (const auto place = std::ranges::find_if(*others, isNew); place != others->end()) {
+        put.push_back(*place);
+        others->erase(place);
     }
-    return RemoveAll(*routes);
+    if (RemoveAll(*others) == 0) {
+        return 0;
+    }
+    if (std::ranges::none_of(former, isNew)) {
+        RemoveAll(put);
+    }
+    return FailAndPutBack(former);
 }
 
 }  // namespace
@@ -111,11 +120,14 @@ int VEXONetDefaultGatewaySet(const char* gateway) {
     if (ParseGateway(gateway, address) != 0) {
         return -1;
     }
-    if (address.s_addr != INADDR_ANY) {
-        return ReplaceAll(address);
+    const auto former = vexoplatform::ListDefaultRoutes();
+    if (!former) {
+        return KernelRefused("read the default routes");
     }
-    const auto routes = vexoplatform::ListDefaultRoutes();
-    return routes ? RemoveAll(*routes) : KernelRefused("read the default routes");
+    if (address.s_addr != INADDR_ANY) {
+        return ReplaceAll(*former, address);
+    }
+    return RemoveAll(*former) == 0 ? 0 : FailAndPutBack(*former);
 }
 
 int VEXONetDefaultGatewayGetConf(char* gateway, int size) {

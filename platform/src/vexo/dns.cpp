@@ -9,8 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "vexobase/log.h"
-#include "vexobase/replace_file.h"
+#include <vexobase/log.h>
+#include <vexobase/replace_file.h>
+
 #include "vlib/error.h"
 #include "vlib/file_text.h"
 

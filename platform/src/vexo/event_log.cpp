@@ -12,8 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "vexobase/log.h"
-#include "vexobase/unique_fd.h"
+#include <vexobase/log.h>
+#include <vexobase/unique_fd.h>
+
 #include "vlib/error.h"
 
 namespace {

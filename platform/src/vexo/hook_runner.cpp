@@ -4,8 +4,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,9 +17,9 @@
 #include <optional>
 #include <vector>
 
-#include "vexobase/log.h"
-#include "vexobase/unique_fd.h"
-#include "vexobase/unique_handle.h"
+#include <vexobase/log.h>
+#include <vexobase/unique_fd.h>
+#include <vexobase/unique_handle.h>
 
 namespace vexoplatform {
 
@@ -156,7 +156,8 @@ class SpawnSettings {
 
 /// @return whether the process ended in time
 bool WaitForEnd(pid_t pid, milliseconds timeout) {
-    const vexobase::UniqueFd process(::pidfd_open(pid, 0));
+    // The C library's own declaration of this call cannot be used from C++.
+    const vexobase::UniqueFd process(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
     const auto deadline = steady_clock::now() + timeout;
     pollfd event{process.Get(), POLLIN, 0};
     while (process) {

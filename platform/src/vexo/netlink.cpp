@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "vexobase/unique_handle.h"
+#include <vexobase/unique_handle.h>
 
 namespace vexoplatform {
 

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <map>
 
-#include "vexobase/log.h"
+#include <vexobase/log.h>
 
 namespace vexoplatform {
 

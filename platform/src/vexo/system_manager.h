@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "vexobase/unique_handle.h"
+#include <vexobase/unique_handle.h>
 
 namespace vexoplatform {
 

@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-#include "vexobase/log.h"
+#include <vexobase/log.h>
 
 namespace vexonetsdk::dbus {
 
