@@ -1,9 +1,14 @@
 #pragma once
 
-/// One pair of a string hash. Both texts are owned by the hash.
+#include <stddef.h>
+
+/// One pair of a string hash. Both texts are owned by the hash; a key stays where it is until its
+/// pair is removed, a value until it is replaced.
 typedef struct VLIBSZPAIR {
     char* key;
     char* value;
+    size_t keyLength;
+    size_t valueLength;
 } VLIBSZPAIR;
 
 /// Growable table of string pairs with unique keys. `pairs[0 .. count-1]` stand in the order in

@@ -61,6 +61,19 @@ Line ParseLine(std::string_view text, std::string_view separator) {
     return text.front() == '[' ? ParseHeader(text) : ParsePair(text, separator);
 }
 
+bool SkipToHeader(std::string_view& rest) {
+    for (auto bracket = rest.find('['); bracket != rest.npos;
+         bracket = rest.find('[', bracket + 1)) {
+        const std::string_view before = TrimBack(rest.substr(0, bracket));
+        if (before.empty() || before.back() == '\n') {
+            rest.remove_prefix(before.size());
+            return true;
+        }
+    }
+    rest = {};
+    return false;
+}
+
 bool CutLine(std::string_view& rest, std::string_view& line) {
     if (rest.empty()) {
         return false;
@@ -96,12 +109,12 @@ std::optional<LineFormat> ParseFormat(const char* format) {
 
 bool IsWritablePair(std::string_view key, std::string_view value) {
     return !key.empty() && !IsBlank(key.front()) && !IsBlank(key.back())
-           && !IsCommentStart(key.front()) && key.front() != '['
-           && key.find_first_of("=\n") == key.npos && value.find('\n') == value.npos;
+           && !IsCommentStart(key.front()) && key.front() != '[' && key.find('=') == key.npos
+           && key.find('\n') == key.npos && value.find('\n') == value.npos;
 }
 
 bool IsWritableSection(std::string_view section) {
-    return section.find_first_of("]\n") == section.npos;
+    return section.find(']') == section.npos && section.find('\n') == section.npos;
 }
 
 std::string_view Unquote(std::string_view value) {

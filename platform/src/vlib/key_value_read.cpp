@@ -38,7 +38,7 @@ SectionResult ForEachPairOf(std::string_view text, std::string_view section, Tak
     auto result = SectionResult::kAbsent;
     bool inside = false;
     std::string_view line;
-    while (CutLine(text, line)) {
+    while ((inside || SkipToHeader(text)) && CutLine(text, line)) {
         const Line parsed = ParseLine(LineText(line));
         if (parsed.kind == LineKind::kHeader) {
             inside = parsed.name == section;
@@ -150,7 +150,7 @@ int VLIBCFileEnumSection(const char* path, VLIBSZLIST** list) {
     std::unordered_set<std::string_view> seen;
     std::string_view rest = file->View();
     std::string_view line;
-    while (CutLine(rest, line)) {
+    while (SkipToHeader(rest) && CutLine(rest, line)) {
         const Line parsed = ParseLine(LineText(line));
         if (parsed.kind == LineKind::kHeader && seen.insert(parsed.name).second
             && PushText(*list, parsed.name) < 0) {

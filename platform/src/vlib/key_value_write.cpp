@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,16 +16,16 @@ namespace vlib {
 
 namespace {
 
-void AppendPair(std::string& text, const LineFormat& format, std::string_view key,
-                std::string_view value) {
-    text.append(format.indent).append(key).append(format.separator).append(value).push_back('\n');
+void AppendPair(std::string& text, const LineFormat& format, const VLIBSZPAIR& pair) {
+    text.append(format.indent).append(KeyOf(pair)).append(format.separator).append(ValueOf(pair));
+    text.push_back('\n');
 }
 
 void AppendSection(std::string& text, const LineFormat& format, std::string_view section,
                    const VLIBSZHASH& hash) {
     text.append("[").append(section).append("]\n");
     for (int slot = 0; slot < hash.count; ++slot) {
-        AppendPair(text, format, hash.pairs[slot].key, hash.pairs[slot].value);
+        AppendPair(text, format, hash.pairs[slot]);
     }
 }
 
@@ -40,7 +41,7 @@ std::string SetPairs(std::string_view rest, const VLIBSZHASH& pairs, const LineF
     std::vector<bool> written(static_cast<size_t>(pairs.count));
     const auto write = [&](int slot) {
         if (!written[static_cast<size_t>(slot)]) {
-            AppendPair(text, format, pairs.pairs[slot].key, pairs.pairs[slot].value);
+            AppendPair(text, format, pairs.pairs[slot]);
             written[static_cast<size_t>(slot)] = true;
         }
     };
@@ -94,7 +95,7 @@ int Fail(int error) {
 
 bool AreWritable(const VLIBSZHASH& hash) {
     for (int slot = 0; slot < hash.count; ++slot) {
-        if (!IsWritablePair(hash.pairs[slot].key, hash.pairs[slot].value)) {
+        if (!IsWritablePair(KeyOf(hash.pairs[slot]), ValueOf(hash.pairs[slot]))) {
             return false;
         }
     }
@@ -141,7 +142,8 @@ int VLIBCFileSetKeyValue(const char* path, const char* key, const char* value, c
         return Fail(VLIB_ERR_BAD_PARAMETER);
     }
     // Nothing frees this table or writes through its pointers: it only borrows the texts.
-    VLIBSZPAIR pair{const_cast<char*>(key), const_cast<char*>(value)};
+    VLIBSZPAIR pair{const_cast<char*>(key), const_cast<char*>(value), std::strlen(key),
+                    std::strlen(value)};
     return SetKeys(path, VLIBSZHASH{1, 1, &pair, nullptr, 0}, format);
 }
 

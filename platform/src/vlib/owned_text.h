@@ -6,12 +6,19 @@
 
 namespace vlib {
 
+/// Puts a NUL-terminated copy of `text` where `room` points.
+/// @return the place behind it
+inline char* PutText(char* room, std::string_view text) {
+    std::memcpy(room, text.data(), text.size());
+    room[text.size()] = '\0';
+    return room + text.size() + 1;
+}
+
 /// A NUL-terminated copy on the C heap, or null when memory is short.
 inline char* CopyText(std::string_view text) {
     const auto copy = static_cast<char*>(std::malloc(text.size() + 1));
     if (copy != nullptr) {
-        std::memcpy(copy, text.data(), text.size());
-        copy[text.size()] = '\0';
+        PutText(copy, text);
     }
     return copy;
 }

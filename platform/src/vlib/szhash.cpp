@@ -10,6 +10,8 @@
 
 namespace {
 
+using vlib::KeyOf;
+
 /// Up to here comparing all keys is as quick as hashing one, and most tables stay below it.
 constexpr int kMostWithoutIndex = 8;
 
@@ -20,7 +22,7 @@ size_t Mask(const VLIBSZHASH& hash) {
 /// The bucket that names `key`, or the free one where it belongs. A bucket holds slot + 1.
 size_t FindBucket(const VLIBSZHASH& hash, std::string_view key) {
     size_t bucket = std::hash<std::string_view>{}(key)&Mask(hash);
-    while (hash.buckets[bucket] != 0 && key != hash.pairs[hash.buckets[bucket] - 1].key) {
+    while (hash.buckets[bucket] != 0 && key != KeyOf(hash.pairs[hash.buckets[bucket] - 1])) {
         bucket = (bucket + 1) & Mask(hash);
     }
     return bucket;
@@ -42,7 +44,7 @@ bool BuildIndex(VLIBSZHASH* hash, int bucketCount) {
     hash->buckets = buckets;
     hash->bucketCount = bucketCount;
     for (int slot = 0; slot < hash->count; ++slot) {
-        buckets[FindBucket(*hash, hash->pairs[slot].key)] = slot + 1;
+        buckets[FindBucket(*hash, KeyOf(hash->pairs[slot]))] = slot + 1;
     }
     return true;
 }
@@ -69,14 +71,43 @@ bool Reserve(VLIBSZHASH* hash) {
     return BuildIndex(hash, hash->bucketCount == 0 ? least : hash->bucketCount * 2);
 }
 
-bool Append(VLIBSZHASH* hash, char* key, char* value) {
-    if (key == nullptr || value == nullptr || !Reserve(hash)) {
+/// A new pair has both its texts in one allocation; a value that is replaced gets its own.
+bool HasOwnValue(const VLIBSZPAIR& pair) {
+    return pair.value != pair.key + pair.keyLength + 1;
+}
+
+void FreePair(const VLIBSZPAIR& pair) {
+    if (HasOwnValue(pair)) {
+        std::free(pair.value);
+    }
+    std::free(pair.key);
+}
+
+bool ReplaceValue(VLIBSZPAIR& pair, std::string_view value) {
+    char* const copy = vlib::CopyText(value);
+    if (copy == nullptr) {
+        return false;
+    }
+    if (HasOwnValue(pair)) {
+        std::free(pair.value);
+    }
+    pair.value = copy;
+    pair.valueLength = value.size();
+    return true;
+}
+
+bool Append(VLIBSZHASH* hash, std::string_view key, std::string_view value) {
+    const auto texts = static_cast<char*>(std::malloc(key.size() + value.size() + 2));
+    if (texts == nullptr || !Reserve(hash)) {
+        std::free(texts);
         return false;
     }
     if (hash->bucketCount != 0) {
         hash->buckets[FindBucket(*hash, key)] = hash->count + 1;
     }
-    hash->pairs[hash->count++] = {key, value};
+    char* const valueText = vlib::PutText(texts, key);
+    vlib::PutText(valueText, value);
+    hash->pairs[hash->count++] = {texts, valueText, key.size(), value.size()};
     return true;
 }
 
@@ -89,7 +120,7 @@ int FindPair(const VLIBSZHASH& hash, std::string_view key) {
         return hash.buckets[FindBucket(hash, key)] - 1;
     }
     for (int slot = 0; slot < hash.count; ++slot) {
-        if (key == hash.pairs[slot].key) {
+        if (key == KeyOf(hash.pairs[slot])) {
             return slot;
         }
     }
@@ -97,20 +128,12 @@ int FindPair(const VLIBSZHASH& hash, std::string_view key) {
 }
 
 int SetPair(VLIBSZHASH* hash, std::string_view key, std::string_view value) {
-    char* const newValue = vlib::CopyText(value);
-    if (const int slot = FindPair(*hash, key); slot >= 0 && newValue != nullptr) {
-        std::free(hash->pairs[slot].value);
-        hash->pairs[slot].value = newValue;
+    const int slot = FindPair(*hash, key);
+    if (slot >= 0 ? ReplaceValue(hash->pairs[slot], value) : Append(hash, key, value)) {
         return 0;
     }
-    char* const newKey = vlib::CopyText(key);
-    if (!Append(hash, newKey, newValue)) {
-        std::free(newKey);
-        std::free(newValue);
-        VLIBCErrSet(VLIB_ERR_NO_MEMORY);
-        return -1;
-    }
-    return 0;
+    VLIBCErrSet(VLIB_ERR_NO_MEMORY);
+    return -1;
 }
 
 }  // namespace vlib
@@ -169,8 +192,7 @@ void VLIBCHashRemoveAll(VLIBSZHASH* hash) {
         return;
     }
     for (int slot = 0; slot < hash->count; ++slot) {
-        std::free(hash->pairs[slot].key);
-        std::free(hash->pairs[slot].value);
+        FreePair(hash->pairs[slot]);
     }
     hash->count = 0;
     DropIndex(hash);

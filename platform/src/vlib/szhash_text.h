@@ -6,6 +6,13 @@
 
 namespace vlib {
 
+inline std::string_view KeyOf(const VLIBSZPAIR& pair) {
+    return {pair.key, pair.keyLength};
+}
+inline std::string_view ValueOf(const VLIBSZPAIR& pair) {
+    return {pair.value, pair.valueLength};
+}
+
 /// VLIBCSzHashSetValue of texts that are not NUL-terminated.
 int SetPair(VLIBSZHASH* hash, std::string_view key, std::string_view value);
 
