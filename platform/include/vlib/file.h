@@ -98,9 +98,9 @@ int VLIBCFileAddSection(const char* path, const char* section, const VLIBSZHASH*
 int VLIBCFileHash2File(FILE* stream, const char* section, const VLIBSZHASH* hash,
                        const char* format);
 
-/// Opens `path`, created when missing, and takes its advisory flock(2) lock without waiting. A
-/// holder may delete the file before it releases the lock: the file that was deleted while it was
-/// being locked does not count.
+/// Opens `path`, created for the owner alone when missing and refused when a link, and takes its
+/// advisory flock(2) lock without waiting. A holder may delete the file before it releases the
+/// lock: the file that was deleted while it was being locked does not count.
 /// @param exclusive   nonzero for an exclusive lock, 0 for a shared one
 /// @param descriptor  where the descriptor that holds the lock is put on success
 /// @return 1 on success, 0 when another holds the lock or has just deleted the file, -1 on error

@@ -68,7 +68,7 @@ std::vector<std::string> NamesIn(DIR* folder, const std::string& pattern, int wa
 bool StillNames(const char* path, int fd) {
     struct stat held {};
     struct stat named {};
-    return ::fstat(fd, &held) == 0 && ::stat(path, &named) == 0 && held.st_dev == named.st_dev
+    return ::fstat(fd, &held) == 0 && ::lstat(path, &named) == 0 && held.st_dev == named.st_dev
            && held.st_ino == named.st_ino;
 }
 
@@ -112,7 +112,7 @@ int VLIBCFileLockByFile(const char* path, int exclusive, int* descriptor) {
     if (path == nullptr || descriptor == nullptr) {
         return Fail(VLIB_ERR_BAD_PARAMETER);
     }
-    vexobase::UniqueFd fd(::open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    vexobase::UniqueFd fd(::open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!fd) {
         return Fail(VLIB_ERR_OPEN_FAILED);
     }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -16,6 +17,7 @@ namespace vlib {
 namespace {
 
 constexpr size_t kLeastBuffer = 4096;
+constexpr size_t kMostBytes = 16 << 20;
 
 /// Reads until the buffer is full or the file ends.
 ssize_t Fill(int fd, char* buffer, size_t room) {
@@ -45,6 +47,10 @@ std::optional<FileText> ReadAll(int fd, size_t room) {
         if (size < room) {
             return FileText(std::move(bytes), size);
         }
+        if (room > kMostBytes) {
+            errno = EFBIG;
+            return std::nullopt;
+        }
         auto larger = std::make_unique_for_overwrite<char[]>(room * 2);
         std::memcpy(larger.get(), bytes.get(), size);
         bytes = std::move(larger);
@@ -55,13 +61,15 @@ std::optional<FileText> ReadAll(int fd, size_t room) {
 }  // namespace
 
 std::optional<FileText> ReadFileText(const char* path) {
-    const vexobase::UniqueFd fd(::open(path, O_RDONLY | O_CLOEXEC));
+    // Some files stand in folders that others may write to: a pipe put there must not hold us up.
+    const vexobase::UniqueFd fd(::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
     if (!fd || ::fstat(fd.Get(), &info) != 0) {
         VLIBCErrSet(errno == ENOENT ? VLIB_ERR_NOT_FOUND : VLIB_ERR_OPEN_FAILED);
         return std::nullopt;
     }
-    auto text = ReadAll(fd.Get(), std::max(static_cast<size_t>(info.st_size) + 1, kLeastBuffer));
+    const auto size = std::min(static_cast<size_t>(info.st_size), kMostBytes);
+    auto text = ReadAll(fd.Get(), std::max(size + 1, kLeastBuffer));
     if (!text) {
         VLIBCErrSet(VLIB_ERR_OPEN_FAILED);
     }

@@ -20,7 +20,8 @@ class FileText {
 };
 
 /// Reads a whole file; files of /proc, which report no size, too.
-/// @return nothing, with errno and the platform's error, when it cannot be read
+/// @return nothing, with errno and the platform's error, when it cannot be read or has more than
+///         16 MiB
 std::optional<FileText> ReadFileText(const char* path);
 
 }  // namespace vlib

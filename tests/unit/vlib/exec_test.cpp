@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <string>
 
+#include <vexobase/unique_fd.h>
 #include <vlib/exec.h>
 
 #include "support/files.h"
@@ -42,7 +43,7 @@ TEST(Exec, ArgumentsMeetNoShell) {
 }
 
 TEST(Exec, TheChildStartsClean) {
-    const int inherited = ::open("/dev/null", O_RDONLY);
+    const vexobase::UniqueFd inherited(::open("/dev/null", O_RDONLY));
     ::signal(SIGUSR1, SIG_IGN);
     sigset_t blocked;
     ::sigemptyset(&blocked);
@@ -66,7 +67,6 @@ TEST(Exec, TheChildStartsClean) {
     EXPECT_EQ(VLIBCExecl(0, "/bin/sh", "-c", ownGroup.c_str(), nullptr), 1);
     ::sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
     ::signal(SIGUSR1, SIG_DFL);
-    ::close(inherited);
 }
 
 TEST(Exec, WritesToTheProgram) {

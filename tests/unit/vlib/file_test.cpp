@@ -67,6 +67,8 @@ TEST(FileLock, ExcludesAndShares) {
     EXPECT_EQ(VLIBCFileUnlockByFile(first), 1);
     EXPECT_EQ(VLIBCFileUnlockByFile(second), 1);
     EXPECT_EQ(VLIBCFileLockByFile((folder / "none/lock").c_str(), 1, &first), -1);
+    std::filesystem::create_symlink("lock", folder / "link");
+    EXPECT_EQ(VLIBCFileLockByFile((folder / "link").c_str(), 1, &first), -1);
     EXPECT_EQ(OpenDescriptors(), before);
 }
 

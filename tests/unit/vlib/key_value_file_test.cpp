@@ -91,6 +91,7 @@ TEST_F(KeyValueFile, ReadsFlatFiles) {
     EXPECT_EQ(VLIBCFileGetKeys((folder / "none").c_str(), nullptr, some.Address(), "="), -1);
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_NOT_FOUND);
     EXPECT_EQ(VLIBCFileGetKeys(folder.Path().c_str(), nullptr, some.Address(), "="), -1);
+    EXPECT_EQ(VLIBCFileGetKeys("/dev/zero", nullptr, some.Address(), "="), -1);
 }
 
 TEST_F(KeyValueFile, ReadsOneKeyAsPeopleMeanIt) {

@@ -55,6 +55,10 @@ TEST(Proc, ReadsPidFiles) {
         vexotest::WriteFile(path, text);
         EXPECT_EQ(VLIBCReadPidFile(path.c_str()), pid) << text;
     }
+    std::filesystem::resize_file(path, uintmax_t{1} << 40);
+    EXPECT_EQ(VLIBCReadPidFile(path.c_str()), -1);
+    ::mkfifo((folder / "pipe").c_str(), 0666);
+    EXPECT_EQ(VLIBCReadPidFile((folder / "pipe").c_str()), -1);
 }
 
 TEST(Proc, WritesPidFilesOverWhatOthersPutThere) {
