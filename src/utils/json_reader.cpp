@@ -54,8 +54,8 @@ std::optional<std::string> GetString(const Json::Value& object, const char* key)
 
 std::optional<int> GetInt(const Json::Value& object, const char* key) {
     const Json::Value* member = FindMember(object, key);
-    // isInt alone would also take 5.0.
-    return member != nullptr && member->isInt() && !member->isDouble()
+    // isInt alone would also take 5.0, and isDouble takes every number.
+    return member != nullptr && member->isInt() && member->type() != Json::realValue
                ? std::optional(member->asInt())
                : std::nullopt;
 }
