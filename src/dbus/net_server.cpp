@@ -1,4 +1,6 @@
+#include <cstddef>
 #include <exception>
+#include <string>
 
 #include <vexobase/log.h>
 #include <vexonetwork/dbus/bus_names.h>
@@ -27,6 +29,9 @@ struct BusMethod {
     bool nullArgumentAllowed = false;  ///< it then counts as text that is no JSON
 };
 
+/// A message bus takes 32 MiB by default and cuts off whoever sends more.
+constexpr std::size_t kMaximumReply = 16 << 20;
+
 gboolean Fail(GError** error, const char* domain, const char* message) {
     g_set_error_literal(error, g_quark_from_static_string(domain), 1, message);
     return FALSE;
@@ -45,8 +50,13 @@ bool BuildRequest(const BusMethod& method, const char* argument, Json::Value& re
 
 /// Strings come out of the renderer as ASCII, comments that a module read with its data do not;
 /// the bus library ends the process when it is given anything that is not UTF-8.
+/// @return null when the reply is too long for the bus
 char* RenderReply(const Json::Value& response) {
     const std::string text = response.toStyledString();
+    if (text.size() > kMaximumReply) {
+        VEXO_LOG(LOG_ERR, "Reply of [%zu] bytes is too long for the bus", text.size());
+        return nullptr;
+    }
     return g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
 }
 
@@ -65,10 +75,11 @@ gboolean Dispatch(const BusMethod& method, const char* argument, char** reply, G
         VEXO_LOG(LOG_ERR, "%s", method.failure);
         return FailModule(method, error);
     }
-    if (reply != nullptr) {
-        *reply = RenderReply(response);
+    if (reply == nullptr) {
+        return TRUE;
     }
-    return TRUE;
+    *reply = RenderReply(response);
+    return *reply != nullptr ? TRUE : FailModule(method, error);
 }
 
 /// The callers are C: nothing may be thrown past this.

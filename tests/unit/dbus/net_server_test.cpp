@@ -116,8 +116,7 @@ TEST_F(Handlers, TellWhenTheModuleFails) {
     const auto exhaust = [](Json::Value&) -> int { throw std::bad_alloc(); };
     const auto misread = [](Json::Value& out) { return (out = "text")["member"].asInt(); };
     for (const std::function<int(Json::Value&)>& answer :
-         {std::function<int(Json::Value&)>(fail), std::function<int(Json::Value&)>(exhaust),
-          std::function<int(Json::Value&)>(misread)}) {
+         std::initializer_list<std::function<int(Json::Value&)>>{fail, exhaust, misread}) {
         RecordingModule::answer = answer;
         for (const MethodCase& method : kMethods) {
             SCOPED_TRACE(method.name);
@@ -134,7 +133,7 @@ TEST_F(Handlers, TellWhenTheModuleFails) {
     EXPECT_TRUE(spy.Has("net_server", "failed to refresh gateway: std::bad_alloc"));
 }
 
-TEST_F(Handlers, AlwaysReplyInUtf8) {
+TEST_F(Handlers, ReplyWhatTheBusCanCarry) {
     RecordingModule::answer = [](Json::Value& out) {
         out["broken"] = "a\xff";
         out["commented"] = 1;
@@ -144,6 +143,12 @@ TEST_F(Handlers, AlwaysReplyInUtf8) {
     const Outcome outcome = Call(kMethods[0], object, "upnp");
     EXPECT_TRUE(g_utf8_validate(outcome.reply.data(), gssize(outcome.reply.size()), nullptr));
     EXPECT_EQ(JsonOf(outcome.reply)["broken"].asString(), "a\ufffd");
+
+    RecordingModule::answer = [](Json::Value& out) {
+        out = std::string(20'000'000, 'x');
+        return 0;
+    };
+    EXPECT_EQ(Call(kMethods[0], object, "upnp").message, kMethods[0].failure);
 }
 
 }  // namespace
