@@ -85,19 +85,22 @@ std::optional<Link> FindLink(const char* ifname) {
     NetlinkRequest request(RTM_GETLINK, 0);
     request.PutHeader<ifinfomsg>();
     request.PutText(IFLA_IFNAME, ifname);
-    std::optional<Link> link;
-    const auto parse = [&](const nlmsghdr& message) { link = ParseLink(message); };
-    if (NetlinkExchange(request, parse) != 0) {
+    std::vector<Link> found;
+    const auto collect = [&](const nlmsghdr& message) {
+        auto link = ParseLink(message);
+        // The kernel also finds an interface by its alternative names.
+        if (link && link->name == ifname) {
+            found.push_back(std::move(*link));
+        }
+    };
+    if (NetlinkExchange(request, collect) != 0) {
         return std::nullopt;
     }
-    // The kernel also finds an interface by its alternative names.
-    if (link && link->name != ifname) {
-        link.reset();
-    }
-    if (!link) {
+    if (found.empty()) {
         errno = ENODEV;
+        return std::nullopt;
     }
-    return link;
+    return std::move(found.front());
 }
 
 std::optional<std::vector<Link>> ListLinks() {

@@ -46,8 +46,17 @@ int HandleDone(const nlmsghdr* message, void* /*handler*/) {
     return MNL_CB_STOP;
 }
 
+/// The acknowledgement of a request, or its refusal.
+int HandleError(const nlmsghdr* message, void* /*handler*/) {
+    const auto* answer = FixedHeader<nlmsgerr>(*message);
+    errno = answer != nullptr ? -answer->error : EBADMSG;
+    return errno == 0 ? MNL_CB_STOP : MNL_CB_ERROR;
+}
+
 int Receive(const Socket& socket, unsigned int sequence, const NetlinkHandler& handler) {
     std::array<mnl_cb_t, NLMSG_DONE + 1> control{};
+    // libmnl has no defaults for the types below the size of this table.
+    control[NLMSG_ERROR] = HandleError;
     control[NLMSG_DONE] = HandleDone;
     std::vector<char> buffer(kBufferSize);
     auto* data = const_cast<NetlinkHandler*>(&handler);
