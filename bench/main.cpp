@@ -58,17 +58,18 @@ Measurement Alternate(int rounds, const std::function<void()>& ours,
 }  // namespace vexobench
 
 int main(int argc, char** argv) {
+    using namespace vexobench;
     testing::InitGoogleTest(&argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: vexobench SCRATCH [REGEX]; see ./run bench\n");
         return 2;
     }
-    vexobench::scratch = argv[1];
+    scratch = argv[1];
     const std::regex wanted(argc > 2 ? argv[2] : ".*");
     std::printf("%-34s %10s %10s %-4s %6s  %s\n", "figure", "ours", "raw", "", "ratio", "aim");
-    for (const auto& room : {vexobench::FileFigures, vexobench::RouteFigures, vexobench::BusFigures,
-                             vexobench::GatewayFigures, vexobench::DaemonFigures}) {
-        for (const vexobench::Figure& figure : room()) {
+    for (const auto& room :
+         {FileFigures, RouteFigures, BusFigures, GatewayFigures, DaemonFigures}) {
+        for (const Figure& figure : room()) {
             if (std::regex_search(figure.name, wanted)) {
                 if (::isatty(STDERR_FILENO)) {
                     std::fprintf(stderr, "measuring %s...\r", figure.name.c_str());

@@ -96,8 +96,8 @@ Uplink MakeUplink(int number) {
 
 void SetLink(const Uplink& uplink, bool up) {
     Must("ip -n " + uplink.provider + " link set far " + (up ? "up" : "down"));
-    const std::string wanted = up ? "up" : "lowerlayerdown";
-    EXPECT_TRUE(Eventually([&] { return OperState(uplink.ifname) == wanted; })) << uplink.ifname;
+    EXPECT_TRUE(Eventually([&] { return (OperState(uplink.ifname) == "up") == up; }))
+        << uplink.ifname;
 }
 
 std::vector<std::string> DefaultRoutes(const std::string& family) {
@@ -123,7 +123,7 @@ Appliance::Appliance() : readiness(ListenForReadiness(folder / "ready")) {
     ::mkdir("/run/vexonet", 0755);
     bus = Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
                    "--config-file=" VEXO_SOURCE_DIR "/appliance/bus/vexonet-bus.conf"},
-                  folder / "bus.address", folder / "bus.log");
+                  folder / "bus.address", folder / "bus.log", {});
     EXPECT_TRUE(Eventually([this] { return ReadFile(folder / "bus.address").ends_with('\n'); }))
         << ReadFile(folder / "bus.log");
 }
