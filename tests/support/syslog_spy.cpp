@@ -1,9 +1,9 @@
 #include "support/syslog_spy.h"
 
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
-#include <regex>
 
 namespace vexotest {
 namespace {
@@ -12,13 +12,17 @@ std::mutex mutex;
 bool listening = false;
 std::vector<LogLine> lines;
 
+/// Takes "source:line message" apart.
 LogLine Parse(int priority, const std::string& text) {
-    static const std::regex shape("([^: ]+):(\\d+) ([^]*)");
-    std::smatch match;
-    if (!std::regex_match(text, match, shape)) {
+    const auto colon = text.find(':');
+    const auto blank = text.find(' ', colon);
+    int number = 0;
+    if (colon == text.npos || blank == text.npos
+        || std::from_chars(text.data() + colon + 1, text.data() + blank, number).ec
+               != std::errc()) {
         return {priority, "", 0, text};
     }
-    return {priority, match[1], std::stoi(match[2]), match[3]};
+    return {priority, text.substr(0, colon), number, text.substr(blank + 1)};
 }
 
 void Collect(int priority, const char* format, va_list arguments) {
