@@ -93,9 +93,10 @@ int ReplaceAll(const std::vector<DefaultRoute>& former, in_addr gateway) {
     if (RemoveAll(*others) == 0) {
         return 0;
     }
-    if (std::ranges::none_of(former, isNew)) {
-        RemoveAll(put);
-    }
+    std::erase_if(put, [&](const DefaultRoute& route) {
+        return std::ranges::find(former, route) != former.end();
+    });
+    RemoveAll(put);
     return FailAndPutBack(former);
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -17,6 +18,11 @@ struct DefaultRoute {
     std::optional<in_addr> gateway;  ///< of the first hop; nothing for a device-only route
     rtmsg header{};
     std::vector<std::byte> attributes;
+
+    bool operator==(const DefaultRoute& other) const {
+        return std::memcmp(&header, &other.header, sizeof header) == 0
+               && attributes == other.attributes;
+    }
 };
 
 /// @return the unicast routes in the kernel's order, or nothing with errno

@@ -36,28 +36,23 @@ int HandleMessage(const nlmsghdr* message, void* handler) {
     return MNL_CB_OK;
 }
 
-/// A dump that fails says so in its last message, which libmnl takes for success.
-int HandleDone(const nlmsghdr* message, void* /*handler*/) {
+/// Both the acknowledgement and the last message of a dump begin with an error number, negative
+/// or 0. libmnl by itself does not look at the latter.
+int HandleEnd(const nlmsghdr* message, void* /*handler*/) {
     const auto* error = FixedHeader<int>(*message);
-    if (error != nullptr && *error < 0) {
-        errno = -*error;
+    if (error == nullptr || *error > 0) {
+        errno = EBADMSG;
         return MNL_CB_ERROR;
     }
-    return MNL_CB_STOP;
-}
-
-/// The acknowledgement of a request, or its refusal.
-int HandleError(const nlmsghdr* message, void* /*handler*/) {
-    const auto* answer = FixedHeader<nlmsgerr>(*message);
-    errno = answer != nullptr ? -answer->error : EBADMSG;
-    return errno == 0 ? MNL_CB_STOP : MNL_CB_ERROR;
+    errno = -*error;
+    return *error == 0 ? MNL_CB_STOP : MNL_CB_ERROR;
 }
 
 int Receive(const Socket& socket, unsigned int sequence, const NetlinkHandler& handler) {
     std::array<mnl_cb_t, NLMSG_DONE + 1> control{};
     // libmnl has no defaults for the types below the size of this table.
-    control[NLMSG_ERROR] = HandleError;
-    control[NLMSG_DONE] = HandleDone;
+    control[NLMSG_ERROR] = HandleEnd;
+    control[NLMSG_DONE] = HandleEnd;
     std::vector<char> buffer(kBufferSize);
     auto* data = const_cast<NetlinkHandler*>(&handler);
 
