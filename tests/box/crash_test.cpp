@@ -158,7 +158,7 @@ TEST_F(Crash, KilledAtRandomMoments) {
         Must(std::string("rm -f ") + kFolder + "resolv4.conf");
     }
     EXPECT_EQ(appliance.StopDaemon(), 0);
-    EXPECT_THAT(Run({"find", kFolder, "-name", "*.tmp.*"}).out, testing::IsEmpty())
+    EXPECT_THAT(vexotest::Run({"find", kFolder, "-name", "*.tmp.*"}).out, testing::IsEmpty())
         << "what a killed daemon left is swept by the next start";
 }
 

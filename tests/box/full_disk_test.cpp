@@ -37,7 +37,9 @@ class FullDisk : public testing::Test {
         return all;
     }
 
-    static void FillUp() { Run({"dd", "if=/dev/zero", "of=/etc/iproute2/config/filler", "bs=1k"}); }
+    static void FillUp() {
+        vexotest::Run({"dd", "if=/dev/zero", "of=/etc/iproute2/config/filler", "bs=1k"});
+    }
 
     Uplink uplink = MakeUplink(0);
     Appliance appliance;
@@ -51,7 +53,7 @@ TEST_F(FullDisk, FormerFilesStayAndTheServiceRecovers) {
     EXPECT_THAT(appliance.Log(),
                 HasSubstr("Failed to set file[/etc/iproute2/config/gateway_v4_priority]"));
     EXPECT_EQ(Files(), former);
-    EXPECT_THAT(Run({"find", kFolder, "-name", "*.tmp.*"}).out, testing::IsEmpty());
+    EXPECT_THAT(vexotest::Run({"find", kFolder, "-name", "*.tmp.*"}).out, testing::IsEmpty());
 
     Must("rm /etc/iproute2/config/filler");
     EXPECT_EQ(Add("192.0.2.8"), 0);

@@ -57,7 +57,7 @@ TEST_F(GatewayStory, TheDefaultRouteFollowsTheListAndTheCables) {
 
     EXPECT_TRUE(DelGatewayInfo("wan0", kV4, false));
     EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(Via(wan1)));
-    EXPECT_EQ(Run({"ping", "-c1", "-W2", wan1.gateway}).status, 0);
+    EXPECT_EQ(vexotest::Run({"ping", "-c1", "-W2", wan1.gateway}).status, 0);
 }
 
 TEST_F(GatewayStory, IPv6HasItsOwnListAndDefaultRoute) {
@@ -103,7 +103,7 @@ TEST_F(GatewayStory, FilesAreWhatTheListSays) {
 
 TEST_F(GatewayStory, OnlyTheFirstDaemonRuns) {
     const pid_t first = appliance.Daemon().Pid();
-    const Outcome second = Run({DaemonProgram(), "--foreground"});
+    const Outcome second = vexotest::Run({DaemonProgram(), "--foreground"});
     EXPECT_EQ(second.status, 1);
     EXPECT_THAT(second.err, HasSubstr(std::to_string(first)));
     EXPECT_EQ(ReadFile("/var/run/vexonetd.pid"), std::to_string(first) + "\n");
@@ -113,7 +113,7 @@ TEST_F(GatewayStory, ACleanEndLeavesNoTemporaryFile) {
     Add(wan0);
     EXPECT_TRUE(DelGatewayInfo("wan0", kV4, false));
     EXPECT_EQ(appliance.StopDaemon(), 0);
-    EXPECT_THAT(Run({"find", "/etc/iproute2", "-name", "*.tmp.*"}).out, IsEmpty());
+    EXPECT_THAT(vexotest::Run({"find", "/etc/iproute2", "-name", "*.tmp.*"}).out, IsEmpty());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <deque>
 #include <random>
 #include <thread>
 
@@ -91,7 +92,7 @@ TEST(Load, EightClientsAtOnce) {
     Appliance appliance;
     appliance.StartDaemon();
 
-    std::vector<Client> clients;
+    std::deque<Client> clients;
     for (unsigned seed = 1; seed <= kClients; ++seed) {
         clients.emplace_back(seed);
     }
