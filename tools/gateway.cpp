@@ -50,8 +50,7 @@ Declared Declare(CLI::App& group, Command& chosen, const std::string& name,
 }
 
 void DeclareReading(CLI::App& group, Command& chosen) {
-    Declare(group, chosen, "list", "Show the ordered lists and who carries the default route",
-            ListGateways,
+    Declare(group, chosen, "list", "Show the lists and who carries the default route", ListGateways,
             "The first usable entry wins; * marks the one that carries the default route.\n\n"
             "Example: vexonetctl gateway list -4")
         .Families(kBothOtherwise)
@@ -64,25 +63,28 @@ void DeclareReading(CLI::App& group, Command& chosen) {
 }
 
 void DeclareAdd(CLI::App& group, Command& chosen) {
-    const Declared add = Declare(
-        group, chosen, "add", "Add an interface to a list, or change or move its entry", AddGateway,
-        "What is left out stays as it is stored. Then the default route is elected anew.\n\n"
-        "Example: vexonetctl gateway add eth0 --gateway 192.0.2.1 --dns 192.0.2.53 \\\n"
-        "             --class ethernet --priority first");
+    const Declared add =
+        Declare(group, chosen, "add", "Add an interface, or change or move its entry", AddGateway,
+                "What is left out stays as it is stored. The IPv6 gateway :: means a default\n"
+                "route that names the interface alone. The election looks for a link where the\n"
+                "class is ethernet. Then the default route is elected anew.\n\n"
+                "Example: vexonetctl gateway add eth0 --gateway 192.0.2.1 --dns 192.0.2.53 \\\n"
+                "             --class ethernet --priority first");
     add.Interface("IFNAME", "The interface", &GatewayOptions::ifname)
         .Families(kDefaultFamily)
         .Quiet();
     GatewayOptions& options = *add.options;
-    add.command->add_option("--gateway", options.gateway,
-                            "Its gateway; none for none; -6 with :: for the device alone");
-    add.command->add_option("--dns", options.dns, "The DNS server announced with it, or none");
-    add.command
-        ->add_option("--class", options.interfaceClass,
-                     "Its kind; \"ethernet\" enables the link test of the election")
+    add.command->add_option("--gateway", options.gateway, "Its gateway, or none")
+        ->type_name("ADDR");
+    add.command->add_option("--dns", options.dns, "The DNS server announced with it, or none")
+        ->type_name("ADDR");
+    add.command->add_option("--class", options.interfaceClass, "Its kind")
+        ->type_name("WORD")
         ->check(CheckClassWord);
     add.command
         ->add_option("--priority", options.priority,
-                     "Its place: first, last, keep (the default) or a number from 0")
+                     "first, last, keep (the default) or a place from 0")
+        ->type_name("PLACE")
         ->check(CheckPriority);
 }
 
@@ -96,22 +98,22 @@ void DeclareDelete(CLI::App& group, Command& chosen) {
 }
 
 void DeclareSlave(CLI::App& group, Command& chosen) {
-    const Declared slave =
-        Declare(group, chosen, "slave",
-                "Bar an interface from the default route, or let it in again", SetSlave,
-                "For members of a bond. The default route is not elected anew.\n\n"
-                "Example: vexonetctl gateway slave eth1 on");
+    const Declared slave = Declare(
+        group, chosen, "slave", "Bar an interface from carrying the default route", SetSlave,
+        "For members of a bond. The default route is not elected anew.\n\n"
+        "Example: vexonetctl gateway slave eth1 on");
     slave.Interface("IFNAME", "The interface", &GatewayOptions::ifname);
     slave.command->add_option("STATE", slave.options->slave, "on or off")
         ->required()
-        ->check(CLI::IsMember({"on", "off"}));
+        ->type_name("")
+        ->check(CheckOnOrOff);
     slave.Families(kDefaultFamily).Quiet();
 }
 
 void DeclareCopy(CLI::App& group, Command& chosen) {
     const Declared copy = Declare(
         group, chosen, "copy", "Give one interface's entry and place to another", CopyGateway,
-        "For an interface that replaces another one. The default route is not elected anew.\n\n"
+        "For an interface that replaces another. The default route is not elected anew.\n\n"
         "Example: vexonetctl gateway copy eth0 bond0 --delete-source");
     copy.Interface("SOURCE", "The interface to copy from", &GatewayOptions::ifname)
         .Interface("DESTINATION", "The interface that gets the entry", &GatewayOptions::destination)
@@ -131,8 +133,8 @@ void DeclareRefresh(CLI::App& group, Command& chosen) {
 }  // namespace
 
 void AddGatewayCommands(CLI::App& app, Command& chosen) {
-    CLI::App* group = app.add_subcommand(
-        "gateway", "The interfaces that may carry the default route, in order of priority");
+    CLI::App* group =
+        app.add_subcommand("gateway", "The candidates for the default route, in order");
     group->require_subcommand(1);
     group->footer("Example: vexonetctl gateway add eth0 --gateway 192.0.2.1");
     for (const auto declare :

@@ -1,6 +1,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include <vexonetwork/dbus/bus_address.h>
 
@@ -32,8 +33,10 @@ int ExitOfParse(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
         return app.exit(error);  // --help and --version
     }
-    return Complain(kWrongUsage,
-                    std::string(error.what()) + "\nSee '" + ChosenCommand(app) + " --help'.");
+    // What is surplus explains more than what is then missing: most often it is misspelt.
+    const std::vector<std::string> surplus = app.remaining(true);
+    const std::string what = surplus.empty() ? error.what() : "unknown: " + surplus.front();
+    return Complain(kWrongUsage, what + "\nSee '" + ChosenCommand(app) + " --help'.");
 }
 
 void Declare(CLI::App& app, Command& chosen) {

@@ -68,8 +68,8 @@ void Status(bool json) {
 }  // namespace
 
 void AddStatusCommand(CLI::App& app, Command& chosen) {
-    CLI::App* status = app.add_subcommand(
-        "status", "Show the daemon, its bus, the default routes and the gateway lists");
+    CLI::App* status =
+        app.add_subcommand("status", "Show daemon, bus, default routes and gateway lists");
     const auto json = std::make_shared<bool>(false);
     status->add_flag("--json", *json, "Print JSON");
     status->footer(

@@ -72,6 +72,10 @@ std::string CheckPriority(const std::string& word) {
     return ToPriority(word) ? "" : "a priority is first, last, keep or a number from 0";
 }
 
+std::string CheckOnOrOff(const std::string& word) {
+    return word == "on" || word == "off" ? "" : "'" + word + "' is neither on nor off";
+}
+
 int PriorityNumber(const std::string& word) {
     return ToPriority(word).value_or(kKeep);
 }

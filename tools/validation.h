@@ -10,6 +10,7 @@ namespace vexonetctl {
 std::string CheckInterfaceName(const std::string& name);
 std::string CheckClassWord(const std::string& word);
 std::string CheckPriority(const std::string& word);
+std::string CheckOnOrOff(const std::string& word);
 
 /// The daemon's number for what CheckPriority accepts: first, last, keep or a place in the list.
 int PriorityNumber(const std::string& word);
