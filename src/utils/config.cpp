@@ -104,7 +104,7 @@ class TemporaryFile {
   public:
     /// The path is cut where the platform's path buffers end.
     explicit TemporaryFile(const std::string& target)
-        : path((target.c_str() + std::string(".tmp.XXXXXX")).substr(0, 1023)) {}
+        : path((target + ".tmp.XXXXXX").substr(0, 1023)) {}
     ~TemporaryFile() {
         if (created) {
             RemoveIfThere(path);
