@@ -114,20 +114,7 @@ class SpawnSettings {
   public:
     SpawnSettings() {
         ::posix_spawn_file_actions_init(&actions);
-        ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
-        sigset_t none;
-        sigset_t all;
-        sigemptyset(&none);
-        sigfillset(&all);
         ::posix_spawnattr_init(&attributes);
-        ::posix_spawnattr_setsigmask(&attributes, &none);
-        ::posix_spawnattr_setsigdefault(&attributes, &all);
-        ::posix_spawnattr_setpgroup(&attributes, 0);
-        ::posix_spawnattr_setflags(
-            &attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
     }
     ~SpawnSettings() {
         ::posix_spawnattr_destroy(&attributes);
@@ -135,6 +122,20 @@ class SpawnSettings {
     }
     SpawnSettings(const SpawnSettings&) = delete;
     SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+    /// @return 0, or an error number
+    int Prepare() {
+        SetAttributes();
+        int error = 0;
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            if (error == 0) {
+                error =
+                    ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
+            }
+        }
+        return error != 0 ? error
+                          : ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    }
 
     /// @return 0, or an error number
     int Spawn(const std::string& program, std::vector<std::string>& environment, pid_t& pid) const {
@@ -150,6 +151,17 @@ class SpawnSettings {
     }
 
   private:
+    void SetAttributes() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        ::posix_spawnattr_setsigmask(&attributes, &signals);
+        sigfillset(&signals);
+        ::posix_spawnattr_setsigdefault(&attributes, &signals);
+        ::posix_spawnattr_setpgroup(&attributes, 0);
+        ::posix_spawnattr_setflags(
+            &attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+    }
+
     posix_spawn_file_actions_t actions{};
     posix_spawnattr_t attributes{};
 };
@@ -180,33 +192,36 @@ std::optional<int> Reap(pid_t pid) {
     return reaped == pid ? std::optional(status) : std::nullopt;
 }
 
-int RunHook(const std::string& hook, std::vector<std::string>& environment, milliseconds timeout) {
+/// What is wrong with the end of a hook; "" when nothing is.
+std::string Complaint(std::optional<int> status) {
+    if (!status) {
+        return "was waited for by someone else";
+    }
+    if (WIFSIGNALED(*status)) {
+        return "was ended by signal " + std::to_string(WTERMSIG(*status));
+    }
+    const int exitStatus = WEXITSTATUS(*status);
+    return exitStatus == 0 ? "" : "failed with status " + std::to_string(exitStatus);
+}
+
+/// @return what went wrong; "" when nothing did
+std::string RunHook(const std::string& hook, std::vector<std::string>& environment,
+                    milliseconds timeout) {
     pid_t pid = -1;
-    const int error = SpawnSettings().Spawn(hook, environment, pid);
+    SpawnSettings settings;
+    int error = settings.Prepare();
+    if (error == 0) {
+        error = settings.Spawn(hook, environment, pid);
+    }
     if (error != 0) {
-        VEXO_LOG(LOG_ERR, "Hook [%s] cannot be started: %s", hook.c_str(), std::strerror(error));
-        return -1;
+        return std::string("cannot be started: ") + std::strerror(error);
     }
-    const bool ended = WaitForEnd(pid, timeout);
-    if (!ended) {
-        ::kill(-pid, SIGKILL);
+    if (WaitForEnd(pid, timeout)) {
+        return Complaint(Reap(pid));
     }
-    const auto status = Reap(pid);
-    if (!ended) {
-        VEXO_LOG(LOG_ERR, "Hook [%s] was killed after %lld ms", hook.c_str(),
-                 static_cast<long long>(timeout.count()));
-        return -1;
-    }
-    if (status && WIFSIGNALED(*status)) {
-        VEXO_LOG(LOG_ERR, "Hook [%s] was ended by signal %d", hook.c_str(), WTERMSIG(*status));
-        return -1;
-    }
-    if (!status || WEXITSTATUS(*status) != 0) {
-        VEXO_LOG(LOG_ERR, "Hook [%s] failed with status %d", hook.c_str(),
-                 status ? WEXITSTATUS(*status) : -1);
-        return -1;
-    }
-    return 0;
+    ::kill(-pid, SIGKILL);
+    Reap(pid);
+    return "was killed after " + std::to_string(timeout.count()) + " ms";
 }
 
 }  // namespace
@@ -235,9 +250,15 @@ int RunHooks(const std::string& category, const std::string& name,
         return -1;
     }
     auto lines = EnvironmentLines(environment);
-    const auto failed = std::ranges::count_if(
-        *hooks, [&](const std::string& hook) { return RunHook(hook, lines, timeout) != 0; });
-    return failed == 0 ? 0 : -1;
+    int result = 0;
+    for (const std::string& hook : *hooks) {
+        const std::string complaint = RunHook(hook, lines, timeout);
+        if (!complaint.empty()) {
+            VEXO_LOG(LOG_ERR, "Hook [%s] %s", hook.c_str(), complaint.c_str());
+            result = -1;
+        }
+    }
+    return result;
 }
 
 }  // namespace vexoplatform

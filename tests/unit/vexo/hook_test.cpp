@@ -60,7 +60,7 @@ TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
               "{ tr '\\0' '\\n' < /proc/$$/environ\n"
               "echo $streams\n"
               "ls /proc/$$/fd | grep 60\n"
-              "sed -En 's/^(SigBlk|SigIgn).*(.{7})/\\1 \\2/p' /proc/$$/status\n"
+              "sed -En 's/^(SigBlk|SigIgn).*(.{7})/\\1 \\2/p' /proc/self/status\n"
               "[ $(ps -o pgid= -p $$) = $$ ] && echo own group; } > "
                   + kOut);
     EXPECT_EQ(RunHooks("net", "demo", {{"IFNAME", "eth0"}, {"DNS", "1.1.1.1\n;rm $(x)"}}), 0);
