@@ -29,7 +29,8 @@ Json::Value ToJson(const std::optional<DefaultRoute>& route) {
 
 void PrintJson(const DaemonState& state) {
     Json::Value root;
-    root["daemon"]["running"] = state.serving;
+    root["daemon"]["running"] = state.pid > 0;
+    root["daemon"]["serving"] = state.serving;
     root["daemon"]["pid"] = state.pid > 0 ? Json::Value(state.pid) : Json::Value();
     root["bus"]["address"] = vexonetwork::dbus::UseApplianceBus();
     root["bus"]["reachable"] = state.busReachable;

@@ -243,6 +243,7 @@ TEST_F(Vexonetctl, StatusTellsEverythingAsTextAndAsJson) {
                       HasSubstr("\n0*  wan1 ")));
     const Json::Value root = Parsed(Done("status --json"));
     EXPECT_EQ(root["daemon"]["pid"].asInt(), appliance.Daemon().Pid());
+    EXPECT_EQ(root["daemon"]["serving"], true);
     EXPECT_EQ(root["bus"]["reachable"], true);
     EXPECT_EQ(root["ipv4"]["default_route"]["gateway"], "192.0.2.1");
     EXPECT_EQ(root["ipv4"]["gateways"][0]["default_route"], true);
