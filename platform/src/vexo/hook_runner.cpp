@@ -86,10 +86,11 @@ std::optional<std::vector<std::string>> ListHooks(const std::string& path) {
     if (!folder) {
         return std::nullopt;
     }
+    const std::string prefix = path + "/";
     std::vector<std::string> hooks;
     errno = 0;
     while (const dirent* entry = ::readdir(folder.Get())) {
-        hooks.push_back(path + "/" + entry->d_name);
+        hooks.push_back(prefix + entry->d_name);
         errno = 0;
     }
     if (errno != 0) {
@@ -140,6 +141,7 @@ class SpawnSettings {
     /// @return 0, or an error number
     int Spawn(const std::string& program, std::vector<std::string>& environment, pid_t& pid) const {
         std::vector<char*> pointers;
+        pointers.reserve(environment.size() + 1);
         for (std::string& line : environment) {
             pointers.push_back(line.data());
         }

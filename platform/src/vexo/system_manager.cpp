@@ -38,7 +38,7 @@ class Error {
     }
 
   private:
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
 };
 
 void LogFailure(const char* method, const std::string& unit, const char* reason) {
