@@ -90,7 +90,7 @@ std::optional<std::vector<std::string>> ListHooks(const std::string& path) {
     std::vector<std::string> hooks;
     errno = 0;
     while (const dirent* entry = ::readdir(folder.Get())) {
-        hooks.push_back(prefix + entry->d_name);
+        hooks.emplace_back(prefix).append(entry->d_name);
         errno = 0;
     }
     if (errno != 0) {
