@@ -11,9 +11,10 @@ namespace {
 
 std::vector<std::string> announced;
 
-/// How far the change has come when a hook runs.
-std::string ListFile() {
-    return vexotest::ReadFile("/etc/iproute2/config/gateway_v4_priority").empty() ? "old" : "new";
+/// Whether the change is in the files yet when a hook runs.
+std::string When(const char* ifname) {
+    const std::string list = vexotest::ConfigFile("gateway_v4_priority");
+    return list.find(ifname) == list.npos ? " before" : " after";
 }
 
 }  // namespace
@@ -21,7 +22,7 @@ std::string ListFile() {
 int VEXONetGatewayConfigChangeHook(int stage, const char* protocol, const char* ifname,
                                    const char* oldGateway, const char* newGateway) {
     announced.push_back(std::to_string(stage) + " " + protocol + " " + ifname + " " + oldGateway
-                        + ">" + newGateway + " " + ListFile());
+                        + ">" + newGateway + When(ifname));
     return 0;
 }
 int VEXONetDnsConfigChangeHook(int stage, const char* ifname, const VLIBSZLIST* servers) {
@@ -34,111 +35,97 @@ namespace vexotest {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
-using vexonetwork::network::module::GATEWAY_TYPE;
 using vexonetwork::network::module::GTYPE_V4;
-using vexonetwork::network::module::RouteModule;
-
-std::string File(const std::string& name) {
-    return ReadFile(kFolder + name);
-}
 
 std::string Addresses(const std::string& gateway, const std::string& dns) {
-    return R"("gateway": ")" + gateway + R"(", "dns": ")" + dns + "\"";
+    return "'gateway': '" + gateway + "', 'dns': '" + dns + "'";
 }
 
 TEST_F(RouteWorld, EachFileHoldsWhatTheListsSay) {
     Must("rm -rf /etc/iproute2/config");
     Add("a", -1, Addresses("192.0.2.1", "192.0.2.53"));
-    Add("b", -1, R"("dns": "", "class": "vpn")");
-    Add("c", 0, R"("dns": "192.0.2.53")");
-    Add("a", -1, R"("gateway": "::", "dns": "2001:db8::53")", "GTYPE_V6");
-    Request(R"({"method": "SET_SLAVE_DATA", "type": "GTYPE_V4", "ifname": "c", "slave": true})");
+    Add("b", -1, "'dns': '', 'class': 'vpn'");
+    Add("c", 0, "'dns': '192.0.2.53'");
+    Add("a", -1, Addresses("::", "2001:db8::53"), "GTYPE_V6");
+    Do("SET_SLAVE_DATA", "'ifname': 'c', 'slave': true");
 
     EXPECT_EQ(
-        File("gateway_v4_priority"),
+        ConfigFile("gateway_v4_priority"),
         "[0]\n\tclass=unknown\n\tdns=192.0.2.53\n\tgateway=192.0.2.1\n\tifname=a\n\tslave=no\n"
         "[1]\n\tclass=vpn\n\tdns=\n\tgateway=\n\tifname=b\n\tslave=no\n"
         "[2]\n\tclass=unknown\n\tdns=192.0.2.53\n\tgateway=\n\tifname=c\n\tslave=yes\n");
-    EXPECT_EQ(File("gateway_database"),
+    EXPECT_EQ(ConfigFile("gateway_database"),
               "[a]\n\tdns=192.0.2.53\n\tdns_v6=2001:db8::53\n\tgateway=192.0.2.1\n\tgateway_v6=::\n"
-              "[b]\n\tdns=\n"
-              "[c]\n\tdns=192.0.2.53\n");
-    EXPECT_EQ(File("resolv4.conf"), "nameserver 192.0.2.53\nnameserver 192.0.2.53\n");
-    EXPECT_EQ(File("resolv6.conf"), "nameserver 2001:db8::53\n");
+              "[b]\n\tdns=\n[c]\n\tdns=192.0.2.53\n");
+    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver 192.0.2.53\nnameserver 192.0.2.53\n");
+    EXPECT_EQ(ConfigFile("resolv6.conf"), "nameserver 2001:db8::53\n");
     struct stat info {};
     ASSERT_EQ(::stat("/etc/iproute2/config/resolv4.conf", &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0644U);
 
-    Request(R"({"method": "DEL_GATEWAY_DATA", "type": "GTYPE_V4", "ifname": "a"})");
-    EXPECT_EQ(File("resolv4.conf"), "nameserver 192.0.2.53\n");
-    EXPECT_THAT(File("gateway_database"), testing::StartsWith("[a]\n")) << "only added to";
+    WriteFile("/etc/iproute2/config/gateway_database", "[z]\n\tgateway=192.0.2.7\n");
+    Delete("a");
+    Add("b", -2, "'gateway': '192.0.2.2'");
+    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver 192.0.2.53\n");
+    EXPECT_EQ(ConfigFile("gateway_database"),
+              "[b]\n\tgateway=192.0.2.2\n[c]\n\tgateway=\n[z]\n\tgateway=192.0.2.7\n")
+        << "another's change is seen, and only added to";
 }
 
 TEST_F(RouteWorld, TheSystemsResolverFollowsWhenItIsAutomatic) {
     WriteFile("/etc/resolv.conf", "search example.test\n");
-    Add("a", -1, R"("dns": "192.0.2.53")");
+    Add("a", -1, "'dns': '192.0.2.53'");
     EXPECT_EQ(ReadFile("/etc/resolv.conf"), "search example.test\n");
     WriteFile("/etc/vexoinfo.conf", "dns_mode=AUTO\n");
-    Add("a", -2, R"("dns": "192.0.2.54")");
+    Add("a", -2, "'dns': '192.0.2.54'");
     EXPECT_THAT(ReadFile("/etc/resolv.conf"), testing::HasSubstr("nameserver 192.0.2.54\n"));
 }
 
 TEST_F(RouteWorld, AStartReadsSectionsInByteOrderAndDropsEntriesWithoutLink) {
-    std::string text;
     for (int i = 0; i < 11; ++i) {
-        const std::string name = "v" + std::to_string(i);
-        Must("ip link add " + name + " type veth peer name p" + std::to_string(i));
-        Must("ip link set p" + std::to_string(i) + " up");
-        Must("ip link set " + name + " up");
-        Add(name, -1, Addresses("192.0.2.1", "192.0.2.53"));
+        const std::string n = std::to_string(i);
+        Must("ip link add v" + n + " type veth peer name p" + n);
+        Must("ip link set p" + n + " up");
+        Must("ip link set v" + n + " up");
+        Add("v" + n, -1, Addresses("192.0.2.1", "192.0.2.53"));
     }
-    Request(R"({"method": "SET_SLAVE_DATA", "type": "GTYPE_V4", "ifname": "v10", "slave": true})");
+    Do("SET_SLAVE_DATA", "'ifname': 'v10', 'slave': true");
+    const Json::Value before = List();
     Must("ip link set p4 down");
     Must("ip link del p5");
-
-    RouteModule restarted;
-    ASSERT_EQ(restarted.InitialModule(), 0);
-    ASSERT_EQ(restarted.InitialModule(), 0);
-    Json::Value list;
-    restarted.ProcessRequest(Parsed(R"({"method": "GET_GATEWAY_LIST_DATA", "type": "GTYPE_V4"})"),
-                             list);
-    std::string order;
-    for (const Json::Value& entry : list) {
-        order += entry["ifname"].asString() + (entry["slave"].asBool() ? "* " : " ");
-    }
-    EXPECT_EQ(order, "v0 v1 v10* v2 v3 v6 v7 v8 v9 ");
-    EXPECT_EQ(list[0]["dns"], "192.0.2.53");
+    ASSERT_EQ(module.InitialModule(), 0);
+    EXPECT_EQ(Order(), "v0 v1 v10* v2 v3 v6 v7 v8 v9");
+    EXPECT_EQ(List()[0], before[0]);
     EXPECT_TRUE(log.Has("route_module", "Interface [v4] is not up, skip it"));
     EXPECT_TRUE(log.Has("route_module", "Interface [v5] is not up, skip it"));
 }
 
 TEST_F(RouteWorld, ABrokenPriorityFileIsToldAndLeavesAnEmptyList) {
-    WriteFile(kFolder + std::string("gateway_v4_priority"), "[0]\n");
+    WriteFile("/etc/iproute2/config/gateway_v4_priority", "[0]\n");
     EXPECT_EQ(module.InitialModule(), 0);
     EXPECT_EQ(List(), Json::Value());
     EXPECT_TRUE(log.Has("route_module",
                         "Failed to read config [/etc/iproute2/config/gateway_v4_priority]"));
-    EXPECT_EQ(module.ReadGatewayListFromFile(GATEWAY_TYPE(7)), -1);
-    EXPECT_EQ(module.WriteGatewayToDatabase(GATEWAY_TYPE(7), true, true), -1);
 }
 
 TEST_F(RouteWorld, HooksFrameTheChangeAndOnlyARealOne) {
-    announced.clear();
-    WriteFile(kFolder + std::string("gateway_v4_priority"), "");
-    Add("a", -1, Addresses("192.0.2.1", "192.0.2.53"));
-    EXPECT_THAT(announced, ElementsAre("4 ipv4 a >192.0.2.1 old", "4 a 1 192.0.2.53",
-                                       "5 ipv4 a >192.0.2.1 new", "5 a 1 192.0.2.53"));
-    announced.clear();
-    Add("a", -2, Addresses("192.0.2.1", "192.0.2.53"));
-    Add("a", -2, Addresses("NULL", "NULL"));
-    EXPECT_THAT(announced, IsEmpty());
-    Add("a", -2, Addresses("192.0.2.2", "192.0.2.53"));
-    EXPECT_THAT(announced, ElementsAre("4 ipv4 a 192.0.2.1>192.0.2.2 new",
-                                       "5 ipv4 a 192.0.2.1>192.0.2.2 new"));
-    announced.clear();
-    Add("a", -1, R"("dns": "2001:db8::53")", "GTYPE_V6");
-    EXPECT_THAT(announced, ElementsAre("4 a 1 2001:db8::53", "5 a 1 2001:db8::53"));
+    const struct {
+        std::string members;
+        std::vector<std::string> hooks;
+    } steps[] = {
+        {Addresses("192.0.2.1", "192.0.2.53"),
+         {"4 ipv4 eth7 >192.0.2.1 before", "4 eth7 1 192.0.2.53", "5 ipv4 eth7 >192.0.2.1 after",
+          "5 eth7 1 192.0.2.53"}},
+        {Addresses("192.0.2.1", "192.0.2.53"), {}},
+        {Addresses("NULL", "NULL"), {}},
+        {Addresses("192.0.2.2", "192.0.2.53"),
+         {"4 ipv4 eth7 192.0.2.1>192.0.2.2 after", "5 ipv4 eth7 192.0.2.1>192.0.2.2 after"}},
+    };
+    for (const auto& step : steps) {
+        announced.clear();
+        Add("eth7", -2, step.members);
+        EXPECT_EQ(announced, step.hooks) << step.members;
+    }
 }
 
 TEST_F(RouteWorld, AFullDiskLeavesTheFormerFilesWhole) {
@@ -151,9 +138,9 @@ TEST_F(RouteWorld, AFullDiskLeavesTheFormerFilesWhole) {
 
     Add("b", -1, Addresses("192.0.2.2", "192.0.2.54"));
     EXPECT_EQ(Order(), "a b") << "the list keeps the change";
+    EXPECT_THAT(announced, ElementsAre("4 ipv4 b >192.0.2.2 before", "4 b 1 192.0.2.54"));
     EXPECT_TRUE(
         log.Has("route_module", "Failed to set file[/etc/iproute2/config/gateway_v4_priority]"));
-    EXPECT_THAT(announced, ElementsAre("4 ipv4 b >192.0.2.2 new", "4 b 1 192.0.2.54"));
     EXPECT_EQ(module.WriteDnsFile(GTYPE_V4), -1);
     EXPECT_TRUE(log.Has("route_module", "Failed to open file[/etc/iproute2/config/resolv4.conf]"));
     EXPECT_EQ(module.WriteGatewayToDatabase(GTYPE_V4, true, true), -1);
@@ -162,23 +149,20 @@ TEST_F(RouteWorld, AFullDiskLeavesTheFormerFilesWhole) {
 }
 
 TEST_F(RouteWorld, TheFirstFailedWriteEndsARequest) {
-    Must("mkdir -p /etc/iproute2/config/gateway_database");
+    const std::string folder = "/etc/iproute2/config/";
+    Must("mkdir -p " + folder + "gateway_database");
     Add("a", -1, Addresses("192.0.2.1", "192.0.2.53"));
-    EXPECT_EQ(File("resolv4.conf"), "nameserver 192.0.2.53\n");
-    EXPECT_TRUE(
-        log.Has("route_module", "Failed to read config [/etc/iproute2/config/gateway_database]"));
+    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver 192.0.2.53\n");
+    EXPECT_EQ(log.Messages().back(), "Failed to read config [" + folder + "gateway_database]");
 
-    Must("rm -r /etc/iproute2/config/resolv4.conf");
-    Must("mkdir /etc/iproute2/config/resolv4.conf");
-    log.Clear();
+    Must("rm " + folder + "resolv4.conf");
+    Must("mkdir " + folder + "resolv4.conf");
     Add("a", -1, Addresses("192.0.2.1", "192.0.2.54"));
-    EXPECT_EQ(log.Messages().back(), "Failed to open file[/etc/iproute2/config/resolv4.conf]");
+    EXPECT_EQ(log.Messages().back(), "Failed to open file[" + folder + "resolv4.conf]");
 
     Must("rm -r /etc/iproute2");
-    log.Clear();
     Add("b", -1);
-    EXPECT_EQ(log.Messages().back(),
-              "Failed to set file[/etc/iproute2/config/gateway_v4_priority]");
+    EXPECT_EQ(log.Messages().back(), "Failed to set file[" + folder + "gateway_v4_priority]");
     EXPECT_EQ(Order(), "a b");
 }
 

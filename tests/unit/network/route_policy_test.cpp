@@ -7,10 +7,8 @@
 namespace vexotest {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using vexonetwork::network::IPType;
 using vexonetwork::network::PolicyRoute;
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <sstream>
+#include <algorithm>
 #include <string>
 
 #include <vexonetwork/network/module/route_module.h>
@@ -13,12 +13,16 @@
 
 namespace vexotest {
 
-inline constexpr char kFolder[] = "/etc/iproute2/config/";
-
-inline Json::Value Parsed(const std::string& text) {
+/// JSON whose texts stand in single quotes.
+inline Json::Value Quoted(std::string text) {
+    std::ranges::replace(text, '\'', '"');
     Json::Value value;
     EXPECT_TRUE(vexonetwork::utils::ParseJson(text, value)) << text;
     return value;
+}
+
+inline std::string ConfigFile(const std::string& name) {
+    return ReadFile("/etc/iproute2/config/" + name);
 }
 
 /// A route module of the test's own and what it logs.
@@ -30,27 +34,35 @@ class RouteWorld : public testing::Test {
         return reply;
     }
 
-    Json::Value Request(const std::string& text) { return Send(Parsed(text)); }
+    /// Sends a request with these further members, as Quoted takes them.
+    Json::Value Do(const std::string& method, const std::string& members = "",
+                   const std::string& type = "GTYPE_V4") {
+        return Send(Quoted("{'method': '" + method + "', 'type': '" + type + "'"
+                           + (members.empty() ? "" : ", ") + members + "}"));
+    }
 
-    /// Adds an entry; `members` are further members of the request, as JSON text.
     void Add(const std::string& ifname, int priority, const std::string& members = "",
              const std::string& type = "GTYPE_V4") {
-        Request(R"({"method": "ADD_GATEWAY_DATA", "type": ")" + type + R"(", "ifname": ")" + ifname
-                + R"(", "priority": )" + std::to_string(priority)
-                + (members.empty() ? "" : ", " + members) + "}");
+        Do("ADD_GATEWAY_DATA",
+           "'ifname': '" + ifname + "', 'priority': " + std::to_string(priority)
+               + (members.empty() ? "" : ", ") + members,
+           type);
     }
+
+    void Delete(const std::string& ifname) { Do("DEL_GATEWAY_DATA", "'ifname': '" + ifname + "'"); }
 
     Json::Value List(const std::string& type = "GTYPE_V4") {
-        return Request(R"({"method": "GET_GATEWAY_LIST_DATA", "type": ")" + type + "\"}");
+        return Do("GET_GATEWAY_LIST_DATA", "", type);
     }
 
-    /// The list's interfaces in order, separated by blanks.
+    /// The list's interfaces in order, "*" behind the slaves.
     std::string Order(const std::string& type = "GTYPE_V4") {
-        std::ostringstream order;
+        std::string order;
         for (const Json::Value& entry : List(type)) {
-            order << (order.tellp() > 0 ? " " : "") << entry["ifname"].asString();
+            order += (order.empty() ? "" : " ") + entry["ifname"].asString()
+                     + (entry["slave"].asBool() ? "*" : "");
         }
-        return order.str();
+        return order;
     }
 
     SyslogSpy log;
