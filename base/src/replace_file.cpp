@@ -15,6 +15,8 @@ namespace vexobase {
 
 namespace {
 
+constexpr mode_t kNewFileMode = 0644;
+
 /// Removes the temporary file unless it was renamed into place.
 class TemporaryFile {
   public:
@@ -71,10 +73,10 @@ int WriteAll(int fd, std::string_view bytes) {
     return 0;
 }
 
-int TakeOverAttributes(int fd, const std::string& former, mode_t newFileMode) {
+int TakeOverAttributes(int fd, const std::string& former) {
     struct stat info {};
     if (::stat(former.c_str(), &info) != 0) {
-        return ::fchmod(fd, newFileMode);
+        return ::fchmod(fd, kNewFileMode);
     }
     if ((info.st_uid != ::geteuid() || info.st_gid != ::getegid())
         && ::fchown(fd, info.st_uid, info.st_gid) != 0) {
@@ -94,17 +96,19 @@ void SyncFolderOf(const std::string& path) {
 
 }  // namespace
 
-int ReplaceFile(const std::string& path, std::string_view contents, mode_t newFileMode) {
+int ReplaceFile(const std::string& path, std::string_view contents, FolderSync folderSync) {
     const std::string target = ResolveLinks(path);
     TemporaryFile temporary(target);
     if (temporary.Fd() < 0 || WriteAll(temporary.Fd(), contents) != 0
-        || TakeOverAttributes(temporary.Fd(), target, newFileMode) != 0
-        || ::fsync(temporary.Fd()) != 0 || temporary.RenameTo(target) != 0) {
+        || TakeOverAttributes(temporary.Fd(), target) != 0 || ::fsync(temporary.Fd()) != 0
+        || temporary.RenameTo(target) != 0) {
         return -1;
     }
     // The new contents already stand; a folder that cannot be synced only risks the rename
     // in a power cut, and the former file is then still whole.
-    SyncFolderOf(target);
+    if (folderSync == FolderSync::kNow) {
+        SyncFolderOf(target);
+    }
     return 0;
 }
 

@@ -112,7 +112,8 @@ int RouteModule::WriteDnsFile(GATEWAY_TYPE gatewayType) {
             text += "nameserver " + entry.dns.ToString() + "\n";
         }
     }
-    if (vexobase::ReplaceFile(family->resolverFile, text) != 0) {
+    // Like the other gateway files, which a power cut may leave as they were before the request.
+    if (vexobase::ReplaceFile(family->resolverFile, text, vexobase::FolderSync::kLater) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to open file[%s]", family->resolverFile);
         return -1;
     }
