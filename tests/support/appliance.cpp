@@ -84,7 +84,7 @@ Uplink MakeUplink(int number) {
     Must("ip netns add " + uplink.provider);
     Must(inside + " link set lo up");
     Must("ip link add " + uplink.ifname + " type veth peer name far netns " + uplink.provider);
-    Must("sysctl -qw net.ipv6.conf." + uplink.ifname + ".accept_dad=0");
+    WriteFile("/proc/sys/net/ipv6/conf/" + uplink.ifname + "/accept_dad", "0");
     Must(inside + " addr add " + uplink.gateway + "/24 dev far");
     Must(inside + " addr add 2001:db8:" + n + "::1/64 dev far nodad");
     Must("ip addr add " + uplink.address + "/24 dev " + uplink.ifname);
