@@ -5,7 +5,8 @@
 G_BEGIN_DECLS
 
 /// What the bus calls for each method of com.vexo.network.xml, on the thread that runs the loop.
-/// @param error  set on failure, except when the argument is not the JSON object it should be
+/// @param error  set on failure, except when the argument is not the JSON object (or null) it
+///               should be
 /// @return TRUE, and in `data` the module's reply for g_free
 gboolean net_get_device_list_data(GObject* object, const char* type, char** data, GError** error);
 gboolean net_set_device_list_data(GObject* object, const char* data, GError** error);

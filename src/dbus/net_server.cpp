@@ -1,6 +1,9 @@
 #include <cstddef>
 #include <exception>
+#include <memory>
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include <vexobase/log.h>
 #include <vexonetwork/dbus/bus_names.h>
@@ -41,18 +44,32 @@ bool BuildRequest(const BusMethod& method, const char* argument, Json::Value& re
     if (method.key != nullptr) {
         request[method.key] = argument;
     } else if (argument == nullptr || !vexonetwork::utils::ParseJson(argument, request)
-               || !request.isObject()) {
+               // Null is what a client's empty value is rendered as.
+               || !(request.isObject() || request.isNull())) {
         return false;
     }
     request["method"] = method.name;
     return true;
 }
 
+/// The text of Value::toStyledString, which would make a writer for each reply.
+std::string StyledText(const Json::Value& value) {
+    thread_local const std::unique_ptr<Json::StreamWriter> writer(
+        Json::StreamWriterBuilder().newStreamWriter());
+    std::ostringstream text;
+    if (value.hasComment(Json::commentBefore)) {
+        text << '\n';
+    }
+    writer->write(value, &text);
+    text << '\n';
+    return std::move(text).str();
+}
+
 /// Strings come out of the renderer as ASCII, comments that a module read with its data do not;
 /// the bus library ends the process when it is given anything that is not UTF-8.
 /// @return null when the reply is too long for the bus
 char* RenderReply(const Json::Value& response) {
-    const std::string text = response.toStyledString();
+    const std::string text = StyledText(response);
     if (text.size() > kMaximumReply) {
         VEXO_LOG(LOG_ERR, "Reply of [%zu] bytes is too long for the bus", text.size());
         return nullptr;
