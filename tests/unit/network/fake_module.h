@@ -1,28 +1,33 @@
 #pragma once
 
-#include <json/json.h>
+#include <gmock/gmock.h>
+#include <syslog.h>
 
+#include <functional>
 #include <map>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <vexonetwork/network/module/module_manager.h>
 
+#include "support/syslog_spy.h"
+
 namespace vexotest {
 
-namespace module = vexonetwork::network::module;
-namespace event = vexonetwork::network::event;
+using namespace vexonetwork::network::event;
+using namespace vexonetwork::network::module;
+using testing::ElementsAre;
 
 /// What the fake modules did, as "STEP TYPE", and what such a step is to return when not 0.
 inline std::vector<std::string> steps;
 inline std::map<std::string, int> results;
 
+/// The requests that reached them, as "TYPE METHOD MEMBER=VALUE...", and how they are answered.
+inline std::vector<std::string> requests;
+inline std::function<int(Json::Value& reply)> answer;
+
 /// A module that only writes down what it is asked to do.
-class FakeModule : public module::BaseModule {
+class FakeModule : public BaseModule {
   public:
-    explicit FakeModule(module::MODULE_TYPE moduleType)
-        : BaseModule(moduleType), name(std::to_string(moduleType)) {}
+    using BaseModule::BaseModule;
     ~FakeModule() override { Step("destroy"); }
 
     int HookEvents() const override { return Step("hook"); }
@@ -30,42 +35,42 @@ class FakeModule : public module::BaseModule {
     int StartModule() override { return Step("start"); }
     int TerminateModule() override { return Step("terminate"); }
     int ProcessRequest(const Json::Value& in, Json::Value& out) override {
-        out = in;
-        return Step("request");
+        requests.push_back(ToStr().back() + (" " + in["method"].asString()));
+        for (const std::string& member : in.getMemberNames()) {
+            requests.back() += member == "method" ? "" : " " + member + "=" + in[member].asString();
+        }
+        return answer(out);
     }
-    int OnEvent(const event::BaseEvent*) { return Step("event"); }
-    int OnEventOnce(const event::BaseEvent* event) { return UnHookEvent(event->Type()); }
-
-    template <module::MODULE_TYPE Type>
-    static bool Add() {
-        return module::ModuleManager::GetInstance().AddModule(
-            {Type, true, []() -> module::BaseModule* { return new FakeModule(Type); }});
-    }
+    int OnEvent(const BaseEvent*) { return Step("event"); }
+    int OnEventOnce(const BaseEvent* event) { return UnHookEvent(event->Type()); }
 
   private:
     int Step(const std::string& what) const {
-        steps.push_back(what + " " + name);
-        const auto result = results.find(steps.back());
-        return result == results.end() ? 0 : result->second;
+        steps.push_back(what + " " + ToStr().back());
+        return results[steps.back()];
     }
-
-    std::string name;
 };
 
-/// What happened since the last call.
-inline std::vector<std::string> TakeSteps() {
-    return std::exchange(steps, {});
-}
-
-/// Leaves the process's manager without modules and hooks, the fakes without instructions.
-inline void ForgetModules() {
-    results.clear();
-    for (int number = module::MODULE_TEST; number <= module::MODULE_RESERVED; ++number) {
-        const auto type = static_cast<module::MODULE_TYPE>(number);
-        module::ModuleManager::GetInstance().UnHookEvent(event::EVENT_HELLO, type);
-        module::ModuleManager::GetInstance().RemoveModule(type);
+/// The process's manager, with fake modules; left without modules and hooks.
+class FakeModules : public testing::Test {
+  protected:
+    ~FakeModules() override {
+        results.clear();
+        for (const auto type : {MODULE_TEST, MODULE_IPV6, MODULE_ROUTE, MODULE_DEVICE_LIST}) {
+            manager.UnHookEvent(EVENT_HELLO, type);
+            manager.RemoveModule(type);
+        }
+        steps.clear();
     }
-    steps.clear();
-}
+
+    template <MODULE_TYPE... Types>
+    void Add() {
+        (manager.AddModule({Types, true, []() -> BaseModule* { return new FakeModule(Types); }}),
+         ...);
+    }
+
+    SyslogSpy spy;
+    ModuleManager& manager = ModuleManager::GetInstance();
+};
 
 }  // namespace vexotest
