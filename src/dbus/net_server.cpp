@@ -43,9 +43,11 @@ gboolean Fail(GError** error, const char* domain, const char* message) {
 bool BuildRequest(const BusMethod& method, const char* argument, Json::Value& request) {
     if (method.key != nullptr) {
         request[method.key] = argument;
-    } else if (argument == nullptr || !vexonetwork::utils::ParseJson(argument, request)
-               // Null is what a client's empty value is rendered as.
-               || !(request.isObject() || request.isNull())) {
+    } else if (argument == nullptr || !vexonetwork::utils::ParseJson(argument, request)) {
+        return false;
+    }
+    // A client's empty value comes as null.
+    if (!request.isObject() && !request.isNull()) {
         return false;
     }
     request["method"] = method.name;
