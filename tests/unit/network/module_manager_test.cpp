@@ -110,8 +110,8 @@ TEST_F(Events, TheTableHoldsOneHandlerOfEachModule) {
 TEST_F(Events, AllModulesAreToldUntilAllHaveHandledIt) {
     Add<MODULE_ROUTE, MODULE_IPV6, MODULE_DEVICE_LIST>();
     manager.HookEvent(EVENT_HELLO, MODULE_TEST, kOnEvent);
-    manager.HookEvent(EVENT_HELLO, MODULE_ROUTE, kOnEvent);
     manager.HookEvent(EVENT_HELLO, MODULE_IPV6, kOnEventOnce);
+    manager.HookEvent(EVENT_HELLO, MODULE_ROUTE, kOnEvent);
     manager.HookEvent(EVENT_HELLO, MODULE_DEVICE_LIST, kOnEvent);
     FollowedEvent event("hi");
     results["event 3"] = 9;
