@@ -30,13 +30,14 @@ class RequestGuard {
 };
 
 Json::Value ToJson(const GatewayInfo& entry, int priority) {
+    using Key = Json::StaticString;  // Not copied for every entry of a list.
     Json::Value object;
-    object["priority"] = priority;
-    object["ifname"] = entry.ifname;
-    object["gateway"] = entry.gateway.ToString();
-    object["dns"] = entry.dns.ToString();
-    object["slave"] = entry.slave;
-    object["class"] = entry.interfaceClass;
+    object[Key("priority")] = priority;
+    object[Key("ifname")] = entry.ifname;
+    object[Key("gateway")] = entry.gateway.ToCString();
+    object[Key("dns")] = entry.dns.ToCString();
+    object[Key("slave")] = entry.slave;
+    object[Key("class")] = entry.interfaceClass;
     return object;
 }
 
