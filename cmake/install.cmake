@@ -1,39 +1,62 @@
 include(CMakePackageConfigHelpers)
 
+# Two components, two Debian packages: runtime for an appliance, dev for who builds against it.
+
+# Programs find the libraries, and these one another, wherever the whole is installed.
+set_target_properties(vexonetd vexonetctl PROPERTIES
+  INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(vexonetwork vexoplatform PROPERTIES INSTALL_RPATH "$ORIGIN")
+
+# The headers are C++20.
+target_compile_features(vexoplatform PUBLIC cxx_std_20)
 install(TARGETS vexonetwork vexoplatform EXPORT vexonetworkTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/vexonetwork TYPE INCLUDE)
-install(DIRECTORY platform/include/ TYPE INCLUDE)
+  LIBRARY COMPONENT runtime NAMELINK_COMPONENT dev)
+install(DIRECTORY include/vexonetwork platform/include/ TYPE INCLUDE COMPONENT dev)
 
 # find_package(vexonetwork) gives vexonetwork::vexonetwork and vexonetwork::vexoplatform.
-install(EXPORT vexonetworkTargets NAMESPACE vexonetwork::
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vexonetwork)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vexonetwork)
+install(EXPORT vexonetworkTargets NAMESPACE vexonetwork:: DESTINATION ${package_dir} COMPONENT dev)
 configure_package_config_file(cmake/vexonetworkConfig.cmake.in
-  ${PROJECT_BINARY_DIR}/vexonetworkConfig.cmake
-  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vexonetwork)
+  ${PROJECT_BINARY_DIR}/vexonetworkConfig.cmake INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/vexonetworkConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES
   ${PROJECT_BINARY_DIR}/vexonetworkConfig.cmake
   ${PROJECT_BINARY_DIR}/vexonetworkConfigVersion.cmake
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/vexonetwork)
+  DESTINATION ${package_dir} COMPONENT dev)
 
+# Where the prefix is, seen from the file: it is known only when the file is installed.
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH PREFIX_FROM_PC
+  ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/vexonetwork.pc.in ${PROJECT_BINARY_DIR}/vexonetwork.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vexonetwork.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/vexonetwork.pc DESTINATION ${pkgconfig_dir} COMPONENT dev)
 
-install(FILES appliance/bus/vexonet-bus.conf DESTINATION share/vexonetwork)
+install(FILES appliance/bus/vexonet-bus.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/vexonetwork)
+install(FILES docs/files.md docs/requests.md TYPE DOC)
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME vexonetwork)
+set(CPACK_COMPONENTS_ALL runtime dev)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_VENDOR "vexonetwork developers")
 set(CPACK_PACKAGE_CONTACT "vexonetwork developers <root@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION net)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "dbus, iproute2")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME vexonetwork)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
+  "It keeps ordered lists of gateways for IPv4 and IPv6 and elects the default routes.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "dbus, iproute2")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME vexonetwork-dev)
+set(CPACK_DEBIAN_DEV_DESCRIPTION
+  "Headers, and the files for CMake and pkg-config, to build programs that use it.")
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
+  "vexonetwork (= ${PROJECT_VERSION}), libjsoncpp-dev, libdbus-glib-1-dev")
 include(CPack)

@@ -35,7 +35,8 @@ Action WrongUsage() {
 }  // namespace
 
 Action ReadOptions(int argc, char* argv[], Options& options) {
-    for (int option; (option = ::getopt_long(argc, argv, "fhV", kLongOptions, nullptr)) != -1;) {
+    int option = 0;
+    while ((option = ::getopt_long(argc, argv, "fhV", kLongOptions, nullptr)) != -1) {
         switch (option) {
             case 'f':
                 options.foreground = true;

@@ -1,7 +1,6 @@
 #include "daemon.h"
 
 #include <vexonetwork/dbus/bus_address.h>
-#include <vexonetwork/utils/json_reader.h>
 #include <vlib/proc.h>
 
 #include "failure.h"
@@ -28,17 +27,6 @@ Json::Value RequestFor(const Family& family, const std::string& ifname) {
     return request;
 }
 
-bool IsListed(const Json::Value& entry) {
-    return vexonetwork::utils::GetBool(entry, "exist").value_or(false);
-}
-
-void RequireListed(const Family& family, const std::string& ifname, const Json::Value& entry) {
-    if (!IsListed(entry)) {
-        throw Failure(kRefused, ifname + " is not in the " + family.name
-                                    + " list; see: vexonetctl gateway list " + family.flag);
-    }
-}
-
 DaemonState ReadDaemonState() {
     DaemonState state;
     if (::VLIBCProcAliveByPidFile(kPidFile) == 1) {
@@ -54,7 +42,7 @@ std::string DaemonState::Trouble() const {
         return "";
     }
     if (pid <= 0) {
-        return "vexonetd is not running; start it with: systemctl start vexonetd";
+        return "vexonetd is not running; to start it on an appliance: systemctl start vexonetd";
     }
     const std::string runs = "vexonetd runs as pid " + std::to_string(pid);
     const std::string bus = std::string(" the bus ") + vexonetwork::dbus::UseApplianceBus();
@@ -74,6 +62,12 @@ Daemon::Daemon() {
 
 void Daemon::Refused() const {
     const std::string& reason = client.LastError();
+    // So the bus begins when its policy is against it; the rest would help nobody.
+    if (reason.starts_with("Rejected send message")) {
+        throw Failure(kRefused,
+                      "the bus does not let this user do that; members of group vexonet"
+                      " may look, only root may change");
+    }
     throw Failure(kRefused, "the daemon did not do it"
                                 + (reason.empty() ? reason : " (" + reason + ")") + kSeeItsLog);
 }

@@ -27,12 +27,6 @@ DaemonState ReadDaemonState();
 /// The beginning of every request about one interface.
 Json::Value RequestFor(const Family& family, const std::string& ifname);
 
-/// Whether the daemon's answer about one interface is an entry of its list.
-bool IsListed(const Json::Value& entry);
-
-/// Fails, with the way to the list, unless it is.
-void RequireListed(const Family& family, const std::string& ifname, const Json::Value& entry);
-
 /// The running daemon. Every operation ends with its result or with a Failure.
 class Daemon {
   public:

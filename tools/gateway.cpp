@@ -31,6 +31,7 @@ struct Declared {
                               std::string GatewayOptions::*target) const {
         command->add_option(name, options.get()->*target, what)
             ->required()
+            ->type_name("")
             ->check(CheckInterfaceName);
         return *this;
     }

@@ -2,40 +2,34 @@
 
 #include <ostream>
 
-#include <vexonetwork/utils/json_reader.h>
-
+#include "entry.h"
 #include "table.h"
 #include "validation.h"
 
 namespace vexonetctl {
 namespace {
 
-using vexonetwork::utils::GetBool;
-using vexonetwork::utils::GetInt;
-using vexonetwork::utils::GetString;
-
 constexpr std::size_t kDnsColumn = 3;
 
 Table::Row RowOf(const GatewayList& list, const Json::Value& entry) {
-    const auto text = [&](const char* key) { return GetString(entry, key).value_or(""); };
-    return {std::to_string(GetInt(entry, "priority").value_or(-1))
-                + (CarriesDefaultRoute(list.family, entry, list.route) ? "*" : ""),
-            text("ifname"),
-            text("gateway"),
-            text("dns"),
-            GetBool(entry, "slave").value_or(false) ? "yes" : "no",
-            text("class")};
+    const bool carries = CarriesDefaultRoute(list.family, entry, list.route);
+    return {std::to_string(Place(entry)) + (carries ? "*" : ""),
+            Text(entry, "ifname"),
+            Text(entry, "gateway"),
+            Text(entry, "dns"),
+            IsSlave(entry) ? "yes" : "no",
+            Text(entry, "class")};
 }
 
 }  // namespace
 
 bool CarriesDefaultRoute(const Family& family, const Json::Value& entry,
                          const std::optional<DefaultRoute>& route) {
-    if (!route || GetString(entry, "ifname") != route->ifname) {
+    if (!route || Text(entry, "ifname") != route->ifname) {
         return false;
     }
     // The gateway :: stands for a route that names the interface alone.
-    return SameAddress(family, GetString(entry, "gateway").value_or(""),
+    return SameAddress(family, Text(entry, "gateway"),
                        route->gateway.empty() ? "::" : route->gateway);
 }
 

@@ -5,21 +5,18 @@
 #include <iostream>
 #include <utility>
 
-#include <vexonetwork/utils/json_reader.h>
-
 #include "daemon.h"
+#include "entry.h"
 #include "failure.h"
 #include "gateway_list.h"
 #include "stored_list.h"
+#include "table.h"
 #include "validation.h"
 
 namespace vexonetctl {
 namespace {
 
 using vexonetwork::dbus::NetClient;
-using vexonetwork::utils::GetBool;
-using vexonetwork::utils::GetInt;
-using vexonetwork::utils::GetString;
 
 void SayDefaultRoute(const GatewayOptions& options, const Family& family) {
     if (!options.quiet) {
@@ -36,14 +33,6 @@ void SayNextElection(const GatewayOptions& options, const std::string& done) {
     }
 }
 
-std::string Text(const Json::Value& entry, const char* key) {
-    return GetString(entry, key).value_or("");
-}
-
-bool IsSlave(const Json::Value& entry) {
-    return GetBool(entry, "slave").value_or(false);
-}
-
 void ListAsJson(Daemon& daemon, const GatewayOptions& options) {
     Json::Value root(Json::objectValue);
     for (const Family& family : options.Families()) {
@@ -52,16 +41,17 @@ void ListAsJson(Daemon& daemon, const GatewayOptions& options) {
     std::cout << root.toStyledString();
 }
 
-void PrintEntry(const Family& family, const GatewayOptions& options, const Json::Value& entry) {
+void PrintEntry(const Family& family, const Json::Value& entry, bool carriesDefaultRoute) {
+    const auto text = [&](const char* key) { return Printable(Text(entry, key)); };
     const auto yesNo = [](bool yes) { return yes ? "yes" : "no"; };
-    std::cout << "interface      " << options.ifname << '\n'
+    std::cout << "interface      " << text("ifname") << '\n'
               << "family         " << family.name << '\n'
-              << "priority       " << GetInt(entry, "priority").value_or(-1) << '\n'
-              << "gateway        " << Text(entry, "gateway") << '\n'
-              << "dns            " << Text(entry, "dns") << '\n'
+              << "priority       " << Place(entry) << '\n'
+              << "gateway        " << text("gateway") << '\n'
+              << "dns            " << text("dns") << '\n'
               << "slave          " << yesNo(IsSlave(entry)) << '\n'
-              << "class          " << Text(entry, "class") << '\n'
-              << "default route  " << yesNo(GetBool(entry, "default_route") == true) << '\n';
+              << "class          " << text("class") << '\n'
+              << "default route  " << yesNo(carriesDefaultRoute) << '\n';
 }
 
 Json::Value AddRequest(const Family& family, const GatewayOptions& options) {
@@ -117,17 +107,17 @@ void ListGateways(const GatewayOptions& options) {
 void ShowGateway(const GatewayOptions& options) {
     const Family& family = options.OneFamily();
     Json::Value entry = Daemon().Entry(family, options.ifname);
-    if (!options.json) {
-        RequireListed(family, options.ifname, entry);
-    }
     entry["ifname"] = options.ifname;
-    entry["default_route"] = CarriesDefaultRoute(family, entry, ReadDefaultRoute(family));
-    if (!options.json) {
-        return PrintEntry(family, options, entry);
+    const bool carries = CarriesDefaultRoute(family, entry, ReadDefaultRoute(family));
+    if (options.json) {
+        // Also what was stored for an interface that has left the list is worth knowing.
+        entry["default_route"] = carries;
+        std::cout << entry.toStyledString();
     }
-    // Also what was stored for an interface that has left the list is worth knowing.
-    std::cout << entry.toStyledString();
     RequireListed(family, options.ifname, entry);
+    if (!options.json) {
+        PrintEntry(family, entry, carries);
+    }
 }
 
 void AddGateway(const GatewayOptions& options) {

@@ -9,11 +9,6 @@ namespace {
 constexpr std::size_t kGap = 2;
 using Rows = std::vector<Table::Row>;
 
-void MakePrintable(std::string& text) {
-    std::ranges::replace_if(
-        text, [](char c) { return c < ' ' || c > '~'; }, '?');
-}
-
 std::vector<std::size_t> Widths(const Rows& rows) {
     std::vector<std::size_t> widths(rows.front().size(), 0);
     for (const auto& row : rows) {
@@ -67,11 +62,17 @@ void PrintRow(std::ostream& out, Table::Row row, const std::vector<std::size_t>&
 
 }  // namespace
 
+std::string Printable(std::string text) {
+    std::ranges::replace_if(
+        text, [](char c) { return c < ' ' || c > '~'; }, '?');
+    return text;
+}
+
 Table::Table(Row headerRow, std::size_t foldColumn)
     : rows{std::move(headerRow)}, fold(foldColumn) {}
 
 void Table::Add(Row row) {
-    std::ranges::for_each(row, MakePrintable);
+    std::ranges::transform(row, row.begin(), Printable);
     rows.push_back(std::move(row));
 }
 

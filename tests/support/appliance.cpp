@@ -14,35 +14,20 @@
 #include <cstring>
 
 #include <vexonetsdk/dbus_client.h>
+#include <vexonetwork/dbus/bus_address.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/utils/json_reader.h>
 
 namespace vexotest {
 namespace {
 
-constexpr char kBusAddress[] = "unix:path=/run/vexonet/bus";
-
-vexobase::UniqueFd ListenForReadiness(const std::string& path) {
+vexobase::UniqueFd ListenForNotifications(const std::string& path) {
     vexobase::UniqueFd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     std::strncpy(name.sun_path, path.c_str(), sizeof name.sun_path - 1);
     EXPECT_EQ(::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
     return fd;
-}
-
-/// Waits for a datagram with the line READY=1.
-bool AwaitReady(int fd, Milliseconds deadline) {
-    pollfd ready{fd, POLLIN, 0};
-    while (::poll(&ready, 1, static_cast<int>(deadline.count())) == 1) {
-        std::array<char, 4096> text{};
-        const ssize_t length = ::recv(fd, text.data(), text.size(), 0);
-        if (length > 0
-            && std::string(text.data(), size_t(length)).find("READY=1") != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
 }
 
 std::string OperState(const std::string& ifname) {
@@ -63,6 +48,12 @@ std::string DaemonProgram() {
 }
 std::string CtlProgram() {
     return VEXO_BIN_DIR "/vexonetctl";
+}
+
+Outcome Ctl(const std::string& arguments, const Environment& added) {
+    Arguments command = Words(arguments);
+    command.insert(command.begin(), CtlProgram());
+    return Run(command, added);
 }
 
 bool Eventually(bool (*condition)(const void*), const void* context) {
@@ -118,8 +109,8 @@ std::vector<std::string> DefaultRoutes(const std::string& family) {
     return texts;
 }
 
-Appliance::Appliance() : readiness(ListenForReadiness(folder / "ready")) {
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", kBusAddress, 1);
+Appliance::Appliance() : notifications(ListenForNotifications(folder / "notify")) {
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", vexonetwork::dbus::kBusAddress, 1);
     ::mkdir("/run/vexonet", 0755);
     bus = Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
                    "--config-file=" VEXO_SOURCE_DIR "/appliance/bus/vexonet-bus.conf"},
@@ -131,8 +122,21 @@ Appliance::Appliance() : readiness(ListenForReadiness(folder / "ready")) {
 Appliance::~Appliance() = default;
 
 void Appliance::StartDaemon(const Arguments& program) {
-    daemon = Process(program, folder / "daemon.log", {{"NOTIFY_SOCKET", folder / "ready"}});
-    EXPECT_TRUE(AwaitReady(readiness.Get(), std::chrono::seconds(20))) << Log();
+    daemon = Process(program, folder / "daemon.log", {{"NOTIFY_SOCKET", folder / "notify"}});
+    EXPECT_TRUE(Hears("READY=1")) << Log();
+}
+
+bool Appliance::Hears(const std::string& message) {
+    constexpr int kDeadline = 20'000;
+    pollfd ready{notifications.Get(), POLLIN, 0};
+    while (::poll(&ready, 1, kDeadline) == 1) {
+        std::array<char, 4096> text{};
+        const ssize_t length = ::recv(ready.fd, text.data(), text.size(), 0);
+        if (length > 0 && std::string(text.data(), size_t(length)).find(message) != message.npos) {
+            return true;
+        }
+    }
+    return false;
 }
 
 int Appliance::StopDaemon(int signal) {
@@ -147,12 +151,6 @@ void Appliance::StopBus() {
 
 std::string Appliance::Log() const {
     return ReadFile(folder / "daemon.log");
-}
-
-Outcome Appliance::Ctl(const Arguments& arguments) const {
-    Arguments command = {CtlProgram()};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return Run(command);
 }
 
 int Appliance::Call(const std::string& method, const std::string& argument, std::string* reply) {

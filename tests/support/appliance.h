@@ -16,6 +16,9 @@ namespace vexotest {
 std::string DaemonProgram();
 std::string CtlProgram();
 
+/// Runs vexonetctl with arguments that are split at blanks.
+Outcome Ctl(const std::string& arguments, const Environment& added = {});
+
 /// One uplink: a veth pair whose far end stands in a network namespace of a provider.
 struct Uplink {
     std::string ifname;    ///< near end: "wan0"
@@ -49,6 +52,9 @@ class Appliance {
     /// ready.
     void StartDaemon(const Arguments& program = {DaemonProgram(), "--foreground"});
 
+    /// Waits until the daemon tells its supervisor this, past other messages.
+    bool Hears(const std::string& message);
+
     /// Ends the daemon by `signal`.
     /// @return its exit status
     int StopDaemon(int signal = 15);
@@ -61,9 +67,6 @@ class Appliance {
     /// What the daemon has logged since the object was made.
     std::string Log() const;
 
-    /// Runs vexonetctl with these arguments.
-    Outcome Ctl(const Arguments& arguments) const;
-
     /// Calls one of the daemon's methods with one string.
     /// @return 0 with the reply's string in `reply`, or -1
     int Call(const std::string& method, const std::string& argument, std::string* reply = nullptr);
@@ -73,7 +76,7 @@ class Appliance {
 
   private:
     TempFolder folder;
-    vexobase::UniqueFd readiness;
+    vexobase::UniqueFd notifications;
     Process bus;
     Process daemon;
 };

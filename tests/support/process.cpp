@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -119,13 +120,13 @@ Outcome Run(const Arguments& command, const Environment& added) {
     return {status, ReadFile(out), ReadFile(err)};
 }
 
-std::string Must(const std::string& commandLine) {
+Arguments Words(const std::string& commandLine) {
     std::istringstream words(commandLine);
-    Arguments command;
-    for (std::string word; words >> word;) {
-        command.push_back(word);
-    }
-    const Outcome outcome = Run(command);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+std::string Must(const std::string& commandLine) {
+    const Outcome outcome = Run(Words(commandLine));
     EXPECT_EQ(outcome.status, 0) << commandLine << "\n" << outcome.out << outcome.err;
     return outcome.out;
 }

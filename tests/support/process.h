@@ -23,6 +23,9 @@ struct Outcome {
 /// Runs a program found in PATH to its end, with a deadline of a minute.
 Outcome Run(const Arguments& command, const Environment& added = {});
 
+/// A command line split at blanks.
+Arguments Words(const std::string& commandLine);
+
 /// Runs a command line, split at blanks, that must succeed; a failure fails the test and tells
 /// what the command said. Returns its standard output.
 std::string Must(const std::string& commandLine);
