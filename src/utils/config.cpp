@@ -1,28 +1,22 @@
-#include <fcntl.h>
 #include <libgen.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <locale>
-#include <memory>
 #include <sstream>
 
 #include <vexobase/log.h>
-#include <vexobase/unique_fd.h>
 #include <vexonetwork/utils/config.h>
 #include <vexonetwork/utils/file.h>
 #include <vlib/file.h>
 
 #include "utils/sz_containers.h"
+#include "utils/temporary_file.h"
 
 namespace vexonetwork::utils {
 
 namespace {
 
 constexpr int kCapacity = 1024;
-constexpr mode_t kPrivateMask = 0177;
 
 std::string ToText(bool value) {
     return value ? "yes" : "no";
@@ -91,74 +85,6 @@ int CheckDirOf(const Config& config) {
         return -1;
     }
     return 0;
-}
-
-void RemoveIfThere(const std::string& path) {
-    if (VLIBCFileExist(path.c_str()) == 1 && ::unlink(path.c_str()) != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to remove file [%s]", path.c_str());
-    }
-}
-
-/// A new file beside a target, open for writing; removed again unless it was finished.
-class TemporaryFile {
-  public:
-    /// The path is cut where the platform's path buffers end.
-    explicit TemporaryFile(const std::string& target)
-        : path((target + ".tmp.XXXXXX").substr(0, 1023)) {}
-    ~TemporaryFile() {
-        if (created) {
-            RemoveIfThere(path);
-        }
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    bool Open();
-    bool Finish();
-
-    FILE* Stream() const { return stream.get(); }
-    const std::string& Path() const { return path; }
-
-  private:
-    using OpenStream = std::unique_ptr<FILE, decltype(&std::fclose)>;
-
-    std::string path;
-    bool created = false;
-    OpenStream stream{nullptr, &std::fclose};
-};
-
-bool TemporaryFile::Open() {
-    const std::string pathTemplate = path;
-    const mode_t formerMask = ::umask(kPrivateMask);
-    vexobase::UniqueFd fd(::mkostemp(path.data(), O_CLOEXEC));
-    if (!fd) {
-        // The strict mask stays on purpose: once a folder has refused a file, what this process
-        // creates is its owner's alone.
-        VEXO_LOG(LOG_ERR, "Failed to create a temporary file [%s]", pathTemplate.c_str());
-        return false;
-    }
-    created = true;
-    ::umask(formerMask);
-    stream.reset(::fdopen(fd.Get(), "w"));
-    if (stream == nullptr) {
-        VEXO_LOG(LOG_ERR, "Failed to open a temporary file [%s]", pathTemplate.c_str());
-        return false;
-    }
-    static_cast<void>(fd.Release());
-    return true;
-}
-
-/// Brings the contents to the disk. A short file must not take the target's place, so every
-/// failure counts.
-bool TemporaryFile::Finish() {
-    const bool flushed = std::fflush(stream.get()) == 0 && ::fsync(::fileno(stream.get())) == 0;
-    const bool closed = std::fclose(stream.release()) == 0;
-    if (!flushed || !closed) {
-        VEXO_LOG(LOG_ERR, "Failed to write a temporary file [%s]", path.c_str());
-        return false;
-    }
-    created = false;
-    return true;
 }
 
 }  // namespace

@@ -32,9 +32,8 @@ bool IsWhole(const std::string& text) {
     return std::strlen(text.c_str()) == text.size();
 }
 
-bool IsIPv6(const std::string& text) {
-    in6_addr ignored{};
-    return ::inet_pton(AF_INET6, text.c_str(), &ignored) == 1;
+bool ParseIPv6(const std::string& text, in6_addr& parsed) {
+    return IsWhole(text) && ::inet_pton(AF_INET6, text.c_str(), &parsed) == 1;
 }
 
 std::string Dotted(in_addr address) {
@@ -125,10 +124,11 @@ IPAddress::IPAddress(const std::string& address) {
 
 IPAddress& IPAddress::operator=(const std::string& address) {
     in_addr parsed{};
+    in6_addr ignored{};
     if (IsWhole(address) && ::inet_aton(address.c_str(), &parsed) != 0) {
         addr = parsed;
         text = address;
-    } else if (IsWhole(address) && IsIPv6(address)) {
+    } else if (ParseIPv6(address, ignored)) {
         text = address;
     } else {
         text.clear();
@@ -156,7 +156,7 @@ std::string IPAddress::GetIPv6NetworkPart(const std::string& address, int prefix
     const sockaddr_in6 mask = MaskOfLength(prefixLength);
     sockaddr_in6 binary{};
     binary.sin6_family = AF_INET6;
-    if (::inet_pton(AF_INET6, address.c_str(), &binary.sin6_addr) != 1) {
+    if (!ParseIPv6(address, binary.sin6_addr)) {
         VEXO_LOG(LOG_ERR, "Unable to convert %s to binary form", address.c_str());
         return "";
     }

@@ -2,7 +2,6 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <cstdio>
 
 #include <vexobase/log.h>

@@ -1,14 +1,22 @@
 #include "support/files.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/stat.h>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <functional>
+#include <thread>
 
+#include <vexobase/unique_fd.h>
+#include <vexonetwork/utils/create_pid_file.h>
 #include <vexonetwork/utils/file.h>
+#include <vexonetwork/utils/lock.h>
 #include <vexonetwork/utils/reset_files.h>
+#include <vexonetwork/utils/semaphore.h>
 #include <vexonetwork/utils/utils.h>
 
 #include "support/process.h"
@@ -16,20 +24,27 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using namespace vexonetwork::utils;
+using namespace vexonetwork::network;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using vexonetwork::network::GetSubnetFormat;
-using vexonetwork::network::IsEthernetLinkDetected;
-using vexotest::Must;
+using vexonetwork::semaphore::Semaphore;
 using vexotest::ReadFile;
 using vexotest::WriteFile;
 
-constexpr char kScripts[] = "/etc/sysconfig/network-scripts/";
+unsigned secondsSlept = 0;
+std::function<void()> whileSleeping = [] {};
 
-bool Exists(const std::string& path) {
-    return std::filesystem::exists(path);
+}  // namespace
+
+// A file lock's waiting ends here and takes no time.
+extern "C" unsigned sleep(unsigned seconds) {
+    secondsSlept += seconds;
+    whileSleeping();
+    return 0;
 }
+
+namespace {
 
 class Files : public testing::Test {
   protected:
@@ -39,96 +54,119 @@ class Files : public testing::Test {
 
 TEST_F(Files, MakesOneFolder) {
     EXPECT_EQ(CheckAndMakeDir(folder / "new", 0700), 0);
-    struct stat info {};
-    ASSERT_EQ(::stat((folder / "new").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 07777, mode_t{0755});
-    EXPECT_EQ(CheckAndMakeDir(folder / "no/parents", 0700), -1);
-    EXPECT_THAT(spy.Messages(),
-                ElementsAre("Failed to mkdir [" + folder / "no/parents" + "][448]"));
+    EXPECT_EQ(fs::status(folder / "new").permissions(), fs::perms{0755});
+    EXPECT_EQ(CheckAndMakeDir("/no/parents", 0700), -1);
+    EXPECT_THAT(spy.Messages(), ElementsAre("Failed to mkdir [/no/parents][448]"));
 }
 
-TEST_F(Files, ReadsWholeFiles) {
+TEST_F(Files, ReadsAndSetsWholeFiles) {
     const std::string bytes("a\0\n\xff\n", 5);
     WriteFile(folder / "file", bytes);
     EXPECT_EQ(FileToStr(folder / "file"), bytes);
-    EXPECT_EQ(FileToStr(folder / "absent"), "");
     EXPECT_EQ(FileToStr(folder.Path()), "");
-}
-
-TEST_F(Files, SetsKernelEntries) {
-    WriteFile(folder / "entry", "a longer former value");
-    EXPECT_TRUE(SetProcEntry(folder / "entry", "1"));
-    EXPECT_EQ(ReadFile(folder / "entry"), "1\n");
-    EXPECT_FALSE(SetProcEntry("/proc/sys/net/ipv6/conf/absent/accept_ra", "2"));
+    EXPECT_TRUE(SetProcEntry(folder / "file", "1"));
+    EXPECT_EQ(ReadFile(folder / "file"), "1\n");
 }
 
 TEST_F(Files, CopiesIPv6KeysOnly) {
-    const std::string from = std::string(kScripts) + "ifcfg-eth0";
-    const std::string to = std::string(kScripts) + "ifcfg-eth1";
-    WriteFile(from, "IPADDR=192.0.2.1\nIPV6INIT=yes\nIPV6DNS=\"2001:db8::53 2001:db8::54\"\n");
-    WriteFile(to, "IPADDR=192.0.2.2\nIPV6INIT=no\nIPV6ADDR=2001:db8::2\n");
+    const std::string prefix = "/etc/sysconfig/network-scripts/ifcfg-";
+    WriteFile(prefix + "eth0", "IPADDR=192.0.2.1\nIPV6INIT=yes\nIPV6DNS=\"::53 ::54\"\n");
+    WriteFile(prefix + "eth1", "IPADDR=192.0.2.2\nIPV6INIT=no\nIPV6ADDR=2001:db8::2\n");
     EXPECT_EQ(CopyIfcfgIPv6Attrs("eth0", "eth1"), 0);
-    EXPECT_EQ(ReadFile(to),
-              "IPADDR=192.0.2.2\nIPV6INIT=yes\nIPV6ADDR=2001:db8::2\n"
-              "IPV6DNS=2001:db8::53 2001:db8::54\n");
+    EXPECT_EQ(ReadFile(prefix + "eth1"),
+              "IPADDR=192.0.2.2\nIPV6INIT=yes\nIPV6ADDR=2001:db8::2\nIPV6DNS=::53 ::54\n");
     EXPECT_EQ(CopyIfcfgIPv6Attrs("eth0", "no/folder"), -1);
-    EXPECT_THAT(spy.Messages(), ElementsAre("Failed to copy [IPV6INIT=yes] from " + from + " to "
-                                            + kScripts + "ifcfg-no/folder"));
+    EXPECT_THAT(spy.Messages(), ElementsAre("Failed to copy [IPV6INIT=yes] from " + prefix
+                                            + "eth0 to " + prefix + "no/folder"));
 }
 
-TEST_F(Files, RemovesByPattern) {
-    for (const char* name : {"a.conf", "c.txt", "d.conf/inside"}) {
-        WriteFile(folder / name, "");
-    }
-    RemoveFiles(folder.Path().c_str(), "*.conf");
-    EXPECT_FALSE(Exists(folder / "a.conf"));
-    EXPECT_TRUE(Exists(folder / "c.txt") && Exists(folder / "d.conf/inside"));
-    EXPECT_THAT(spy.Messages(), IsEmpty());
-    RemoveFile((folder / "d.conf").c_str());
-    RemoveFiles("/nowhere", "*");
-    EXPECT_THAT(spy.Messages(), ElementsAre("remove file " + folder / "d.conf" + " failed",
-                                            "VLIBCFileEnumDir /nowhere/* failed"));
-}
-
-TEST_F(Files, ResetsToThePristineCopy) {
-    WriteFile(folder / "defaults/net/a", "pristine");
+TEST_F(Files, ResetsAndRemoves) {
+    WriteFile(folder / "net/a", "pristine");
     WriteFile(folder / "etc/net/a", "changed");
     WriteFile(folder / "etc/net/b", "added");
-    ResetFiles((folder / "defaults/net").c_str(), (folder / "etc/net").c_str());
+    ResetFiles((folder / "net").c_str(), (folder / "etc/net").c_str());
     EXPECT_EQ(ReadFile(folder / "etc/net/a"), "pristine");
-    EXPECT_FALSE(Exists(folder / "etc/net/b"));
-    EXPECT_THAT(spy.Messages(), IsEmpty());
-
-    ResetFiles((folder / "absent").c_str(), (folder / "etc/net").c_str());
-    EXPECT_FALSE(Exists(folder / "etc/net"));
+    EXPECT_FALSE(fs::exists(folder / "etc/net/b"));
+    RemoveFiles((folder / "net").c_str(), "[!a]*");
+    EXPECT_TRUE(fs::exists(folder / "net/a"));
+    ResetFiles("/absent", (folder / "etc/net").c_str());
+    EXPECT_FALSE(fs::exists(folder / "etc/net"));
+    RemoveFile((folder / "net").c_str());
+    EXPECT_EQ(spy.Messages().back(), "remove file " + folder / "net" + " failed");
 }
 
-TEST_F(Files, DetectsLinks) {
-    const int descriptors = vexotest::OpenDescriptors();
-    Must("ip link add fifteen-letters type veth peer name far");
-    Must("ip link set fifteen-letters up");
-    EXPECT_FALSE(IsEthernetLinkDetected("fifteen-letters"));  // no carrier
-    Must("ip link set far up");
-    while (ReadFile("/sys/class/net/fifteen-letters/operstate") != "up\n") {
-        ::sched_yield();
-    }
-    EXPECT_TRUE(IsEthernetLinkDetected("fifteen-letters"));
-    EXPECT_TRUE(IsEthernetLinkDetected("fifteen-letters-and-more"));
-    EXPECT_THAT(spy.Messages(), IsEmpty());
+TEST_F(Files, AnswersAboutInterfacesAndSubnets) {
+    vexotest::Must("ip link add fifteen-letters type veth peer name far");
+    EXPECT_FALSE(IsEthernetLinkDetected("fifteen-letters-and-more"));  // cut; the link is down
+    EXPECT_TRUE(IsEthernetLinkDetected("lo"));
     EXPECT_FALSE(IsEthernetLinkDetected("absent"));
     EXPECT_FALSE(IsEthernetLinkDetected(std::string("far\0", 4)));
-    EXPECT_THAT(spy.Messages(), ElementsAre("Failed get interface flags for absent",
-                                            "Failed to copy interface name far"));
+    std::string subnet;
+    EXPECT_EQ(GetSubnetFormat("192.168.1.10", "255.255.255.0", subnet), 0);
+    EXPECT_EQ(GetSubnetFormat(std::string(5000, '1'), "255.255.255.0", subnet), -1);
+    EXPECT_EQ(subnet, "192.168.1.0/24");
+    EXPECT_THAT(
+        spy.Messages(),
+        ElementsAre("Failed get interface flags for absent", "Failed to copy interface name far",
+                    "Failed to translate to ip/mask format to a subnet format."));
+}
+
+TEST_F(Files, LockWaitsForItsTurnAndGivesUp) {
+    const std::string path = folder / "a/b/lock";
+    const int descriptors = vexotest::OpenDescriptors();
+    FileLock holder(path, true);
+    FileLock waiter(path, true);
+    ASSERT_TRUE(holder.Lock());
+    EXPECT_FALSE(waiter.Lock());
+    EXPECT_EQ(secondsSlept, 30u);
+    EXPECT_FALSE(waiter.Unlock());
+    EXPECT_TRUE(fs::exists(path));
+    EXPECT_THAT(spy.Messages(), ElementsAre("Failed to get file lock of [" + path + "]",
+                                            "Failed to release file lock of [" + path + "]"));
+    whileSleeping = [&] { EXPECT_TRUE(holder.Unlock()); };
+    EXPECT_TRUE(waiter.Lock());
+    EXPECT_EQ(secondsSlept, 31u);
+    EXPECT_TRUE(waiter.Unlock());
+    EXPECT_FALSE(fs::exists(path));
     EXPECT_EQ(vexotest::OpenDescriptors(), descriptors);
 }
 
-TEST_F(Files, FormatsSubnets) {
-    std::string subnet = "former";
-    EXPECT_EQ(GetSubnetFormat("192.168.1.10", "", subnet), -1);
-    EXPECT_EQ(GetSubnetFormat(std::string(5000, '1'), "255.255.255.0", subnet), -1);
-    EXPECT_EQ(subnet, "former");
-    EXPECT_EQ(GetSubnetFormat("192.168.1.10", "255.255.255.0", subnet), 0);
-    EXPECT_EQ(subnet, "192.168.1.0/24");
+TEST(Semaphore, ReleaseLetsTheNextInAndRemovesTheSet) {
+    constexpr unsigned kKey = 0xA0005EED;
+    Semaphore semaphore(kKey);
+    ASSERT_EQ(semaphore.Enter(), 0);
+    int semid = -1;
+    ASSERT_EQ(semaphore.Get(&semid), 0);
+    std::thread waiter([] { EXPECT_EQ(Semaphore(kKey).Enter(), 0); });
+    while (::semctl(semid, 0, GETNCNT) == 0) {
+        ::sched_yield();
+    }
+    EXPECT_EQ(semaphore.Release(), 0);
+    waiter.join();
+    EXPECT_EQ(::semget(static_cast<key_t>(kKey), 1, 0), -1);
+    // Nobody entered: the set is made, raised to 2 and removed.
+    EXPECT_EQ(semaphore.Release(), 0);
+}
+
+TEST_F(Files, PidFileHoldsThePidOrTellsWhyNot) {
+    const std::string path = folder / "pid";
+    WriteFile(path, "a longer text of a former life\n");
+    ASSERT_TRUE(vexobase::UniqueFd(CreatePidFile(path)));
+    const std::string pid = std::to_string(::getpid()) + "\n";
+    // This kind of lock also keeps out its own process.
+    const vexobase::UniqueFd other(::open(path.c_str(), O_RDWR));
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    ASSERT_EQ(::fcntl(other.Get(), F_OFD_SETLK, &lock), 0);
+    const int descriptors = vexotest::OpenDescriptors();
+    std::vector<int> lines;
+    for (const std::string& bad : {path, std::string("/nowhere/pid"), std::string("/dev/full")}) {
+        EXPECT_EQ(CreatePidFile(bad), -1);
+        lines.push_back(spy.Lines().back().line);
+    }
+    EXPECT_THAT(lines, ElementsAre(54, 37, 63));  // /dev/full cannot be cut to length
+    EXPECT_EQ(ReadFile(path), pid);
+    EXPECT_EQ(vexotest::OpenDescriptors(), descriptors);
 }
 
 }  // namespace
