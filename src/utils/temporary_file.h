@@ -29,7 +29,7 @@ class TemporaryFile {
 
   private:
     // Most files go to the kernel in one call.
-    static constexpr std::size_t kBufferSize = 32 * 1024;
+    static constexpr std::size_t kBufferSize = 32768;
 
     std::string path;
     bool created = false;
