@@ -101,14 +101,6 @@ TEST_F(GatewayStory, FilesAreWhatTheListSays) {
               "nameserver 198.51.100.153\nnameserver 192.0.2.153\n");
 }
 
-TEST_F(GatewayStory, OnlyTheFirstDaemonRuns) {
-    const pid_t first = appliance.Daemon().Pid();
-    const Outcome second = vexotest::Run({DaemonProgram(), "--foreground"});
-    EXPECT_EQ(second.status, 1);
-    EXPECT_THAT(second.err, HasSubstr(std::to_string(first)));
-    EXPECT_EQ(ReadFile("/var/run/vexonetd.pid"), std::to_string(first) + "\n");
-}
-
 TEST_F(GatewayStory, ACleanEndLeavesNoTemporaryFile) {
     Add(wan0);
     EXPECT_TRUE(DelGatewayInfo("wan0", kV4, false));
