@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <string_view>
@@ -24,15 +23,19 @@ constexpr std::uint32_t kLastFree = 199;
 
 using Numbers = std::map<std::string, std::uint32_t>;
 
+/// The lines, each with its newline. By lines, as reading the buffer itself throws for a folder.
 /// @return nothing when the file is there and cannot be read: it must not be replaced then
 std::optional<std::string> ReadRouteTables() {
     std::error_code ignored;
-    std::ifstream file(kRouteTables, std::ios::binary);
-    if (!file) {
-        return std::filesystem::exists(kRouteTables, ignored) ? std::nullopt
-                                                              : std::optional<std::string>("");
+    if (!std::filesystem::exists(kRouteTables, ignored)) {
+        return "";
     }
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    std::ifstream file(kRouteTables, std::ios::binary);
+    std::string text;
+    for (std::string line; std::getline(file, line);) {
+        text += line + '\n';
+    }
+    return file.is_open() && !file.bad() ? std::optional(text) : std::nullopt;
 }
 
 std::optional<std::uint32_t> ToNumber(std::string_view text) {
@@ -102,9 +105,6 @@ std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
     if (!number) {
         VEXO_LOG(LOG_ERR, "Failed to find a free number for table [%s]", table.c_str());
         return std::nullopt;
-    }
-    if (!text->empty() && text->back() != '\n') {
-        *text += '\n';
     }
     *text += std::to_string(*number) + "\t" + table + "\n";
     if (vexobase::ReplaceFile(kRouteTables, *text) != 0) {
