@@ -11,7 +11,6 @@
 #include <vexonetwork/utils/json_reader.h>
 #include <vlib/file.h>
 
-#include "network/gateway_database.h"
 #include "network/gateway_family.h"
 #include "network/gateway_request.h"
 
@@ -61,11 +60,6 @@ std::string DatabaseValue(const std::string& ifname, const char* key) {
 }
 
 }  // namespace
-
-RouteModule::RouteModule()
-    : BaseModule(MODULE_ROUTE), database(std::make_unique<GatewayDatabase>(kGatewayDatabase)) {}
-
-RouteModule::~RouteModule() = default;
 
 BaseModule* RouteModule::Create() {
     return new RouteModule;

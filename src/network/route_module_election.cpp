@@ -13,7 +13,6 @@
 #include <vexonetwork/utils/utils.h>
 #include <vlib/exec.h>
 
-#include "network/gateway_election.h"
 #include "network/gateway_family.h"
 
 #define VEXO_LOG_SOURCE "route_module"
@@ -24,12 +23,31 @@ namespace {
 
 constexpr char kIp[] = "/sbin/ip";
 
-void MoveToFront(std::vector<GatewayInfo>& gateways, std::size_t index) {
-    const auto winner = gateways.begin() + static_cast<std::ptrdiff_t>(index);
-    std::rotate(gateways.begin(), winner, winner + 1);
+/// Wireless interfaces are classed as ethernet too, but their link comes and goes.
+bool NeedsLink(const GatewayInfo& entry) {
+    return entry.interfaceClass == "ethernet" && !entry.ifname.starts_with("wlan");
 }
 
-bool InstallV4(const GatewayInfo& entry, const VEXONETIFINFO& info) {
+/// Tries the entries in order, until `install` has given one of them the default route; that one
+/// moves to the front.
+/// @return whether there was one
+bool Elect(std::vector<GatewayInfo>& gateways, bool (*install)(const GatewayInfo&)) {
+    for (auto entry = gateways.begin(); entry != gateways.end(); ++entry) {
+        const bool usable =
+            !entry->slave && (!NeedsLink(*entry) || IsEthernetLinkDetected(entry->ifname));
+        if (usable && install(*entry)) {
+            std::rotate(gateways.begin(), entry, entry + 1);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool InstallV4(const GatewayInfo& entry) {
+    VEXONETIFINFO info{};
+    if (entry.gateway.IsEmpty() || VEXONetIFGetInfo(entry.ifname.c_str(), &info, 0) != 0) {
+        return false;
+    }
     char address[1024];
     std::snprintf(address, sizeof address, "%s/%d", info.ip, VEXONetNetmaskToPrefix(info.netmask));
     char network[20] = "";
@@ -75,15 +93,7 @@ int RouteModule::RefreshDefaultGatewayV4() {
         VEXO_LOG(LOG_ERR, "Failed to delete default gateway");
         return -1;
     }
-    VEXONETIFINFO info{};
-    const InterfaceFacts facts{IsEthernetLinkDetected, [&info](const std::string& ifname) {
-                                   return VEXONetIFGetInfo(ifname.c_str(), &info, 0) == 0;
-                               }};
-    const auto winner = Elect(GTYPE_V4, gateways_v4, facts,
-                              [&info](const GatewayInfo& entry) { return InstallV4(entry, info); });
-    if (winner) {
-        MoveToFront(gateways_v4, *winner);
-    } else {
+    if (!Elect(gateways_v4, InstallV4)) {
         VEXONetDefaultGatewaySet(saved);
     }
     return 0;
@@ -94,10 +104,7 @@ int RouteModule::RefreshDefaultGatewayV6() {
         return 0;
     }
     DeleteDefaultRoutesV6();
-    const InterfaceFacts facts{IsEthernetLinkDetected, {}};
-    if (const auto winner = Elect(GTYPE_V6, gateways_v6, facts, InstallV6)) {
-        MoveToFront(gateways_v6, *winner);
-    }
+    Elect(gateways_v6, InstallV6);
     return 0;
 }
 

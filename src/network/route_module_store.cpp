@@ -5,9 +5,9 @@
 #include <vexobase/replace_file.h>
 #include <vexonetwork/network/module/route_module.h>
 #include <vexonetwork/utils/config.h>
+#include <vlib/exec.h>
 #include <vlib/file.h>
 
-#include "network/gateway_database.h"
 #include "network/gateway_family.h"
 
 #define VEXO_LOG_SOURCE "route_module"
@@ -30,6 +30,22 @@ GatewayInfo ToEntry(const std::map<std::string, std::string>& pairs) {
     return entry;
 }
 
+int Load(utils::ConfigSection& file) {
+    if (file.Read() != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", file.GetNameCString());
+        return -1;
+    }
+    return 0;
+}
+
+int Store(utils::ConfigSection& file) {
+    if (file.Write() != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to set file[%s]", file.GetNameCString());
+        return -1;
+    }
+    return 0;
+}
+
 }  // namespace
 
 int RouteModule::ReadGatewayListFromFile(GATEWAY_TYPE gatewayType) {
@@ -42,8 +58,7 @@ int RouteModule::ReadGatewayListFromFile(GATEWAY_TYPE gatewayType) {
         return 0;
     }
     utils::ConfigSection file(family->priorityFile);
-    if (file.Read() != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", family->priorityFile);
+    if (Load(file) != 0) {
         return -1;
     }
     // The tenth and later entries come after the first, as their names do; the appliance's
@@ -75,11 +90,7 @@ int RouteModule::WriteGatewayListToFile(GATEWAY_TYPE gatewayType) {
         file.AddKeyValue(section, "slave", entry.slave);
         file.AddKeyValue(section, "class", entry.interfaceClass);
     }
-    if (file.Write() != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to set file[%s]", family->priorityFile);
-        return -1;
-    }
-    return 0;
+    return Store(file);
 }
 
 int RouteModule::WriteGatewayToDatabase(GATEWAY_TYPE gatewayType, bool gateway, bool dns) {
@@ -88,16 +99,24 @@ int RouteModule::WriteGatewayToDatabase(GATEWAY_TYPE gatewayType, bool gateway, 
         VEXO_LOG(LOG_ERR, "Unknown type to write config");
         return -1;
     }
-    utils::ConfigSection changes;
+    if (VLIBCFileExist(kGatewayDatabase) != 1) {
+        const char* const arguments[] = {kGatewayDatabase, nullptr};
+        VLIBCExec_S("/bin/touch", arguments);
+    }
+    // Read anew each time: the configuration's restore and people change the file too.
+    utils::ConfigSection file(kGatewayDatabase);
+    if (Load(file) != 0) {
+        return -1;
+    }
     for (const GatewayInfo& entry : GatewaysOf(gatewayType)) {
         if (gateway) {
-            changes.AddKeyValue(entry.ifname, family->gatewayKey, entry.gateway.ToString());
+            file.AddKeyValue(entry.ifname, family->gatewayKey, entry.gateway.ToString());
         }
         if (dns) {
-            changes.AddKeyValue(entry.ifname, family->dnsKey, entry.dns.ToString());
+            file.AddKeyValue(entry.ifname, family->dnsKey, entry.dns.ToString());
         }
     }
-    return database->Merge(changes);
+    return Store(file);
 }
 
 int RouteModule::WriteDnsFile(GATEWAY_TYPE gatewayType) {
@@ -125,7 +144,14 @@ int RouteModule::WriteDnsFile(GATEWAY_TYPE gatewayType) {
 
 int RouteModule::IsDatabaseChanged(const std::string& section, const std::string& key,
                                    const std::string& value) {
-    return database->Differs(section, key, value);
+    if (VLIBCFileExist(kGatewayDatabase) != 1) {
+        return 1;
+    }
+    utils::ConfigSection file(kGatewayDatabase);
+    if (Load(file) != 0) {
+        return -1;
+    }
+    return file.Find(section) && file.GetKeyValue(section, key) == value ? 0 : 1;
 }
 
 }  // namespace vexonetwork::network::module

@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,15 +30,12 @@ struct GatewayInfo {
     bool slave = false;  ///< never carries the default route
 };
 
-class GatewayDatabase;
-
 /// Owns the ordered lists of default gateways, one for each address family. The order is the
 /// priority: the first usable entry gets the default route. Lists live in memory and in the files
 /// below /etc/iproute2/config, which every change rewrites.
 class RouteModule : public BaseModule {
   public:
-    RouteModule();
-    ~RouteModule() override;
+    RouteModule() : BaseModule(MODULE_ROUTE) {}
 
     static BaseModule* Create();
 
@@ -100,7 +96,6 @@ class RouteModule : public BaseModule {
     Gateways gateways_v4;
     Gateways gateways_v6;
     PthreadMutex request_mutex;
-    std::unique_ptr<GatewayDatabase> database;
 };
 
 }  // namespace vexonetwork::network::module
