@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <optional>
 
 #include "vexobase/unique_fd.h"
 
@@ -46,20 +47,40 @@ class TemporaryFile {
     UniqueFd fd;
 };
 
-/// The file that `path` names in the end, also when that file does not exist yet.
-std::string ResolveLinks(std::string path) {
+/// The file that `path` names in the end, also when that file does not exist yet; nothing, with
+/// errno, when the links lead nowhere.
+std::optional<std::string> ResolveLinks(std::string path) {
     constexpr int kMostLinks = 40;
     for (int i = 0; i < kMostLinks; ++i) {
         char target[PATH_MAX];
         const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
         if (length < 0) {
-            break;
+            return path;
         }
         const std::string_view link(target, static_cast<size_t>(length));
         const auto folder = link.starts_with('/') ? 0 : path.rfind('/') + 1;
         path.replace(folder, path.npos, link);
     }
-    return path;
+    errno = ELOOP;
+    return std::nullopt;
+}
+
+using Attributes = std::optional<struct stat>;
+
+/// Reads the attributes of the former file, if there is one. Only a file can be replaced: a device
+/// or pipe of that name, also one that a link leads to, would be gone for good.
+/// @return 0, or -1 with errno
+int ReadAttributes(const std::string& path, Attributes& attributes) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        return errno == ENOENT ? 0 : -1;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+        return -1;
+    }
+    attributes = info;
+    return 0;
 }
 
 int WriteAll(int fd, std::string_view bytes) {
@@ -73,16 +94,15 @@ int WriteAll(int fd, std::string_view bytes) {
     return 0;
 }
 
-int TakeOverAttributes(int fd, const std::string& former) {
-    struct stat info {};
-    if (::stat(former.c_str(), &info) != 0) {
+int TakeOver(const Attributes& former, int fd) {
+    if (!former) {
         return ::fchmod(fd, kNewFileMode);
     }
-    if ((info.st_uid != ::geteuid() || info.st_gid != ::getegid())
-        && ::fchown(fd, info.st_uid, info.st_gid) != 0) {
+    if ((former->st_uid != ::geteuid() || former->st_gid != ::getegid())
+        && ::fchown(fd, former->st_uid, former->st_gid) != 0) {
         return -1;
     }
-    return ::fchmod(fd, info.st_mode & 07777);
+    return ::fchmod(fd, former->st_mode & 07777);
 }
 
 void SyncFolderOf(const std::string& path) {
@@ -97,17 +117,21 @@ void SyncFolderOf(const std::string& path) {
 }  // namespace
 
 int ReplaceFile(const std::string& path, std::string_view contents, FolderSync folderSync) {
-    const std::string target = ResolveLinks(path);
-    TemporaryFile temporary(target);
+    const auto target = ResolveLinks(path);
+    Attributes former;
+    if (!target || ReadAttributes(*target, former) != 0) {
+        return -1;
+    }
+    TemporaryFile temporary(*target);
     if (temporary.Fd() < 0 || WriteAll(temporary.Fd(), contents) != 0
-        || TakeOverAttributes(temporary.Fd(), target) != 0 || ::fsync(temporary.Fd()) != 0
-        || temporary.RenameTo(target) != 0) {
+        || TakeOver(former, temporary.Fd()) != 0 || ::fsync(temporary.Fd()) != 0
+        || temporary.RenameTo(*target) != 0) {
         return -1;
     }
     // The new contents already stand; a folder that cannot be synced only risks the rename
     // in a power cut, and the former file is then still whole.
     if (folderSync == FolderSync::kNow) {
-        SyncFolderOf(target);
+        SyncFolderOf(*target);
     }
     return 0;
 }

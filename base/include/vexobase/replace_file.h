@@ -16,7 +16,8 @@ enum class FolderSync {
 ///
 /// The bytes go to a temporary file "PATH.tmp.XXXXXX" in the same folder, which is synced, given
 /// the former file's mode and owner (0644 and the caller for a new file), and renamed over it. A
-/// symbolic link is followed, so the file it names is replaced and the link stays.
+/// symbolic link is followed, so the file it names is replaced and the link stays. Only a file is
+/// replaced: a folder, device or pipe of that name, or a loop of links, is a failure.
 ///
 /// @return 0, or -1 with errno; on failure the former file is untouched and no temporary is left
 [[nodiscard]] int ReplaceFile(const std::string& path, std::string_view contents,
