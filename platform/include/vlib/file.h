@@ -37,7 +37,7 @@ int VLIBCFileCheckDir(const char* path);
 /// @param pattern  shell pattern of fnmatch(3), which spares hidden names unless it begins with a
 ///                 period; without wildcards, the beginning of the names
 /// @param type     2: regular files and links; 1: folders; 3: both
-/// @return the number of names, or -1 when the folder cannot be read
+/// @return the number of names, or -1 with errno when the folder cannot be read
 int VLIBCFileEnumDir(const char* folder, const char* pattern, VLIBSZLIST** list, int type);
 
 /// Reads the pairs of a flat file into a table, which keeps what else it holds.

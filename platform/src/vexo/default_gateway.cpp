@@ -11,26 +11,18 @@
 #include <vexobase/log.h>
 
 #include "vexo/default_routes.h"
+#include "vexo/out_text.h"
 #include "vlib/error.h"
 #include "vlib/file.h"
 
 namespace {
 
 using vexoplatform::DefaultRoute;
+using vexoplatform::PutOut;
 
 constexpr char kConfigFolder[] = "/etc/sysconfig";
 constexpr char kConfig[] = "/etc/sysconfig/network";
 constexpr char kKey[] = "GATEWAY";
-
-int CopyText(const char* text, char* buffer, int size) {
-    const auto length = std::strlen(text);
-    if (buffer == nullptr || size <= 0 || length >= static_cast<std::size_t>(size)) {
-        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    std::memcpy(buffer, text, length + 1);
-    return 0;
-}
 
 /// @return 0, also for null and "", which leave `address` at zero; -1 for what no gateway can be
 int ParseGateway(const char* gateway, in_addr& address) {
@@ -40,7 +32,7 @@ int ParseGateway(const char* gateway, in_addr& address) {
     if (::inet_pton(AF_INET, gateway, &address) == 1 && address.s_addr != INADDR_ANY) {
         return 0;
     }
-    VEXO_LOG(LOG_ERR, "[%s] is no address of a default gateway", gateway);
+    VEXO_LOG(LOG_ERR, "[%.64s] is no address of a default gateway", gateway);
     VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
     return -1;
 }
@@ -97,7 +89,10 @@ int ReplaceAll(const std::vector<DefaultRoute>& former, in_addr gateway) {
         return std::ranges::find(former, route) != former.end();
     });
     RemoveAll(put);
-    return FailAndPutBack(former);
+    // Those that came in between went with the former ones.
+    std::vector<DefaultRoute> lost = former;
+    lost.insert(lost.end(), others->begin(), others->end());
+    return FailAndPutBack(lost);
 }
 
 }  // namespace
@@ -113,7 +108,7 @@ int VEXONetDefaultGatewayGet(char* gateway, int size) {
     if (best != routes->end()) {
         ::inet_ntop(AF_INET, &*best->gateway, text, sizeof text);
     }
-    return CopyText(text, gateway, size);
+    return PutOut(text, gateway, size);
 }
 
 int VEXONetDefaultGatewaySet(const char* gateway) {
@@ -134,7 +129,7 @@ int VEXONetDefaultGatewaySet(const char* gateway) {
 int VEXONetDefaultGatewayGetConf(char* gateway, int size) {
     char value[256] = "";
     VLIBCFileGetKeyValue(kConfig, kKey, value, sizeof value, 0);
-    return CopyText(value, gateway, size);
+    return PutOut(value, gateway, size);
 }
 
 int VEXONetDefaultGatewaySetConf(const char* gateway) {

@@ -2,8 +2,9 @@
 
 #include <net/if.h>
 
-#include <cstring>
+#include <algorithm>
 
+#include "vexo/out_text.h"
 #include "vlib/error.h"
 #include "vlib/file.h"
 
@@ -24,11 +25,6 @@ int VEXOHAGetHeartbeatIF(char* ifname, int size) {
         VLIBCErrSet(VLIB_ERR_NOT_FOUND);
         return -1;
     }
-    const auto length = std::strlen(name);
-    if (ifname == nullptr || length >= IFNAMSIZ || size <= static_cast<int>(length)) {
-        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    std::memcpy(ifname, name, length + 1);
-    return 0;
+    // A name that is too long fits into no buffer for names.
+    return vexoplatform::PutOut(name, ifname, std::min(size, IFNAMSIZ));
 }

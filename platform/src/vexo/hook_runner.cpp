@@ -1,9 +1,6 @@
 #include "vexo/hook_runner.h"
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -21,6 +18,10 @@
 #include <vexobase/unique_fd.h>
 #include <vexobase/unique_handle.h>
 
+#include "vlib/exec.h"
+#include "vlib/file.h"
+#include "vlib/spawn.h"
+
 namespace vexoplatform {
 
 namespace {
@@ -30,10 +31,7 @@ using std::chrono::steady_clock;
 
 constexpr char kHooks[] = "/usr/vexo/hooks";
 
-void CloseFolder(DIR* folder) {
-    ::closedir(folder);
-}
-using Folder = vexobase::UniqueHandle<DIR, CloseFolder>;
+using List = vexobase::UniqueHandle<VLIBSZLIST, VLIBCSzListFree>;
 
 bool IsFolderName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name.find('/') == name.npos;
@@ -82,22 +80,19 @@ bool IsHook(const std::string& path) {
 
 /// The paths of the hooks in byte order, or nothing with errno.
 std::optional<std::vector<std::string>> ListHooks(const std::string& path) {
-    const Folder folder(::opendir(path.c_str()));
-    if (!folder) {
+    constexpr int kCapacity = 16;
+    constexpr int kFilesAndLinks = 2;
+    List names(VLIBCSzListAlloc(kCapacity));
+    if (!names || VLIBCFileEnumDir(path.c_str(), "", names.Address(), kFilesAndLinks) < 0) {
         return std::nullopt;
     }
-    const std::string prefix = path + "/";
     std::vector<std::string> hooks;
-    errno = 0;
-    while (const dirent* entry = ::readdir(folder.Get())) {
-        hooks.emplace_back(prefix).append(entry->d_name);
-        errno = 0;
+    for (int i = 0; i < names->count; ++i) {
+        std::string hook = path + "/" + VLIBCSzListGet(names.Get(), i);
+        if (IsHook(hook)) {
+            hooks.push_back(std::move(hook));
+        }
     }
-    if (errno != 0) {
-        return std::nullopt;
-    }
-    std::erase_if(hooks, [](const std::string& hook) { return !IsHook(hook); });
-    std::ranges::sort(hooks);
     return hooks;
 }
 
@@ -110,88 +105,33 @@ std::vector<std::string> EnvironmentLines(HookEnvironment environment) {
     return lines;
 }
 
-/// How a hook's process is set up.
-class SpawnSettings {
-  public:
-    SpawnSettings() {
-        ::posix_spawn_file_actions_init(&actions);
-        ::posix_spawnattr_init(&attributes);
+/// The lines as programs are started with them.
+std::vector<const char*> Pointers(const std::vector<std::string>& lines) {
+    std::vector<const char*> pointers;
+    for (const std::string& line : lines) {
+        pointers.push_back(line.c_str());
     }
-    ~SpawnSettings() {
-        ::posix_spawnattr_destroy(&attributes);
-        ::posix_spawn_file_actions_destroy(&actions);
-    }
-    SpawnSettings(const SpawnSettings&) = delete;
-    SpawnSettings& operator=(const SpawnSettings&) = delete;
+    pointers.push_back(nullptr);
+    return pointers;
+}
 
-    /// @return 0, or an error number
-    int Prepare() {
-        SetAttributes();
-        int error = 0;
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-            if (error == 0) {
-                error =
-                    ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_RDWR, 0);
-            }
-        }
-        return error != 0 ? error
-                          : ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
-    }
-
-    /// @return 0, or an error number
-    int Spawn(const std::string& program, std::vector<std::string>& environment, pid_t& pid) const {
-        std::vector<char*> pointers;
-        pointers.reserve(environment.size() + 1);
-        for (std::string& line : environment) {
-            pointers.push_back(line.data());
-        }
-        pointers.push_back(nullptr);
-        std::string name = program;
-        char* arguments[] = {name.data(), nullptr};
-        return ::posix_spawn(&pid, program.c_str(), &actions, &attributes, arguments,
-                             pointers.data());
-    }
-
-  private:
-    void SetAttributes() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&attributes, &signals);
-        sigfillset(&signals);
-        ::posix_spawnattr_setsigdefault(&attributes, &signals);
-        ::posix_spawnattr_setpgroup(&attributes, 0);
-        ::posix_spawnattr_setflags(
-            &attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
-    }
-
-    posix_spawn_file_actions_t actions{};
-    posix_spawnattr_t attributes{};
-};
-
-/// @return whether the process ended in time
-bool WaitForEnd(pid_t pid, milliseconds timeout) {
-    // The C library's own declaration of this call cannot be used from C++.
-    const vexobase::UniqueFd process(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+/// @param process  a descriptor of the process
+bool EndsWithin(int process, milliseconds timeout) {
     const auto deadline = steady_clock::now() + timeout;
-    pollfd event{process.Get(), POLLIN, 0};
-    while (process) {
+    pollfd event{process, POLLIN, 0};
+    for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
         const int ready = ::poll(&event, 1, std::max(0, static_cast<int>(left.count())));
         if (ready >= 0 || errno != EINTR) {
             return ready > 0;
         }
     }
-    return false;
 }
 
-/// @return the wait status, or nothing when the process was already waited for elsewhere
-std::optional<int> Reap(pid_t pid) {
-    int status = 0;
-    pid_t reaped = -1;
-    do {
-        reaped = ::waitpid(pid, &status, 0);
-    } while (reaped < 0 && errno == EINTR);
-    return reaped == pid ? std::optional(status) : std::nullopt;
+/// A hook that has left its group may have left children behind in it.
+void Kill(pid_t pid) {
+    ::kill(-pid, SIGKILL);
+    ::kill(pid, SIGKILL);
 }
 
 /// What is wrong with the end of a hook; "" when nothing is.
@@ -206,24 +146,44 @@ std::string Complaint(std::optional<int> status) {
     return exitStatus == 0 ? "" : "failed with status " + std::to_string(exitStatus);
 }
 
+std::string Reason(const char* what) {
+    return std::string(what) + ": " + std::strerror(errno);
+}
+
 /// @return what went wrong; "" when nothing did
-std::string RunHook(const std::string& hook, std::vector<std::string>& environment,
+std::string RunHook(const std::string& hook, const std::vector<const char*>& environment,
                     milliseconds timeout) {
-    pid_t pid = -1;
-    SpawnSettings settings;
-    int error = settings.Prepare();
-    if (error == 0) {
-        error = settings.Spawn(hook, environment, pid);
+    const char* const arguments[] = {hook.c_str(), nullptr};
+    const pid_t pid = vlib::Spawn(VLIB_EXEC_QUIET, arguments, {}, environment.data());
+    if (pid < 0) {
+        return Reason("cannot be started");
     }
-    if (error != 0) {
-        return std::string("cannot be started: ") + std::strerror(error);
+    // The C library's own declaration of this call cannot be used from C++.
+    const vexobase::UniqueFd process(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+    std::string complaint = process ? "" : Reason("cannot be watched");
+    if (process && !EndsWithin(process.Get(), timeout)) {
+        complaint = "was killed after " + std::to_string(timeout.count()) + " ms";
     }
-    if (WaitForEnd(pid, timeout)) {
-        return Complaint(Reap(pid));
+    if (!complaint.empty()) {
+        Kill(pid);
     }
-    ::kill(-pid, SIGKILL);
-    Reap(pid);
-    return "was killed after " + std::to_string(timeout.count()) + " ms";
+    const auto status = vlib::Reap(pid);
+    return complaint.empty() ? Complaint(status) : complaint;
+}
+
+int RunAll(const std::vector<std::string>& hooks, const HookEnvironment& environment,
+           milliseconds timeout) {
+    const auto lines = EnvironmentLines(environment);
+    const auto pointers = Pointers(lines);
+    int result = 0;
+    for (const std::string& hook : hooks) {
+        const std::string complaint = RunHook(hook, pointers, timeout);
+        if (!complaint.empty()) {
+            VEXO_LOG(LOG_ERR, "Hook [%s] %s", hook.c_str(), complaint.c_str());
+            result = -1;
+        }
+    }
+    return result;
 }
 
 }  // namespace
@@ -251,16 +211,7 @@ int RunHooks(const std::string& category, const std::string& name,
                  std::strerror(errno));
         return -1;
     }
-    auto lines = EnvironmentLines(environment);
-    int result = 0;
-    for (const std::string& hook : *hooks) {
-        const std::string complaint = RunHook(hook, lines, timeout);
-        if (!complaint.empty()) {
-            VEXO_LOG(LOG_ERR, "Hook [%s] %s", hook.c_str(), complaint.c_str());
-            result = -1;
-        }
-    }
-    return result;
+    return RunAll(*hooks, environment, timeout);
 }
 
 }  // namespace vexoplatform

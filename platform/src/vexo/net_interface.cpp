@@ -3,25 +3,25 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 
-#include <bit>
 #include <cerrno>
-#include <charconv>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "vexo/link.h"
+#include "vexo/out_text.h"
 #include "vlib/error.h"
 #include "vlib/exec.h"
+#include "vlib/ipv4.h"
 
 namespace {
 
 using vexoplatform::FindLink;
 using vexoplatform::Link;
 using vexoplatform::LinkAddress;
+using vexoplatform::PutOut;
+using vlib::ToText;
 
 std::optional<Link> FindLinkOrError(const char* ifname) {
     auto link = FindLink(ifname);
@@ -29,36 +29,6 @@ std::optional<Link> FindLinkOrError(const char* ifname) {
         VLIBCErrSet(errno == ENODEV ? VLIB_ERR_NOT_FOUND : VLIB_ERR_NETLINK_FAILED);
     }
     return link;
-}
-
-std::string ToText(in_addr address) {
-    char text[INET_ADDRSTRLEN];
-    ::inet_ntop(AF_INET, &address, text, sizeof text);
-    return text;
-}
-
-in_addr Netmask(int prefix) {
-    return in_addr{prefix == 0 ? 0 : htonl(~std::uint32_t{0} << (32 - prefix))};
-}
-
-int CopyText(const std::string& text, char* buffer, int size) {
-    if (buffer == nullptr || size <= 0 || text.size() >= static_cast<std::size_t>(size)) {
-        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    std::memcpy(buffer, text.c_str(), text.size() + 1);
-    return 0;
-}
-
-/// One or two digits, at most 32.
-std::optional<int> ParsePrefix(std::string_view text) {
-    unsigned int prefix = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), prefix);
-    if (error != std::errc{} || end != text.data() + text.size() || text.size() > 2
-        || prefix > 32) {
-        return std::nullopt;
-    }
-    return static_cast<int>(prefix);
 }
 
 bool IsAddress(int family, const char* address, int prefix) {
@@ -102,7 +72,7 @@ int VEXONetIFGetInfo(const char* ifname, VEXONETIFINFO* info, int /*options*/) {
         const LinkAddress& first = addresses->front();
         std::snprintf(facts.ip, sizeof facts.ip, "%s", ToText(first.address).c_str());
         std::snprintf(facts.netmask, sizeof facts.netmask, "%s",
-                      ToText(Netmask(first.prefix)).c_str());
+                      ToText(vlib::Netmask(first.prefix)).c_str());
     }
     *info = facts;
     return 0;
@@ -134,7 +104,7 @@ int VEXOILnxGetIP(const char* ifname, char* ip, int size) {
         VLIBCErrSet(addresses ? VLIB_ERR_NOT_FOUND : VLIB_ERR_NETLINK_FAILED);
         return -1;
     }
-    return CopyText(ToText(addresses->front().address), ip, size);
+    return PutOut(ToText(addresses->front().address), ip, size);
 }
 
 int VEXONetNetmaskToPrefix(const char* netmask) {
@@ -142,21 +112,20 @@ int VEXONetNetmaskToPrefix(const char* netmask) {
     if (netmask == nullptr || ::inet_pton(AF_INET, netmask, &mask) != 1) {
         return -1;
     }
-    const int prefix = std::popcount(mask.s_addr);
-    return Netmask(prefix).s_addr == mask.s_addr ? prefix : -1;
+    return vlib::PrefixOf(mask).value_or(-1);
 }
 
 int VEXONetCalNetwork(const char* addressPrefix, char* network, int size) {
     const std::string text(addressPrefix == nullptr ? "" : addressPrefix);
     const auto slash = text.find('/');
-    in_addr address{};
-    const auto prefix = slash == text.npos ? std::nullopt : ParsePrefix(text.substr(slash + 1));
-    if (!prefix || ::inet_pton(AF_INET, text.substr(0, slash).c_str(), &address) != 1) {
+    const auto address = vlib::ParseIpv4(text.substr(0, slash));
+    const auto prefix =
+        slash == text.npos ? std::nullopt : vlib::ParseDecimal(text.substr(slash + 1), 32);
+    if (!address || !prefix) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    address.s_addr &= Netmask(*prefix).s_addr;
-    return CopyText(ToText(address) + "/" + std::to_string(*prefix), network, size);
+    return PutOut(vlib::NetworkText(*address, *prefix), network, size);
 }
 
 int VEXONetSetIP(const char* family, const char* ifname, const char* address, int prefix,

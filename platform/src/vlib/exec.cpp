@@ -35,17 +35,14 @@ Arguments Collect(const char* path, va_list list) {
 }
 
 int WaitFor(pid_t pid) {
-    int status = 0;
-    while (::waitpid(pid, &status, 0) < 0) {
-        if (errno != EINTR) {
-            // The kernel keeps no status for a process that ignores SIGCHLD. The program has
-            // ended, but nobody may take it for a success.
-            VLIBCErrSet(VLIB_ERR_EXEC_FAILED);
-            VEXO_LOG(LOG_ERR, "No exit status of pid %d: errno %d", static_cast<int>(pid), errno);
-            return kNotStarted;
-        }
+    const auto status = vlib::Reap(pid);
+    if (!status) {
+        // The program has ended, but nobody may take it for a success.
+        VLIBCErrSet(VLIB_ERR_EXEC_FAILED);
+        VEXO_LOG(LOG_ERR, "No exit status of pid %d: errno %d", static_cast<int>(pid), errno);
+        return kNotStarted;
     }
-    return WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+    return WIFSIGNALED(*status) ? kSignalBase + WTERMSIG(*status) : WEXITSTATUS(*status);
 }
 
 int Run(int options, const Arguments& arguments) {

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,14 +51,25 @@ bool Matches(const char* name, const std::string& pattern) {
     return ::fnmatch(pattern.c_str(), name, FNM_PERIOD) == 0;
 }
 
-std::vector<std::string> NamesIn(DIR* folder, const std::string& pattern, int wanted) {
+/// The next name in a folder; null at the end, and with errno on failure.
+const dirent* NextEntry(DIR* folder) {
+    errno = 0;
+    return ::readdir(folder);
+}
+
+/// The matching names in byte order, or nothing with errno.
+std::optional<std::vector<std::string>> NamesIn(DIR* folder, const std::string& pattern,
+                                                int wanted) {
     std::vector<std::string> names;
-    while (const dirent* const entry = ::readdir(folder)) {
+    while (const dirent* const entry = NextEntry(folder)) {
         const std::string_view name(entry->d_name);
         if (name != "." && name != ".." && Matches(entry->d_name, pattern)
             && IsWanted(TypeOf(folder, *entry), wanted)) {
             names.emplace_back(name);
         }
+    }
+    if (errno != 0) {
+        return std::nullopt;
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -100,12 +112,15 @@ int VLIBCFileEnumDir(const char* folder, const char* pattern, VLIBSZLIST** list,
         return Fail(errno == ENOENT ? VLIB_ERR_NOT_FOUND : VLIB_ERR_OPEN_FAILED);
     }
     const auto names = NamesIn(opened.get(), pattern == nullptr ? "" : pattern, type);
-    for (const std::string& name : names) {
+    if (!names) {
+        return Fail(VLIB_ERR_OPEN_FAILED);
+    }
+    for (const std::string& name : *names) {
         if (vlib::PushText(*list, name) < 0) {
             return -1;
         }
     }
-    return static_cast<int>(names.size());
+    return static_cast<int>(names->size());
 }
 
 int VLIBCFileLockByFile(const char* path, int exclusive, int* descriptor) {

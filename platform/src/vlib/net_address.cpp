@@ -2,52 +2,31 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "ipv4.h"
 #include "vlib/error.h"
 #include "vlib/file.h"
 #include "vlib/net.h"
 
 namespace {
 
+using vlib::ParseDecimal;
+using vlib::ParseIpv4;
+
 constexpr const char* kSystemInfoFile = "/etc/vexoinfo.conf";
 constexpr int kDefaultTopology = 2;
-
-/// A decimal number without sign, blanks or leading zeros, which others take for octal.
-std::optional<int> ParseDecimal(std::string_view text, int most) {
-    int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || text.front() == '-'
-        || (text.size() > 1 && text.front() == '0') || number > most) {
-        return std::nullopt;
-    }
-    return number;
-}
-
-std::optional<uint32_t> ParseAddress(const std::string& text) {
-    in_addr address{};
-    if (::inet_pton(AF_INET, text.c_str(), &address) != 1) {
-        return std::nullopt;
-    }
-    return ntohl(address.s_addr);
-}
 
 /// The length of a prefix given as a number or as a contiguous netmask.
 std::optional<int> ParsePrefix(const std::string& text) {
     if (text.find('.') == text.npos) {
         return ParseDecimal(text, 32);
     }
-    const auto netmask = ParseAddress(text);
-    if (!netmask || std::countl_one(*netmask) != std::popcount(*netmask)) {
-        return std::nullopt;
-    }
-    return std::popcount(*netmask);
+    const auto netmask = ParseIpv4(text);
+    return netmask ? vlib::PrefixOf(*netmask) : std::nullopt;
 }
 
 }  // namespace
@@ -100,17 +79,14 @@ int ErrVLIBIpMaskToSubnet(const char* ipMask, char* subnet) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    const auto address = ParseAddress(std::string(ipMask, slash));
+    const auto address = ParseIpv4(std::string(ipMask, slash));
     const auto prefix = ParsePrefix(slash + 1);
     if (!address || !prefix) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    const uint32_t netmask = *prefix == 0 ? 0 : ~uint32_t{0} << (32 - *prefix);
-    const in_addr network{htonl(*address & netmask)};
-    char dotted[INET_ADDRSTRLEN];
-    ::inet_ntop(AF_INET, &network, dotted, sizeof dotted);
-    std::snprintf(subnet, sizeof dotted + 3, "%s/%d", dotted, *prefix);
+    const std::string network = vlib::NetworkText(*address, *prefix);
+    std::memcpy(subnet, network.c_str(), network.size() + 1);
     return 0;
 }
 }

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -87,15 +88,18 @@ void SetThreadGroup(gid_t group, gid_t saved) {
 
 }  // namespace
 
-pid_t Spawn(int options, const char* const arguments[], Redirection redirection) {
+pid_t Spawn(int options, const char* const arguments[], Redirection redirection,
+            const char* const environment[]) {
     FileActions actions;
     const Attributes attributes(options);
     pid_t pid = -1;
     int error = actions.Prepare(options, redirection);
     if (error == 0) {
-        // The call takes its arguments as const for C's sake only; it does not write to them.
-        error = ::posix_spawn(&pid, arguments[0], actions.Get(), attributes.Get(),
-                              const_cast<char* const*>(arguments), environ);
+        // The call takes pointers to mutable texts for C's sake only; it does not write to them.
+        error =
+            ::posix_spawn(&pid, arguments[0], actions.Get(), attributes.Get(),
+                          const_cast<char* const*>(arguments),
+                          environment == nullptr ? environ : const_cast<char* const*>(environment));
     }
     if (error != 0) {
         errno = error;
@@ -103,6 +107,15 @@ pid_t Spawn(int options, const char* const arguments[], Redirection redirection)
         return -1;
     }
     return pid;
+}
+
+std::optional<int> Reap(pid_t pid) {
+    int status = 0;
+    pid_t reaped = -1;
+    do {
+        reaped = ::waitpid(pid, &status, 0);
+    } while (reaped < 0 && errno == EINTR);
+    return reaped == pid ? std::optional(status) : std::nullopt;
 }
 
 SavedIdentity::SavedIdentity() {

@@ -1,9 +1,9 @@
 #include "vlib/szhash.h"
 
-#include <climits>
 #include <cstdlib>
 #include <functional>
 
+#include "growing.h"
 #include "owned_text.h"
 #include "szhash_text.h"
 #include "vlib/error.h"
@@ -51,18 +51,8 @@ bool BuildIndex(VLIBSZHASH* hash, int bucketCount) {
 
 /// Room for one more pair, with at least half of the buckets left free.
 bool Reserve(VLIBSZHASH* hash) {
-    if (hash->count == hash->capacity) {
-        if (hash->capacity > INT_MAX / 4) {
-            return false;
-        }
-        const auto capacity = static_cast<size_t>(hash->capacity) * 2;
-        const auto pairs =
-            static_cast<VLIBSZPAIR*>(std::realloc(hash->pairs, capacity * sizeof(VLIBSZPAIR)));
-        if (pairs == nullptr) {
-            return false;
-        }
-        hash->pairs = pairs;
-        hash->capacity = static_cast<int>(capacity);
+    if (!vlib::MakeRoom(hash, &VLIBSZHASH::pairs)) {
+        return false;
     }
     if (hash->count < kMostWithoutIndex || (hash->count + 1) * 2 <= hash->bucketCount) {
         return true;
@@ -141,21 +131,7 @@ int SetPair(VLIBSZHASH* hash, std::string_view key, std::string_view value) {
 extern "C" {
 
 VLIBSZHASH* VLIBCSzHashAlloc(int capacity) {
-    if (capacity < 1) {
-        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
-        return nullptr;
-    }
-    const auto hash = static_cast<VLIBSZHASH*>(std::malloc(sizeof(VLIBSZHASH)));
-    const auto pairs =
-        static_cast<VLIBSZPAIR*>(std::malloc(static_cast<size_t>(capacity) * sizeof(VLIBSZPAIR)));
-    if (hash == nullptr || pairs == nullptr) {
-        std::free(hash);
-        std::free(pairs);
-        VLIBCErrSet(VLIB_ERR_NO_MEMORY);
-        return nullptr;
-    }
-    *hash = {0, capacity, pairs, nullptr, 0};
-    return hash;
+    return vlib::AllocContainer(capacity, &VLIBSZHASH::pairs);
 }
 
 void VLIBCSzHashFree(VLIBSZHASH* hash) {
