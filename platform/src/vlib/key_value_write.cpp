@@ -170,6 +170,7 @@ int VLIBCFileHash2File(FILE* stream, const char* section, const VLIBSZHASH* hash
         return Fail(VLIB_ERR_UNWRITABLE);
     }
     std::string text;
+    text.reserve(1024);  // most sections
     AppendSection(text, *parts, section, *hash);
     return std::fwrite(text.data(), 1, text.size(), stream) == text.size()
                ? 0
