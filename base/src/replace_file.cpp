@@ -47,22 +47,28 @@ class TemporaryFile {
     UniqueFd fd;
 };
 
-/// The file that `path` names in the end, also when that file does not exist yet; nothing, with
-/// errno, when the links lead nowhere.
-std::optional<std::string> ResolveLinks(std::string path) {
+/// The file that `path` names in the end, also when that file does not exist yet; still a link
+/// when there are too many of them.
+std::string ResolveLinks(std::string path) {
     constexpr int kMostLinks = 40;
     for (int i = 0; i < kMostLinks; ++i) {
         char target[PATH_MAX];
         const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
         if (length < 0) {
-            return path;
+            break;
         }
         const std::string_view link(target, static_cast<size_t>(length));
         const auto folder = link.starts_with('/') ? 0 : path.rfind('/') + 1;
         path.replace(folder, path.npos, link);
     }
-    errno = ELOOP;
-    return std::nullopt;
+    return path;
+}
+
+int ErrorOfType(mode_t mode) {
+    if (S_ISLNK(mode)) {
+        return ELOOP;
+    }
+    return S_ISDIR(mode) ? EISDIR : EINVAL;
 }
 
 using Attributes = std::optional<struct stat>;
@@ -72,11 +78,11 @@ using Attributes = std::optional<struct stat>;
 /// @return 0, or -1 with errno
 int ReadAttributes(const std::string& path, Attributes& attributes) {
     struct stat info {};
-    if (::stat(path.c_str(), &info) != 0) {
+    if (::lstat(path.c_str(), &info) != 0) {
         return errno == ENOENT ? 0 : -1;
     }
     if (!S_ISREG(info.st_mode)) {
-        errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+        errno = ErrorOfType(info.st_mode);
         return -1;
     }
     attributes = info;
@@ -117,21 +123,21 @@ void SyncFolderOf(const std::string& path) {
 }  // namespace
 
 int ReplaceFile(const std::string& path, std::string_view contents, FolderSync folderSync) {
-    const auto target = ResolveLinks(path);
+    const std::string target = ResolveLinks(path);
     Attributes former;
-    if (!target || ReadAttributes(*target, former) != 0) {
+    if (ReadAttributes(target, former) != 0) {
         return -1;
     }
-    TemporaryFile temporary(*target);
+    TemporaryFile temporary(target);
     if (temporary.Fd() < 0 || WriteAll(temporary.Fd(), contents) != 0
         || TakeOver(former, temporary.Fd()) != 0 || ::fsync(temporary.Fd()) != 0
-        || temporary.RenameTo(*target) != 0) {
+        || temporary.RenameTo(target) != 0) {
         return -1;
     }
     // The new contents already stand; a folder that cannot be synced only risks the rename
     // in a power cut, and the former file is then still whole.
     if (folderSync == FolderSync::kNow) {
-        SyncFolderOf(*target);
+        SyncFolderOf(target);
     }
     return 0;
 }
