@@ -1,0 +1,200 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include <vexo/change_hook.h>
+#include <vexo/dns.h>
+#include <vexo/event_log.h>
+#include <vexo/firewall.h>
+#include <vexo/ha.h>
+#include <vexo/systemd.h>
+
+#include "support/files.h"
+#include "support/syslog_spy.h"
+#include "vexo/hook_runner.h"
+#include "vexo/system_manager.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using vexoplatform::RunHooks;
+using vexotest::ReadFile;
+using vexotest::SyslogSpy;
+using vexotest::WriteFile;
+using namespace std::chrono_literals;
+
+constexpr char kResolv[] = "/etc/resolv.conf";
+constexpr char kResolv4[] = "/etc/iproute2/config/resolv4.conf";
+constexpr char kResolv6[] = "/etc/iproute2/config/resolv6.conf";
+
+TEST(DnsUpdate, ReplacesTheServersInPlace) {
+    const struct {
+        const char *before, *v4, *v6, *after;
+    } cases[] = {
+        {"search lan\nnameserver 9.9.9.9\noptions rotate\nnameserver 8.8.8.8\n# end\n",
+         "nameserver 192.0.2.1\nnameserver 192.0.2.2\n",
+         "nameserver 2001:db8::1\nnameserver 192.0.2.1\n",
+         "search lan\nnameserver 192.0.2.1\nnameserver 192.0.2.2\nnameserver 2001:db8::1\n"
+         "options rotate\n# end\n"},
+        {"nameserver\t9.9.9.9 \r\n#nameserver 9.9.9.9\nnameservers x\n nameserver 1.2.3.4\r\n",
+         "junk\nnameserver \n", "nameserver\t2001:db8::1  \r\n",
+         "nameserver 2001:db8::1\n#nameserver 9.9.9.9\nnameservers x\n nameserver 1.2.3.4\r\n"},
+        {"search lan", "nameserver 192.0.2.1", "", "search lan\nnameserver 192.0.2.1\n"},
+    };
+    for (const auto& [before, v4, v6, after] : cases) {
+        WriteFile(kResolv, before);
+        WriteFile(kResolv4, v4);
+        WriteFile(kResolv6, v6);
+        EXPECT_EQ(VEXONetDNSUpdate_S(), 0);
+        EXPECT_EQ(ReadFile(kResolv), after) << before;
+    }
+}
+
+TEST(DnsUpdate, KeepsALinkAndSaysWhatFails) {
+    fs::remove(kResolv);
+    fs::create_symlink("../run/resolved/stub.conf", kResolv);
+    WriteFile(kResolv4, "nameserver 192.0.2.1\n");
+    const SyslogSpy log;
+    EXPECT_EQ(VEXONetDNSUpdate_S(), -1) << "there is no folder for it";
+    EXPECT_TRUE(log.Has("dns", "Failed to write [/etc/resolv.conf]: No such file or directory"));
+    fs::create_directory("/run/resolved");
+    EXPECT_EQ(VEXONetDNSUpdate_S(), 0);
+    EXPECT_EQ(ReadFile("/run/resolved/stub.conf"), "nameserver 192.0.2.1\n");
+    EXPECT_TRUE(fs::is_symlink(kResolv));
+
+    fs::create_directories(kResolv6);
+    EXPECT_EQ(VEXONetDNSUpdate_S(), -1) << "a server file cannot be read";
+}
+
+TEST(EventLog, AppendsOneLinePerEntry) {
+    const SyslogSpy log;
+    EXPECT_EQ(VEXOLogSet1(2, 1, 293606161, "", "192.0.2.1", "", nullptr, "", "", ""), 0);
+    EXPECT_EQ(VEXOLogSet1(3, 1, 7, "two\nlines \xff \"x\"", "", "", "", "", "", ""), 0);
+    EXPECT_THAT(ReadFile("/var/log/vexo/events.jsonl"),
+                testing::MatchesRegex(
+                    "[{]\"arguments\":\\[\"\",\"192.0.2.1\"\\],\"event\":293606161,\"level\":2,"
+                    "\"time\":\"20..-..-..T..:..:..[.]...Z\"[}]\n"
+                    "[{]\"arguments\":\\[\"two\\\\nlines \\\\ufffd \\\\\"x\\\\\"\"\\],.*[}]\n"));
+    EXPECT_EQ(log.Messages()[0], "Event 293606161 [] [192.0.2.1]");
+}
+
+TEST(HighAvailability, DoesNotCutANameThatIsTooLong) {
+    WriteFile("/usr/vexo/etc/ha.conf", "heartbeat_if=sixteen-bytes-xx\n");
+    char name[32] = "untouched";
+    EXPECT_EQ(VEXOHAGetHeartbeatIF(name, sizeof name), -1);
+    EXPECT_STREQ(name, "untouched");
+}
+
+TEST(Systemd, FailsAndSaysSoWhereNoManagerRuns) {
+    const SyslogSpy log;
+    EXPECT_FALSE(VEXOCSystemdEnable("unit") || VEXOCSystemdDisable("unit"));
+    EXPECT_FALSE(VEXOCSystemdStart("unit") || VEXOCSystemdStop("unit"));
+    EXPECT_TRUE(VEXOCSystemdActiveStatusGet("unit") == -1 && VEXOFwRuleHup() == -1);
+    EXPECT_EQ(log.Messages(), std::vector<std::string>(6, "No system manager is running"));
+    EXPECT_EQ(vexoplatform::FullUnitName("dhclient6@eth0.1"), "dhclient6@eth0.1.service");
+}
+
+const std::string kFolder = "/usr/vexo/hooks/net/demo/";
+const std::string kOut = "/tmp/hook-out";
+const std::string kAppendName = "echo ${0##*/} >> " + kOut;
+const std::string kShow = "tr '\\0' '\\n' < /proc/$$/environ > " + kOut;
+
+void WriteHook(const std::string& path, const std::string& body, mode_t mode = 0755) {
+    WriteFile(path, "#!/bin/sh\n" + body + "\n");
+    ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+}
+
+TEST(Hooks, RunInByteOrderUnlessNotRootsAlone) {
+    for (const std::string name : {"a", "B", "10-x", "2-x", ".hidden", "foreign", "folder/inner"}) {
+        WriteHook(kFolder + name, kAppendName);
+    }
+    WriteHook(kFolder + "anyone", kAppendName, 0757);
+    WriteHook(kFolder + "group", kAppendName, 0775);
+    ASSERT_EQ(::chown((kFolder + "foreign").c_str(), 65534, 65534), 0);
+    ASSERT_EQ(::symlink("a", (kFolder + "link").c_str()), 0);
+    const SyslogSpy log;
+    EXPECT_EQ(RunHooks("net", "demo", {}), 0);
+    EXPECT_EQ(ReadFile(kOut), ".hidden\n10-x\n2-x\nB\na\n");
+    const std::string hook = "Hook [" + kFolder;
+    EXPECT_THAT(log.Messages(), ElementsAre(hook + "anyone] is skipped: it is not root's alone",
+                                            hook + "foreign] is skipped: it is not root's alone",
+                                            hook + "group] is skipped: it is not root's alone",
+                                            hook + "link] is skipped: it is no regular file"));
+    for (const std::string folder : {"", "/net", "/net/demo"}) {
+        const std::string path = "/usr/vexo/hooks" + folder;
+        ASSERT_TRUE(::chmod(path.c_str(), 0777) == 0 && RunHooks("net", "demo", {}) == 0);
+        EXPECT_EQ(log.Messages().back(),
+                  "Hook folder [" + path + "] is skipped: it is not root's alone");
+        ASSERT_EQ(::chmod(path.c_str(), 0755), 0);
+    }
+}
+
+TEST(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
+    const std::string kLeaveGroup = "'setpgrp(0, getpgrp(getppid())); sleep 1000'";
+    ::setpgid(0, 0);  // a group that the hook can see and join
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const int before = vexotest::OpenDescriptors();
+    WriteHook(kFolder + "1", "exit 3");
+    WriteHook(kFolder + "2", "kill -SEGV $$");
+    WriteHook(kFolder + "3", "sleep 1000 & echo $! > " + kOut + "; exec perl -e " + kLeaveGroup);
+    WriteHook(kFolder + "4", kAppendName);
+    const SyslogSpy log;
+    EXPECT_EQ(RunHooks("net", "demo", {}, 1s), -1);
+    EXPECT_THAT(log.Messages(), ElementsAre("Hook [" + kFolder + "1] failed with status 3",
+                                            "Hook [" + kFolder + "2] was ended by signal 11",
+                                            "Hook [" + kFolder + "3] was killed after 1000 ms"));
+    EXPECT_THAT(ReadFile(kOut), testing::EndsWith("\n4\n"));
+    int status = 0;
+    const pid_t sleeper = std::stoi(ReadFile(kOut));
+    ASSERT_EQ(::waitpid(sleeper, &status, 0), sleeper);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "its group is killed too";
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+    EXPECT_EQ(vexotest::OpenDescriptors(), before);
+}
+
+TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
+    WriteHook(kFolder + "show", kShow);
+    EXPECT_EQ(RunHooks("net", "demo", {{"IFNAME", "eth0"}, {"DNS", "1.1.1.1\n;rm $(x)"}}), 0);
+    const std::string shown =
+        "DNS=1.1.1.1\n;rm $(x)\nIFNAME=eth0\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n";
+    EXPECT_EQ(ReadFile(kOut), shown);
+    const SyslogSpy log;
+    EXPECT_EQ(RunHooks("net", "demo", {{"DNS", std::string(1 << 20, 'x')}}), -1);
+    EXPECT_EQ(log.Messages().back(),
+              "Hook [" + kFolder + "show] cannot be started: Argument list too long");
+    EXPECT_EQ(RunHooks("net", "absent", {}), 0);
+    for (const std::string name : {"", "..", "demo/"}) {
+        EXPECT_EQ(RunHooks("net", name, {}), -1) << name;
+    }
+    for (const std::string key : {"", "1A", "A=B", "A B", "A\n"}) {
+        EXPECT_EQ(RunHooks("net", "demo", {{key, "value"}}), -1) << key;
+    }
+    EXPECT_EQ(RunHooks("net", "demo", {{"A", std::string("b\0c", 3)}}), -1);
+    EXPECT_EQ(ReadFile(kOut), shown);
+}
+
+TEST(ChangeHooks, TellWhatChanges) {
+    WriteHook("/usr/vexo/hooks/net/gateway_config_change/show", kShow);
+    WriteHook("/usr/vexo/hooks/net/dns_config_change/show", kShow + "; exit 1");
+    const std::string path = "PATH=/usr/sbin:/usr/bin:/sbin:/bin\n";
+    EXPECT_EQ(VEXONetGatewayConfigChangeHook(4, "ipv4", "eth0", "", "192.0.2.1"), 0);
+    EXPECT_EQ(ReadFile(kOut), "IFNAME=eth0\nNEW_GATEWAY=192.0.2.1\nOLD_GATEWAY=\n" + path
+                                  + "PROTOCOL=ipv4\nSTAGE=before\n");
+    char first[] = "192.0.2.53";
+    char second[] = "2001:db8::53";
+    char* servers[] = {first, second};
+    const VLIBSZLIST list{2, 2, servers};
+    EXPECT_EQ(VEXONetDnsConfigChangeHook(5, "eth0", &list), -1) << "the hook failed";
+    EXPECT_EQ(ReadFile(kOut),
+              "DNS=192.0.2.53 2001:db8::53\nIFNAME=eth0\n" + path + "STAGE=after\n");
+}
+
+}  // namespace
