@@ -108,6 +108,7 @@ std::vector<std::string> EnvironmentLines(HookEnvironment environment) {
 /// The lines as programs are started with them.
 std::vector<const char*> Pointers(const std::vector<std::string>& lines) {
     std::vector<const char*> pointers;
+    pointers.reserve(lines.size() + 1);
     for (const std::string& line : lines) {
         pointers.push_back(line.c_str());
     }
