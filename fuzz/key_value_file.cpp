@@ -44,7 +44,8 @@ void CheckValues(const std::string& path, const char* section, const VLIBSZHASH&
         Require(VLIBCFileGetSectionValue(path.c_str(), section, pair->key, value.data(),
                                          static_cast<int>(value.size()))
                 == static_cast<int>(pair->valueLength));
-        Require(value.c_str() == std::string(pair->value));
+        value.pop_back();
+        Require(value == pair->value);
     }
 }
 
@@ -63,7 +64,7 @@ std::string Rewrite(const std::string& path) {
         CheckValues(path, name, *hash.Get());
     }
     Require(std::fclose(copy) == 0);
-    const std::string result(text, size);
+    std::string result(text, size);
     std::free(text);
     return result;
 }
