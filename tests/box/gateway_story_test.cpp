@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <iterator>
+#include <map>
+
 #include <vexonetwork/dbus/dbus_client.h>
 
 #include "support/appliance.h"
@@ -99,6 +103,19 @@ TEST_F(GatewayStory, FilesAreWhatTheListSays) {
               "[wan1]\n\tdns=198.51.100.153\n\tgateway=198.51.100.1\n");
     EXPECT_EQ(ReadFile("/etc/iproute2/config/resolv4.conf"),
               "nameserver 198.51.100.153\nnameserver 192.0.2.153\n");
+}
+
+TEST_F(GatewayStory, WhoeverReadsAFileReadsItWhole) {
+    Add(wan0);
+    std::map<std::string, std::ifstream> readers;
+    for (const char* name : {"gateway_v4_priority", "gateway_database", "resolv4.conf"}) {
+        readers.emplace(ReadFile(std::string("/etc/iproute2/config/") + name),
+                        std::string("/etc/iproute2/config/") + name);
+    }
+    Add(wan1, 0);
+    for (auto& [former, reader] : readers) {
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), former);
+    }
 }
 
 TEST_F(GatewayStory, ACleanEndLeavesNoTemporaryFile) {
