@@ -107,6 +107,7 @@ void RouteModule::Dispatch(const Json::Value& request, Json::Value& reply) {
     static constexpr Query kQueries[] = {
         {"GET_GATEWAY_LIST_DATA", &RouteModule::GetGatewayListData},
         {"GET_GATEWAY_DATA_BY_INTERFACE", &RouteModule::GetGatewayDataByInterface},
+        {"HAS_GATEWAY_DATA", &RouteModule::HasGatewayData},
     };
     static constexpr Command kCommands[] = {
         {"ADD_GATEWAY_DATA", &RouteModule::AddGatewayInfo},
@@ -171,6 +172,18 @@ int RouteModule::GetGatewayDataByInterface(const Json::Value& request, Json::Val
     }
     reply = ToJson(*entry, static_cast<int>(entry - gateways.begin()));
     reply["exist"] = true;
+    return 0;
+}
+
+int RouteModule::HasGatewayData(const Json::Value& request, Json::Value& reply) {
+    const auto gatewayType = ReadType(request);
+    const std::string ifname = utils::GetString(request, "ifname").value_or("");
+    const auto isIn = [&](GATEWAY_TYPE list) {
+        return (!gatewayType || gatewayType == list)
+               && std::ranges::find(GatewaysOf(list), ifname, &GatewayInfo::ifname)
+                      != GatewaysOf(list).end();
+    };
+    reply["exist"] = isIn(GTYPE_V4) || isIn(GTYPE_V6);
     return 0;
 }
 

@@ -5,9 +5,8 @@
 #include <optional>
 #include <string>
 
-/// rtnetlink(7) messages as values. Each reader trusts nlmsg_len of the header it is given, and
-/// nothing further inside: what is truncated, too short for its type or of no use gives nothing
-/// or is left out.
+/// rtnetlink(7) messages as values. Each reader trusts nlmsg_len of the header it is given and
+/// nothing inside: what is truncated or too short for its type gives nothing or is left out.
 namespace vexonetwork {
 
 struct LinkMessage {
@@ -19,10 +18,10 @@ struct LinkMessage {
 
 struct AddressMessage {
     bool isNew = false;  ///< RTM_NEWADDR, not RTM_DELADDR
-    int family = 0;      ///< AF_INET or AF_INET6
+    int family = 0;      ///< AF_…
     unsigned index = 0;
     int prefix = 0;
-    std::string address;  ///< IFA_LOCAL, else IFA_ADDRESS
+    std::string address;  ///< IFA_LOCAL, else IFA_ADDRESS; "" when that is none of the family
     std::string label;    ///< IFA_LABEL; "" when it has none
 };
 
@@ -39,7 +38,7 @@ struct RouteMessage {
 /// @return nothing for a message of another type, or without an interface name
 std::optional<LinkMessage> ReadLinkMessage(const nlmsghdr* message);
 
-/// @return nothing for a message of another type or family, or without an address
+/// @return nothing for a message of another type, or without an address attribute
 std::optional<AddressMessage> ReadAddressMessage(const nlmsghdr* message);
 
 /// @return nothing for a message of another type or family

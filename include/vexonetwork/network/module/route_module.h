@@ -85,6 +85,10 @@ class RouteModule : public BaseModule {
     void Dispatch(const Json::Value& request, Json::Value& reply);
     int GetGatewayListData(const Json::Value& request, Json::Value& reply);
     int GetGatewayDataByInterface(const Json::Value& request, Json::Value& reply);
+
+    /// For the rooms of this process, not on the bus: "exist" tells whether the list of "type", or
+    /// one of the lists for "ALL", has an entry of "ifname". Reads no file.
+    int HasGatewayData(const Json::Value& request, Json::Value& reply);
     int AddGatewayInfo(const Json::Value& request);
     int DelGatewayInfo(const Json::Value& request);
     int SetSlaveForGatewayInfo(const Json::Value& request);

@@ -1,0 +1,36 @@
+#include "emitter/gateway_refresh.h"
+
+#include <json/value.h>
+
+#include <vexonetwork/network/module/module_manager.h>
+#include <vexonetwork/utils/json_reader.h>
+
+namespace vexonetwork {
+namespace {
+
+using network::module::MODULE_ROUTE;
+using network::module::ModuleManager;
+
+Json::Value Ask(const char* method, GatewayType type, const std::string& ifname = "") {
+    Json::Value request(Json::objectValue);
+    request["method"] = method;
+    request["type"] = type;
+    if (!ifname.empty()) {
+        request["ifname"] = ifname;
+    }
+    Json::Value reply;
+    ModuleManager::GetInstance().ProcessRequest(MODULE_ROUTE, request, reply);
+    return reply;
+}
+
+}  // namespace
+
+bool IsGatewayInterface(GatewayType type, const std::string& ifname) {
+    return utils::GetBool(Ask("HAS_GATEWAY_DATA", type, ifname), "exist").value_or(false);
+}
+
+void RefreshGateway(GatewayType type) {
+    Ask("REFRESH_GATEWAY", type);
+}
+
+}  // namespace vexonetwork

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace vexonetwork {
+
+/// Which gateway lists: "GTYPE_V4", "GTYPE_V6", or "ALL" for either.
+using GatewayType = const char*;
+
+/// Asks the route module whether a list has an entry of the interface.
+bool IsGatewayInterface(GatewayType type, const std::string& ifname);
+
+/// Has the route module elect the default gateway anew.
+void RefreshGateway(GatewayType type);
+
+}  // namespace vexonetwork
