@@ -12,6 +12,7 @@
 #include <vexonetwork/dbus/net_server.h>
 #include <vexonetwork/network/module/module_manager.h>
 
+#include "event_thread.h"
 #include "leftovers.h"
 #include "options.h"
 #include "pid_file.h"
@@ -78,6 +79,7 @@ class Modules {
 int Serve(const Options& options, int signals) {
     const Modules modules;
     NetServer server;
+    const EventThread events;
     const Supervision supervision(signals, server);
     if (server.StartLoop() != 0) {
         return EndWith(options, WhyNotServing(supervision.WasReady()));
