@@ -88,11 +88,7 @@ std::optional<DefaultRoute> ParseDefaultRoute(const nlmsghdr& message) {
 int SendRoute(std::uint16_t type, std::uint16_t flags, const DefaultRoute& route) {
     NetlinkRequest request(type, flags);
     request.PutHeader<rtmsg>() = route.header;
-    NetlinkAttributes(route.attributes).ForEach([&](const nlattr& attribute) {
-        request.Put(attribute.nla_type,
-                    {static_cast<const std::byte*>(mnl_attr_get_payload(&attribute)),
-                     mnl_attr_get_payload_len(&attribute)});
-    });
+    request.PutAll(NetlinkAttributes(route.attributes));
     return NetlinkExchange(request);
 }
 

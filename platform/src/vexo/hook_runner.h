@@ -9,6 +9,9 @@ namespace vexoplatform {
 /// What a hook finds in its environment, beside a minimal PATH.
 using HookEnvironment = std::map<std::string, std::string>;
 
+/// Where the folders CATEGORY/NAME of the hooks stand.
+constexpr char kHookFolder[] = "/usr/vexo/hooks";
+
 constexpr std::chrono::milliseconds kHookTimeout = std::chrono::seconds(30);
 
 /// Runs the executables in /usr/vexo/hooks/CATEGORY/NAME/, one after another in byte order of

@@ -131,4 +131,11 @@ std::optional<std::vector<LinkAddress>> ListAddresses(int index) {
     return addresses;
 }
 
+int SetLinkMtu(int index, int mtu) {
+    NetlinkRequest request(RTM_NEWLINK, 0);
+    request.PutHeader<ifinfomsg>().ifi_index = index;
+    request.PutU32(IFLA_MTU, static_cast<std::uint32_t>(mtu));
+    return NetlinkExchange(request);
+}
+
 }  // namespace vexoplatform

@@ -41,4 +41,7 @@ std::optional<std::vector<Link>> ListLinks();
 /// @return the IPv4 addresses of one interface in the kernel's order, or nothing with errno
 std::optional<std::vector<LinkAddress>> ListAddresses(int index);
 
+/// @return 0, or -1 with errno
+int SetLinkMtu(int index, int mtu);
+
 }  // namespace vexoplatform

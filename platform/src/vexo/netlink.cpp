@@ -93,6 +93,13 @@ void NetlinkRequest::PutU32(std::uint16_t type, std::uint32_t value) {
     fits = mnl_attr_put_u32_check(message, buffer.size(), type, value) && fits;
 }
 
+void NetlinkRequest::PutAll(const NetlinkAttributes& attributes) {
+    attributes.ForEach([this](const nlattr& attribute) {
+        Put(attribute.nla_type, {static_cast<const std::byte*>(mnl_attr_get_payload(&attribute)),
+                                 mnl_attr_get_payload_len(&attribute)});
+    });
+}
+
 NetlinkAttributes::NetlinkAttributes(const nlmsghdr& message, std::size_t fixedHeaderSize) {
     const std::size_t length = mnl_nlmsg_get_payload_len(&message);
     const std::size_t offset = MNL_ALIGN(fixedHeaderSize);

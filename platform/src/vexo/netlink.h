@@ -14,29 +14,6 @@
 
 namespace vexoplatform {
 
-/// One rtnetlink message in the making. What does not fit is remembered and refused on sending.
-class NetlinkRequest {
-  public:
-    NetlinkRequest(std::uint16_t type, std::uint16_t flags);
-
-    /// Appends the fixed header of the message type, all zero, before any attribute.
-    template <typename Header>
-    Header& PutHeader() {
-        return *static_cast<Header*>(mnl_nlmsg_put_extra_header(message, sizeof(Header)));
-    }
-    void Put(std::uint16_t type, std::span<const std::byte> payload);
-    void PutText(std::uint16_t type, const std::string& text);
-    void PutU32(std::uint16_t type, std::uint32_t value);
-
-    nlmsghdr* Message() { return message; }
-    bool Fits() const { return fits; }
-
-  private:
-    std::vector<char> buffer;
-    nlmsghdr* message;
-    bool fits = true;
-};
-
 /// The attributes of a message or of a nest; none is read past the length it was given with.
 class NetlinkAttributes {
   public:
@@ -57,8 +34,35 @@ class NetlinkAttributes {
 
     void ForEach(const std::function<void(const nlattr&)>& visit) const;
 
+    /// The bytes, to outlive the message.
+    std::vector<std::byte> Copy() const { return {bytes.begin(), bytes.end()}; }
+
   private:
     std::span<const std::byte> bytes;
+};
+
+/// One rtnetlink message in the making. What does not fit is remembered and refused on sending.
+class NetlinkRequest {
+  public:
+    NetlinkRequest(std::uint16_t type, std::uint16_t flags);
+
+    /// Appends the fixed header of the message type, all zero, before any attribute.
+    template <typename Header>
+    Header& PutHeader() {
+        return *static_cast<Header*>(mnl_nlmsg_put_extra_header(message, sizeof(Header)));
+    }
+    void Put(std::uint16_t type, std::span<const std::byte> payload);
+    void PutText(std::uint16_t type, const std::string& text);
+    void PutU32(std::uint16_t type, std::uint32_t value);
+    void PutAll(const NetlinkAttributes& attributes);
+
+    nlmsghdr* Message() { return message; }
+    bool Fits() const { return fits; }
+
+  private:
+    std::vector<char> buffer;
+    nlmsghdr* message;
+    bool fits = true;
 };
 
 /// The fixed header of a received message, or null when the message is too short for it.

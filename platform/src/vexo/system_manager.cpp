@@ -135,6 +135,10 @@ bool SystemManager::SetEnabled(const std::string& unit, bool enabled) {
     return changed && Call("Reload", unit, "");
 }
 
+bool SystemManager::QueueJob(const char* method, const std::string& unit) {
+    return static_cast<bool>(Call(method, unit, "ss", unit.c_str(), "replace"));
+}
+
 bool SystemManager::RunJob(const char* method, const std::string& unit) {
     EndedJobs jobs(bus.Get());
     // The manager tells of jobs only while someone has subscribed.

@@ -24,6 +24,10 @@ class SystemManager {
     /// @param method  of the manager: "StartUnit", "StopUnit", ...
     bool RunJob(const char* method, const std::string& unit);
 
+    /// Queues a job in place of those of the unit that wait, and does not wait for its end.
+    /// @param method  as for RunJob
+    bool QueueJob(const char* method, const std::string& unit);
+
     /// @return 1 when the unit is active, 0 when not, -1 when the manager did not answer
     int IsActive(const std::string& unit);
 

@@ -33,6 +33,14 @@ std::optional<int> PrefixOf(in_addr netmask) {
     return Netmask(prefix).s_addr == netmask.s_addr ? std::optional(prefix) : std::nullopt;
 }
 
+std::optional<int> ParsePrefix(const std::string& text) {
+    if (text.find('.') == text.npos) {
+        return ParseDecimal(text, 32);
+    }
+    const auto netmask = ParseIpv4(text);
+    return netmask ? PrefixOf(*netmask) : std::nullopt;
+}
+
 std::string ToText(in_addr address) {
     char text[INET_ADDRSTRLEN];
     ::inet_ntop(AF_INET, &address, text, sizeof text);

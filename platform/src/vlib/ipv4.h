@@ -21,6 +21,9 @@ in_addr Netmask(int prefix);
 /// @return the prefix length, or nothing when the ones are not contiguous
 std::optional<int> PrefixOf(in_addr netmask);
 
+/// The length of a prefix from 0 to 32 that is given as a number or as a contiguous netmask.
+std::optional<int> ParsePrefix(const std::string& text);
+
 std::string ToText(in_addr address);
 
 /// The network that an address with a prefix length from 0 to 32 is in, as "NETWORK/PREFIX".

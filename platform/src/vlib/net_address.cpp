@@ -20,15 +20,6 @@ using vlib::ParseIpv4;
 constexpr const char* kSystemInfoFile = "/etc/vexoinfo.conf";
 constexpr int kDefaultTopology = 2;
 
-/// The length of a prefix given as a number or as a contiguous netmask.
-std::optional<int> ParsePrefix(const std::string& text) {
-    if (text.find('.') == text.npos) {
-        return ParseDecimal(text, 32);
-    }
-    const auto netmask = ParseIpv4(text);
-    return netmask ? vlib::PrefixOf(*netmask) : std::nullopt;
-}
-
 }  // namespace
 
 extern "C" {
@@ -80,7 +71,7 @@ int ErrVLIBIpMaskToSubnet(const char* ipMask, char* subnet) {
         return -1;
     }
     const auto address = ParseIpv4(std::string(ipMask, slash));
-    const auto prefix = ParsePrefix(slash + 1);
+    const auto prefix = vlib::ParsePrefix(slash + 1);
     if (!address || !prefix) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
         return -1;

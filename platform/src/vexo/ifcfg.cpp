@@ -1,0 +1,144 @@
+#include "vexo/ifcfg.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <strings.h>
+
+#include <cerrno>
+#include <map>
+
+#include "vlib/file_text.h"
+#include "vlib/ipv4.h"
+#include "vlib/key_value_line.h"
+
+namespace vexoplatform {
+
+namespace {
+
+constexpr char kFilePrefix[] = "/etc/sysconfig/network-scripts/ifcfg-";
+
+// RFC 791: every link carries 68 bytes; the length field ends at 65535.
+constexpr int kLeastMtu = 68;
+constexpr int kMostMtu = 65535;
+
+using Values = std::map<std::string_view, std::string>;
+
+/// The value as the shell that reads such files elsewhere would see it.
+std::string ShellValue(std::string_view value) {
+    for (const char* comment : {" #", "\t#"}) {
+        value = value.substr(0, value.find(comment));
+    }
+    return std::string(vlib::Unquote(value));
+}
+
+/// A key without a value says as little as one that is not there.
+Values ReadValues(std::string_view text) {
+    Values values;
+    std::string_view line;
+    while (vlib::CutLine(text, line)) {
+        const vlib::Line parsed = vlib::ParseLine(vlib::LineText(line));
+        if (parsed.kind == vlib::LineKind::kPair) {
+            values[parsed.name] = ShellValue(parsed.value);
+        }
+    }
+    std::erase_if(values, [](const auto& pair) { return pair.second.empty(); });
+    return values;
+}
+
+const std::string* Find(const Values& values, std::string_view key) {
+    const auto place = values.find(key);
+    return place == values.end() ? nullptr : &place->second;
+}
+
+bool IsWord(const std::string* value, const char* word) {
+    return value != nullptr && ::strcasecmp(value->c_str(), word) == 0;
+}
+
+bool IsHostAddress(in_addr address) {
+    const auto number = ntohl(address.s_addr);
+    return number != INADDR_ANY && !IN_MULTICAST(number) && !IN_BADCLASS(number);
+}
+
+std::string Complaint(std::string_view key, const std::string& value, const char* what) {
+    return std::string(key) + "=" + value + " is left out: " + what;
+}
+
+std::optional<int> ReadPrefix(const Values& values, InterfaceConfig& config) {
+    const std::string* prefix = Find(values, "PREFIX");
+    const std::string* chosen = prefix != nullptr ? prefix : Find(values, "NETMASK");
+    if (chosen == nullptr) {
+        config.complaints.emplace_back("IPADDR is left out: neither PREFIX nor NETMASK is given");
+        return std::nullopt;
+    }
+    const auto length = vlib::ParsePrefix(*chosen);
+    if (!length || *length == 0) {
+        config.complaints.push_back(Complaint(prefix != nullptr ? "PREFIX" : "NETMASK", *chosen,
+                                              "it is no prefix length and no netmask"));
+        return std::nullopt;
+    }
+    return length;
+}
+
+void ReadAddress(const Values& values, InterfaceConfig& config) {
+    const std::string* text = Find(values, "IPADDR");
+    if (text == nullptr) {
+        return;
+    }
+    const auto address = vlib::ParseIpv4(*text);
+    if (!address || !IsHostAddress(*address)) {
+        config.complaints.push_back(
+            Complaint("IPADDR", *text, "it is no IPv4 address of an interface"));
+        config.addressIsBad = true;
+    } else if (const auto prefix = ReadPrefix(values, config)) {
+        config.address = LinkAddress{*address, *prefix};
+    } else {
+        config.addressIsBad = true;
+    }
+}
+
+void ReadMtu(const Values& values, InterfaceConfig& config) {
+    const std::string* text = Find(values, "MTU");
+    if (text == nullptr) {
+        return;
+    }
+    config.mtu = vlib::ParseDecimal(*text, kMostMtu);
+    if (!config.mtu || *config.mtu < kLeastMtu) {
+        config.mtu.reset();
+        config.complaints.push_back(Complaint("MTU", *text, "it is no number from 68 to 65535"));
+    }
+}
+
+}  // namespace
+
+InterfaceConfig ParseInterfaceConfig(std::string_view text) {
+    const Values values = ReadValues(text);
+    InterfaceConfig config;
+    ReadMtu(values, config);
+    const std::string* protocol = Find(values, "BOOTPROTO");
+    const std::string* slave = Find(values, "SLAVE");
+    config.slave = slave != nullptr && ::strncasecmp(slave->c_str(), "yes", 3) == 0;
+    config.dhcp = IsWord(protocol, "dhcp") && !config.slave;
+    if (config.slave && (IsWord(protocol, "dhcp") || Find(values, "IPADDR") != nullptr)) {
+        config.complaints.emplace_back("BOOTPROTO and IPADDR are left out: SLAVE=yes");
+    }
+    if (protocol != nullptr && !IsWord(protocol, "dhcp") && !IsWord(protocol, "static")
+        && !IsWord(protocol, "none")) {
+        config.complaints.push_back(
+            Complaint("BOOTPROTO", *protocol, "it is none of dhcp, static and none"));
+    }
+    if (!config.slave && !config.dhcp) {
+        ReadAddress(values, config);
+    }
+    return config;
+}
+
+std::optional<InterfaceConfig> ReadInterfaceConfig(const std::string& ifname) {
+    if (ifname.empty() || ifname.size() >= IFNAMSIZ || ifname.find('/') != ifname.npos) {
+        errno = ENOENT;
+        return std::nullopt;
+    }
+    const auto file = vlib::ReadFileText((kFilePrefix + ifname).c_str());
+    return file ? std::optional(ParseInterfaceConfig(file->View())) : std::nullopt;
+}
+
+}  // namespace vexoplatform

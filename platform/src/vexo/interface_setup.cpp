@@ -1,0 +1,118 @@
+#include "vexo/interface_setup.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <vexobase/log.h>
+
+#include "vexo/interface_address.h"
+#include "vlib/error.h"
+#include "vlib/ipv4.h"
+
+namespace vexoplatform {
+
+namespace {
+
+constexpr int kHostPrefix = 32;
+
+int Refused(const Link& link, const char* what) {
+    VEXO_LOG(LOG_ERR, "Failed to %s interface [%s]: %s", what, link.name.c_str(),
+             std::strerror(errno));
+    VLIBCErrSet(VLIB_ERR_NETLINK_FAILED);
+    return -1;
+}
+
+int SetUpMtu(const Link& link, int mtu) {
+    if (link.mtu == mtu || SetLinkMtu(link.index, mtu) == 0) {
+        return 0;
+    }
+    return Refused(link, ("give MTU " + std::to_string(mtu) + " to").c_str());
+}
+
+bool IsSame(const LinkAddress& one, const LinkAddress& other) {
+    return one.address.s_addr == other.address.s_addr && one.prefix == other.prefix;
+}
+
+int Put(const Link& link, const LinkAddress& wanted) {
+    if (PutAddress(link.index, wanted) == 0) {
+        return 0;
+    }
+    return Refused(
+        link, ("put " + vlib::ToText(wanted.address) + "/" + std::to_string(wanted.prefix) + " on")
+                  .c_str());
+}
+
+/// With the first address of a subnet the kernel may also drop the others of it, so those that
+/// stay are put back.
+int RemoveStale(const Link& link, const std::vector<InterfaceAddress>& stale,
+                const std::vector<InterfaceAddress>& others) {
+    int result = 0;
+    for (const InterfaceAddress& each : stale) {
+        if (RemoveAddress(link.index, each.address) != 0) {
+            result = Refused(link, "take an address from");
+        }
+    }
+    for (const InterfaceAddress& each : others) {
+        if (PutBackAddress(each) != 0) {
+            result = Refused(link, "put an address back on");
+        }
+    }
+    return result;
+}
+
+/// An interface without any address loses its routes, so the new one stands as a subnet of its
+/// own while the others go. It is announced last: who keeps one address per interface keeps it.
+int Exchange(const Link& link, const LinkAddress& wanted,
+             const std::vector<InterfaceAddress>& stale,
+             const std::vector<InterfaceAddress>& others) {
+    const LinkAddress meanwhile{wanted.address, kHostPrefix};
+    if (Put(link, meanwhile) != 0) {
+        return -1;
+    }
+    int result = RemoveStale(link, stale, others);
+    if (wanted.prefix == kHostPrefix) {
+        return result;
+    }
+    if (Put(link, wanted) != 0 || RemoveAddress(link.index, meanwhile) != 0
+        || Put(link, wanted) != 0) {
+        result = -1;
+    }
+    return result;
+}
+
+int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted) {
+    auto others = ListInterfaceAddresses(link.index);
+    if (!others) {
+        return Refused(link, "read the addresses of");
+    }
+    const auto isWanted = [&](const InterfaceAddress& each) {
+        return wanted && IsSame(each.address, *wanted);
+    };
+    const bool isThere = std::ranges::any_of(
+        *others, [&](const auto& each) { return isWanted(each) && each.permanent; });
+    std::erase_if(*others, isWanted);
+    const auto border = std::ranges::stable_partition(
+        *others, [](const InterfaceAddress& each) { return !each.configured; });
+    const std::vector<InterfaceAddress> stale(border.begin(), border.end());
+    others->erase(border.begin(), border.end());
+    if (stale.empty()) {
+        return isThere || !wanted ? 0 : Put(link, *wanted);
+    }
+    return wanted ? Exchange(link, *wanted, stale, *others) : RemoveStale(link, stale, *others);
+}
+
+}  // namespace
+
+int SetUpInterface(const Link& link, const InterfaceConfig& config) {
+    for (const std::string& complaint : config.complaints) {
+        VEXO_LOG(LOG_ERR, "Interface [%s]: %s", link.name.c_str(), complaint.c_str());
+    }
+    int result = config.mtu ? SetUpMtu(link, *config.mtu) : 0;
+    if (!config.addressIsBad && SetUpAddress(link, config.address) != 0) {
+        result = -1;
+    }
+    return result;
+}
+
+}  // namespace vexoplatform
