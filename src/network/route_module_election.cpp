@@ -3,10 +3,12 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 
 #include <vexo/default_gateway.h>
 #include <vexo/net_interface.h>
+#include <vexonetwork/network/gateway_election.h>
 #include <vexonetwork/network/module/route_module.h>
 #include <vexonetwork/utils/get_default_route.h>
 #include <vexonetwork/utils/json_reader.h>
@@ -23,31 +25,11 @@ namespace {
 
 constexpr char kIp[] = "/sbin/ip";
 
-/// Wireless interfaces are classed as ethernet too, but their link comes and goes.
-bool NeedsLink(const GatewayInfo& entry) {
-    return entry.interfaceClass == "ethernet" && !entry.ifname.starts_with("wlan");
+bool HasLink(const GatewayInfo& entry) {
+    return IsEthernetLinkDetected(entry.ifname);
 }
 
-/// Tries the entries in order, until `install` has given one of them the default route; that one
-/// moves to the front.
-/// @return whether there was one
-bool Elect(std::vector<GatewayInfo>& gateways, bool (*install)(const GatewayInfo&)) {
-    for (auto entry = gateways.begin(); entry != gateways.end(); ++entry) {
-        const bool usable =
-            !entry->slave && (!NeedsLink(*entry) || IsEthernetLinkDetected(entry->ifname));
-        if (usable && install(*entry)) {
-            std::rotate(gateways.begin(), entry, entry + 1);
-            return true;
-        }
-    }
-    return false;
-}
-
-bool InstallV4(const GatewayInfo& entry) {
-    VEXONETIFINFO info{};
-    if (entry.gateway.IsEmpty() || VEXONetIFGetInfo(entry.ifname.c_str(), &info, 0) != 0) {
-        return false;
-    }
+bool InstallV4(const GatewayInfo& entry, const VEXONETIFINFO& info) {
     char address[1024];
     std::snprintf(address, sizeof address, "%s/%d", info.ip, VEXONetNetmaskToPrefix(info.netmask));
     char network[20] = "";
@@ -73,6 +55,26 @@ bool InstallV6(const GatewayInfo& entry) {
            == 0;
 }
 
+/// What is read to know whether the interface exists also serves to install its route.
+ElectionFacts FactsV4(VEXONETIFINFO& info) {
+    return {HasLink,
+            [&info](const GatewayInfo& entry) {
+                return VEXONetIFGetInfo(entry.ifname.c_str(), &info, 0) == 0;
+            },
+            [&info](const GatewayInfo& entry) { return InstallV4(entry, info); }};
+}
+
+/// Gives the default route to the first entry that can carry it; that one moves to the front.
+/// @return whether there was one
+bool Elect(GATEWAY_TYPE type, std::vector<GatewayInfo>& gateways, const ElectionFacts& facts) {
+    const auto winner = WinnerOf(WalkGateways(type, gateways, facts));
+    if (winner) {
+        const auto entry = gateways.begin() + static_cast<std::ptrdiff_t>(*winner);
+        std::rotate(gateways.begin(), entry, entry + 1);
+    }
+    return winner.has_value();
+}
+
 void DeleteDefaultRoutesV6() {
     for (int left = utils::GetNumDefaultRoutes<AF_INET6>(); left > 0; --left) {
         if (VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "delete", "default", nullptr) != 0) {
@@ -93,7 +95,8 @@ int RouteModule::RefreshDefaultGatewayV4() {
         VEXO_LOG(LOG_ERR, "Failed to delete default gateway");
         return -1;
     }
-    if (!Elect(gateways_v4, InstallV4)) {
+    VEXONETIFINFO info{};
+    if (!Elect(GTYPE_V4, gateways_v4, FactsV4(info))) {
         VEXONetDefaultGatewaySet(saved);
     }
     return 0;
@@ -104,7 +107,7 @@ int RouteModule::RefreshDefaultGatewayV6() {
         return 0;
     }
     DeleteDefaultRoutesV6();
-    Elect(gateways_v6, InstallV6);
+    Elect(GTYPE_V6, gateways_v6, {HasLink, nullptr, InstallV6});
     return 0;
 }
 
