@@ -18,6 +18,7 @@
 #include <vexobase/unique_fd.h>
 #include <vexobase/unique_handle.h>
 
+#include "vexo/hook_end.h"
 #include "vlib/exec.h"
 #include "vlib/file.h"
 #include "vlib/spawn.h"
@@ -135,50 +136,60 @@ void Kill(pid_t pid) {
     ::kill(pid, SIGKILL);
 }
 
-/// What is wrong with the end of a hook; "" when nothing is.
-std::string Complaint(std::optional<int> status) {
-    if (!status) {
-        return "was waited for by someone else";
-    }
-    if (WIFSIGNALED(*status)) {
-        return "was ended by signal " + std::to_string(WTERMSIG(*status));
-    }
-    const int exitStatus = WEXITSTATUS(*status);
-    return exitStatus == 0 ? "" : "failed with status " + std::to_string(exitStatus);
-}
-
 std::string Reason(const char* what) {
     return std::string(what) + ": " + std::strerror(errno);
 }
 
-/// @return what went wrong; "" when nothing did
-std::string RunHook(const std::string& hook, const std::vector<const char*>& environment,
-                    milliseconds timeout) {
+HookEnd RunHook(const std::string& hook, const std::vector<const char*>& environment,
+                milliseconds timeout) {
     const char* const arguments[] = {hook.c_str(), nullptr};
+    HookEnd end;
     const pid_t pid = vlib::Spawn(VLIB_EXEC_QUIET, arguments, {}, environment.data());
     if (pid < 0) {
-        return Reason("cannot be started");
+        end.error = Reason("cannot be started");
+        return end;
     }
     // The C library's own declaration of this call cannot be used from C++.
     const vexobase::UniqueFd process(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
-    std::string complaint = process ? "" : Reason("cannot be watched");
-    if (process && !EndsWithin(process.Get(), timeout)) {
-        complaint = "was killed after " + std::to_string(timeout.count()) + " ms";
+    if (!process) {
+        end.error = Reason("cannot be watched");
     }
-    if (!complaint.empty()) {
+    end.killed = process && !EndsWithin(process.Get(), timeout);
+    if (end.killed || !process) {
         Kill(pid);
     }
-    const auto status = vlib::Reap(pid);
-    return complaint.empty() ? Complaint(status) : complaint;
+    end.status = vlib::Reap(pid);
+    if (!end.status && end.error.empty()) {
+        end.error = "was waited for by someone else";
+    }
+    return end;
 }
 
-int RunAll(const std::vector<std::string>& hooks, const HookEnvironment& environment,
-           milliseconds timeout) {
+/// What is wrong with the end of a hook; "" when nothing is.
+std::string Complaint(const HookEnd& end, milliseconds timeout) {
+    if (end.killed) {
+        return "was killed after " + std::to_string(timeout.count()) + " ms";
+    }
+    if (!end.error.empty()) {
+        return end.error;
+    }
+    if (WIFSIGNALED(*end.status)) {
+        return "was ended by signal " + std::to_string(WTERMSIG(*end.status));
+    }
+    const int exitStatus = WEXITSTATUS(*end.status);
+    return exitStatus == 0 ? "" : "failed with status " + std::to_string(exitStatus);
+}
+
+int RunAll(const std::string& name, const std::vector<std::string>& hooks,
+           const HookEnvironment& environment, milliseconds timeout) {
     const auto lines = EnvironmentLines(environment);
     const auto pointers = Pointers(lines);
     int result = 0;
     for (const std::string& hook : hooks) {
-        const std::string complaint = RunHook(hook, pointers, timeout);
+        const auto start = steady_clock::now();
+        const HookEnd end = RunHook(hook, pointers, timeout);
+        SendHookReport(name, hook, environment, end, steady_clock::now() - start);
+        const std::string complaint = Complaint(end, timeout);
         if (!complaint.empty()) {
             VEXO_LOG(LOG_ERR, "Hook [%s] %s", hook.c_str(), complaint.c_str());
             result = -1;
@@ -212,7 +223,7 @@ int RunHooks(const std::string& category, const std::string& name,
                  std::strerror(errno));
         return -1;
     }
-    return RunAll(*hooks, environment, timeout);
+    return RunAll(category + "/" + name, *hooks, environment, timeout);
 }
 
 }  // namespace vexoplatform

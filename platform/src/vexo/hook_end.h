@@ -1,0 +1,25 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "vexo/hook_runner.h"
+
+namespace vexoplatform {
+
+/// How one executable of a hook ended.
+struct HookEnd {
+    std::optional<int> status;  ///< as wait(2) tells it
+    bool killed = false;        ///< for running too long
+    std::string error;          ///< why it could not be run or waited for; "" when it could
+};
+
+/// Tells whoever listens that the executable `path` was run. Never waits and never fails: a report
+/// that nobody takes is nobody's loss.
+/// @param hook  "CATEGORY/NAME"
+void SendHookReport(const std::string& hook, const std::string& path,
+                    const HookEnvironment& environment, const HookEnd& end,
+                    std::chrono::nanoseconds duration);
+
+}  // namespace vexoplatform
