@@ -1,7 +1,6 @@
-#include <fstream>
-
 #include "ratio.h"
 #include "support/appliance.h"
+#include "usage.h"
 
 namespace vexobench {
 namespace {
@@ -10,19 +9,6 @@ constexpr int kStarts = 40;
 
 std::string EmptyProgram() {
     return VEXO_BIN_DIR "/vexobench-empty";
-}
-
-/// Proportional set size in KiB.
-double Pss(pid_t pid) {
-    std::ifstream rollup("/proc/" + std::to_string(pid) + "/smaps_rollup");
-    for (std::string word; rollup >> word;) {
-        if (word == "Pss:") {
-            double kibibytes = 0;
-            rollup >> kibibytes;
-            return kibibytes;
-        }
-    }
-    return 0;
 }
 
 double PssOf(const vexotest::Arguments& program) {

@@ -18,9 +18,11 @@ std::string scratch;
 
 void Print(const Figure& figure, const Measurement& m) {
     const double ratio = m.ours / m.raw;
+    const bool isWithin = ratio <= figure.aim && m.ours <= figure.most;
     std::printf("%-34s %10.1f %10.1f %-4s %6.2f  <= %.1f  %s\n", figure.name.c_str(), m.ours, m.raw,
-                m.unit.c_str(), ratio, figure.aim, ratio <= figure.aim ? "ok" : "MISSED");
-    std::printf("    raw: %s\n", figure.raw.c_str());
+                m.unit.c_str(), ratio, figure.aim, isWithin ? "ok" : "MISSED");
+    std::printf("    raw: %s%s%s\n", figure.raw.c_str(), m.note.empty() ? "" : "\n    ",
+                m.note.c_str());
     std::fflush(stdout);
 }
 
@@ -67,8 +69,8 @@ int main(int argc, char** argv) {
     scratch = argv[1];
     const std::regex wanted(argc > 2 ? argv[2] : ".*");
     std::printf("%-34s %10s %10s %-4s %6s  %s\n", "figure", "ours", "raw", "", "ratio", "aim");
-    for (const auto& room :
-         {FileFigures, RouteFigures, BusFigures, GatewayFigures, DaemonFigures}) {
+    for (const auto& room : {FileFigures, RouteFigures, BusFigures, GatewayFigures, DaemonFigures,
+                             LinkFigures, EventCostFigures}) {
         for (const Figure& figure : room()) {
             if (std::regex_search(figure.name, wanted)) {
                 if (::isatty(STDERR_FILENO)) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@ struct Measurement {
     double ours;
     double raw;
     std::string unit;
+    std::string note = {};  ///< what else is worth knowing, printed below
 };
 
 /// A figure that a user of the system would ask for.
@@ -19,6 +21,7 @@ struct Figure {
     std::string raw;   ///< what the raw limit does
     double aim;        ///< the ratio that we want to stay within
     std::function<Measurement()> measure;
+    double most = std::numeric_limits<double>::infinity();  ///< ours, however slow the raw limit is
 };
 
 /// Seconds that one call takes.
@@ -38,8 +41,10 @@ const std::string& Scratch();
 
 std::vector<Figure> BusFigures();
 std::vector<Figure> DaemonFigures();
+std::vector<Figure> EventCostFigures();
 std::vector<Figure> FileFigures();
 std::vector<Figure> GatewayFigures();
+std::vector<Figure> LinkFigures();
 std::vector<Figure> RouteFigures();
 
 }  // namespace vexobench
