@@ -13,5 +13,7 @@ using Command = std::function<void()>;
 /// `chosen`; nothing is done before the whole line is known to be right.
 void AddStatusCommand(CLI::App& app, Command& chosen);
 void AddGatewayCommands(CLI::App& app, Command& chosen);
+void AddMonitorCommand(CLI::App& app, Command& chosen);
+void AddEventsCommand(CLI::App& app, Command& chosen);
 
 }  // namespace vexonetctl

@@ -2,13 +2,10 @@
 
 #include <json/json.h>
 
-#include <array>
-#include <cstdio>
-
 #include <vexonetwork/utils/json_reader.h>
-#include <vlib/exec.h>
 
 #include "failure.h"
+#include "ip_reply.h"
 
 namespace vexonetctl {
 namespace {
@@ -16,25 +13,13 @@ namespace {
 using vexonetwork::utils::GetInt;
 using vexonetwork::utils::GetString;
 
-/// The reply of ip(8), an array of objects.
 Json::Value ListDefaultRoutes(const Family& family) {
-    FILE* stream = ::VLIBCPopen("/sbin/ip", "r", "-j", family.flag, "route", "show", "table",
-                                "main", "default", nullptr);
-    if (stream == nullptr) {
-        throw Failure(kRefused, "cannot run /sbin/ip to read the routes; is iproute2 installed?");
-    }
-    std::string text;
-    std::array<char, 4096> part{};
-    while (const std::size_t length = std::fread(part.data(), 1, part.size(), stream)) {
-        text.append(part.data(), length);
-    }
-    Json::Value routes(Json::arrayValue);
-    if (::VLIBCPclose(stream) != 0
-        || (!text.empty() && !vexonetwork::utils::ParseJson(text, routes))) {
+    const auto routes = AskIp(family.flag, "route", "show", "table", "main", "default");
+    if (!routes) {
         throw Failure(kRefused, std::string("cannot read the ") + family.name + " routes; try: ip "
                                     + family.flag + " route show default");
     }
-    return routes;
+    return *routes;
 }
 
 /// The first way out of a route that has several.
@@ -70,6 +55,15 @@ std::string Describe(const std::optional<DefaultRoute>& route) {
         return "none";
     }
     return (route->gateway.empty() ? "" : "via " + route->gateway + " ") + "dev " + route->ifname;
+}
+
+Json::Value ToJson(const std::optional<DefaultRoute>& route) {
+    Json::Value object;
+    if (route) {
+        object["gateway"] = route->gateway;
+        object["ifname"] = route->ifname;
+    }
+    return object;
 }
 
 }  // namespace vexonetctl

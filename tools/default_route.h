@@ -1,5 +1,7 @@
 #pragma once
 
+#include <json/json.h>
+
 #include <optional>
 #include <string>
 
@@ -19,5 +21,8 @@ std::optional<DefaultRoute> ReadDefaultRoute(const Family& family);
 
 /// "via 192.0.2.1 dev eth0", "dev eth0" or "none".
 std::string Describe(const std::optional<DefaultRoute>& route);
+
+/// An object with "gateway" and "ifname", or null.
+Json::Value ToJson(const std::optional<DefaultRoute>& route);
 
 }  // namespace vexonetctl

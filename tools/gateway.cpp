@@ -56,6 +56,13 @@ void DeclareReading(CLI::App& group, Command& chosen) {
             "Example: vexonetctl gateway list -4")
         .Families(kBothOtherwise)
         .Json();
+    Declare(group, chosen, "explain", "Tell what an election makes of each entry, and why",
+            ExplainGateways,
+            "Beside it stands the default route that the kernel has, and what to do when that\n"
+            "is another. Nothing is changed.\n\n"
+            "Example: vexonetctl gateway explain -4")
+        .Families(kBothOtherwise)
+        .Json();
     Declare(group, chosen, "show", "Show what is known of one interface", ShowGateway,
             "Example: vexonetctl gateway show eth0 --json")
         .Interface("IFNAME", "The interface", &GatewayOptions::ifname)

@@ -2,12 +2,17 @@
 
 #include <net/if.h>
 
+#include <algorithm>
+#include <array>
 #include <iostream>
 #include <utility>
+
+#include <vexo/ha.h>
 
 #include "daemon.h"
 #include "entry.h"
 #include "failure.h"
+#include "gateway_explanation.h"
 #include "gateway_list.h"
 #include "stored_list.h"
 #include "table.h"
@@ -52,6 +57,22 @@ void PrintEntry(const Family& family, const Json::Value& entry, bool carriesDefa
               << "slave          " << yesNo(IsSlave(entry)) << '\n'
               << "class          " << text("class") << '\n'
               << "default route  " << yesNo(carriesDefaultRoute) << '\n';
+}
+
+/// The list without the gap that high availability leaves in the daemon's answer: its elections
+/// have none.
+Json::Value WholeList(Daemon& daemon, const Family& family) {
+    Json::Value entries = daemon.Entries(family);
+    std::array<char, IFNAMSIZ> heartbeat{};
+    if (::VEXOHAIsRunning() == 1
+        && ::VEXOHAGetHeartbeatIF(heartbeat.data(), int(heartbeat.size())) == 0) {
+        Json::Value entry = daemon.Entry(family, heartbeat.data());
+        entry["ifname"] = heartbeat.data();
+        if (IsListed(entry)) {
+            entries.insert(std::min(Json::ArrayIndex(Place(entry)), entries.size()), entry);
+        }
+    }
+    return entries;
 }
 
 Json::Value AddRequest(const Family& family, const GatewayOptions& options) {
@@ -117,6 +138,23 @@ void ShowGateway(const GatewayOptions& options) {
     RequireListed(family, options.ifname, entry);
     if (!options.json) {
         PrintEntry(family, entry, carries);
+    }
+}
+
+void ExplainGateways(const GatewayOptions& options) {
+    Daemon daemon;
+    Json::Value root(Json::objectValue);
+    const char* separator = "";
+    for (const Family& family : options.Families()) {
+        const auto explanation = ExplainElection(family, WholeList(daemon, family));
+        root[family.key] = ToJson(explanation);
+        if (!options.json) {
+            std::cout << std::exchange(separator, "\n");
+            Print(std::cout, explanation);
+        }
+    }
+    if (options.json) {
+        std::cout << root.toStyledString();
     }
 }
 

@@ -38,6 +38,7 @@ struct GatewayOptions {
 /// Failure says what was refused.
 void ListGateways(const GatewayOptions& options);
 void ShowGateway(const GatewayOptions& options);
+void ExplainGateways(const GatewayOptions& options);
 void AddGateway(const GatewayOptions& options);
 void DeleteGateway(const GatewayOptions& options);
 void SetSlave(const GatewayOptions& options);

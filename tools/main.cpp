@@ -47,6 +47,8 @@ void Declare(CLI::App& app, Command& chosen) {
         "Example: vexonetctl gateway list -4");
     AddStatusCommand(app, chosen);
     AddGatewayCommands(app, chosen);
+    AddMonitorCommand(app, chosen);
+    AddEventsCommand(app, chosen);
 }
 
 int Run(int argc, char* argv[]) {

@@ -18,15 +18,6 @@ GatewayList ReadList(const Family& family, bool serving) {
             ReadDefaultRoute(family)};
 }
 
-Json::Value ToJson(const std::optional<DefaultRoute>& route) {
-    Json::Value object;
-    if (route) {
-        object["gateway"] = route->gateway;
-        object["ifname"] = route->ifname;
-    }
-    return object;
-}
-
 void PrintJson(const DaemonState& state) {
     Json::Value root;
     root["daemon"]["running"] = state.pid > 0;

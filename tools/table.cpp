@@ -51,13 +51,21 @@ void PrintLine(std::ostream& out, const Table::Row& row, const std::vector<std::
     out << line << '\n';
 }
 
+/// How much of the text goes into a line: up to the last blank that lets it fit, if there is one.
+std::size_t LengthOfLine(const std::string& text, std::size_t width) {
+    const std::size_t blank = text.size() > width ? text.rfind(' ', width) : text.npos;
+    return blank == text.npos || blank == 0 ? width : blank;
+}
+
 void PrintRow(std::ostream& out, Table::Row row, const std::vector<std::size_t>& widths) {
-    const std::string last = row.back();
-    for (std::size_t done = 0; done == 0 || done < last.size(); done += widths.back()) {
-        row.back() = last.substr(done, widths.back());
+    std::string left = row.back();
+    do {
+        const std::size_t length = LengthOfLine(left, widths.back());
+        row.back() = left.substr(0, length);
+        left.erase(0, left.find_first_not_of(' ', length));
         PrintLine(out, row, widths);
         std::ranges::fill(row, "");
-    }
+    } while (!left.empty());
 }
 
 }  // namespace
@@ -68,7 +76,7 @@ std::string Printable(std::string text) {
     return text;
 }
 
-Table::Table(Row headerRow, std::size_t foldColumn)
+Table::Table(Row headerRow, std::optional<std::size_t> foldColumn)
     : rows{std::move(headerRow)}, fold(foldColumn) {}
 
 void Table::Add(Row row) {
@@ -79,7 +87,7 @@ void Table::Add(Row row) {
 void Table::Print(std::ostream& out) const {
     auto widths = Widths(rows);
     const bool tooWide = LastColumnStart(widths) + widths.back() > kLineWidth;
-    const Rows shaped = tooWide ? Folded(rows, fold) : rows;
+    const Rows shaped = tooWide && fold ? Folded(rows, *fold) : rows;
     widths = Widths(shaped);
     const std::size_t room = kLineWidth - std::min(kLineWidth, LastColumnStart(widths));
     widths.back() = std::min(widths.back(), std::max(room, shaped.front().back().size()));

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,16 +12,16 @@ namespace vexonetctl {
 /// some of them.
 std::string Printable(std::string text);
 
-/// A table that is shaped by what it holds. Rows that would exceed the line fold: a cell of the
-/// folding column goes beneath its left neighbour. What the last column holds beyond the line
-/// goes on in the next one.
+/// A table that is shaped by what it holds. Rows that would exceed the line fold, where there is a
+/// folding column: a cell of it goes beneath its left neighbour. What the last column holds beyond
+/// the line goes on in the next one.
 class Table {
   public:
     using Row = std::vector<std::string>;
     static constexpr std::size_t kLineWidth = 80;
 
-    /// @param foldColumn  the column that may go beneath its left neighbour
-    Table(Row headerRow, std::size_t foldColumn);
+    /// @param foldColumn  the column that may go beneath its left neighbour, not the first
+    explicit Table(Row headerRow, std::optional<std::size_t> foldColumn = std::nullopt);
 
     /// @param row  as many cells as the header
     void Add(Row row);
@@ -29,7 +30,7 @@ class Table {
 
   private:
     std::vector<Row> rows;
-    std::size_t fold;
+    std::optional<std::size_t> fold;
 };
 
 }  // namespace vexonetctl
