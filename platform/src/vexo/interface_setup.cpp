@@ -92,10 +92,10 @@ int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted) {
     const bool isThere = std::ranges::any_of(
         *others, [&](const auto& each) { return isWanted(each) && each.permanent; });
     std::erase_if(*others, isWanted);
-    const auto border = std::ranges::stable_partition(
-        *others, [](const InterfaceAddress& each) { return !each.configured; });
-    const std::vector<InterfaceAddress> stale(border.begin(), border.end());
-    others->erase(border.begin(), border.end());
+    const auto border = std::stable_partition(others->begin(), others->end(),
+                                              [](const auto& each) { return !each.configured; });
+    const std::vector<InterfaceAddress> stale(border, others->end());
+    others->erase(border, others->end());
     if (stale.empty()) {
         return isThere || !wanted ? 0 : Put(link, *wanted);
     }
