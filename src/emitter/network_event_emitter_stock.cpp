@@ -30,6 +30,12 @@ const AddressList& Find(const std::map<std::string, AddressList>& addresses,
     return found == addresses.end() ? kNone : found->second;
 }
 
+bool HasAddress(const AddressList& list, const std::string& address) {
+    return std::ranges::any_of(list.Entries(), [&address](const AddressList::Entry& entry) {
+        return entry.first == address;
+    });
+}
+
 }  // namespace
 
 int NetworkEventEmitter::InitInterface() {
@@ -109,10 +115,7 @@ void NetworkEventEmitter::TakeStockOfIPv4(const std::map<std::string, AddressLis
         ProcessIPv4Event(ifname, ipv4[ifname], 0, false);
     }
     for (const auto& [ifname, list] : addresses) {
-        const auto holds = [&](const AddressList::Entry& entry) {
-            return entry.first == ipv4[ifname];
-        };
-        if (!IsDocker(ifname) && !IsTap(ifname) && std::ranges::none_of(list.Entries(), holds)) {
+        if (!IsDocker(ifname) && !IsTap(ifname) && !HasAddress(list, ipv4[ifname])) {
             const auto& [address, prefix] = list.Entries().back();
             ProcessIPv4Event(ifname, address, prefix, true);
         }

@@ -1,0 +1,104 @@
+#include <linux/rtnetlink.h>
+#include <syslog.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <span>
+
+#include <vexonetsdk/base_hook.h>
+#include <vexonetsdk/sdk_s.h>
+#include <vexonetwork/emitter/network_event_emitter.h>
+#include <vexonetwork/emitter/parse_rtattr.h>
+#include <vlib/file.h>
+#include <vlib/proc.h>
+
+// An input is a datagram of the routing socket, and once more one message for each of the three
+// checks, and once more attributes. Nothing is read outside of it.
+//
+// What the events would set off is defined here in place of the platform's own.
+
+namespace {
+
+using vexonetwork::NetworkEventEmitter;
+
+/// A copy whose memory ends where it ends.
+struct Copy {
+    Copy(const uint8_t* from, std::size_t length)
+        : size(length), bytes(std::make_unique<std::byte[]>(length)) {
+        if (length != 0) {
+            std::memcpy(bytes.get(), from, length);
+        }
+    }
+
+    std::size_t size;
+    std::unique_ptr<std::byte[]> bytes;
+};
+
+void Check(int (NetworkEventEmitter::*check)(nlmsghdr*), uint16_t type, const uint8_t* bytes,
+           std::size_t size) {
+    const Copy copy(bytes, size);
+    auto* message = reinterpret_cast<nlmsghdr*>(copy.bytes.get());
+    message->nlmsg_len = static_cast<uint32_t>(size);
+    message->nlmsg_type = type;
+    NetworkEventEmitter emitter;
+    (emitter.*check)(message);
+}
+
+}  // namespace
+
+namespace vexonetsdk::sdk_s {
+
+int VLIBNetIfLinkUpEvent_S(const char*) {
+    return 0;
+}
+int VLIBNetIfLinkDownEvent_S(const char*) {
+    return 0;
+}
+bool BlVEXOLnxIsDHCP_S(const char*) {
+    return false;
+}
+int VLIBPluginAction_S(VLIBPLUGIN*) {
+    return 0;
+}
+
+}  // namespace vexonetsdk::sdk_s
+
+int vexonetsdk::hook::BaseHook::ExecHook() {
+    return IsValid() ? 0 : -1;
+}
+
+extern "C" {
+
+int VLIBCProcPidFileCreate(const char*) {
+    return 0;
+}
+int VLIBPluginIsHeard(const char*, const char*) {
+    return 1;
+}
+int VEXOLogSet1(int, int, int, const char*, const char*, const char*, const char*, const char*,
+                const char*, const char*) {
+    return 0;
+}
+void syslog(int /*priority*/, const char* /*format*/, ...) {}
+
+int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    const Copy datagram(bytes, size);
+    NetworkEventEmitter().HandleDatagram({datagram.bytes.get(), size});
+
+    rtattr* table[RTA_MAX + 1];
+    vexonetwork::utils::parse_rtattr(
+        table, RTA_MAX, reinterpret_cast<rtattr*>(datagram.bytes.get()), static_cast<int>(size));
+
+    if (size >= sizeof(nlmsghdr)) {
+        for (const int step : {0, 1}) {
+            Check(&NetworkEventEmitter::CheckNewLinkEvent, RTM_NEWLINK, bytes, size);
+            Check(&NetworkEventEmitter::CheckIPChangeEvent, uint16_t(RTM_NEWADDR + step), bytes,
+                  size);
+            Check(&NetworkEventEmitter::CheckRouteChangeEvent, uint16_t(RTM_NEWROUTE + step), bytes,
+                  size);
+        }
+    }
+    return 0;
+}
+}

@@ -1,0 +1,294 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <sstream>
+
+#include <vexonetwork/emitter/net_link_flag.h>
+#include <vexonetwork/emitter/network_event_emitter.h>
+#include <vexonetwork/hook/arp_ignore_change_hook.h>
+#include <vexonetwork/hook/bond_change_hook.h>
+#include <vexonetwork/utils/utils.h>
+
+#include "support/appliance.h"
+#include "support/files.h"
+#include "support/process.h"
+#include "unit/network/fake_module.h"
+
+// The kernel's own events, handled on this thread; hooks are run for real and write down what they
+// were told; a fake route module writes down what it was asked.
+
+namespace vexotest {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::Each;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Lines = std::vector<std::string>;
+
+constexpr char kHookLog[] = "/tmp/hooks.log";
+
+/// Has the hook append its name and environment to the log.
+void InstallHook(const std::string& name) {
+    const std::string path = "/usr/vexo/hooks/net/" + name + "/write-down";
+    WriteFile(path, "#!/bin/sh\necho " + name
+                        + " $(env | grep -Ev '^(PATH|PWD|OLDPWD|SHLVL|_)=' | sort) >>" + kHookLog
+                        + "\n");
+    Must("chmod 755 " + path);
+}
+
+/// A pair of ports, both up.
+void MakePort(const std::string& ifname, const std::string& far) {
+    Must("ip link add " + ifname + " type veth peer name " + far);
+    for (const std::string& each : {ifname, far}) {
+        WriteFile("/proc/sys/net/ipv6/conf/" + each + "/disable_ipv6", "1");
+        Must("ip link set " + each + " up");
+    }
+}
+
+class Emitter : public FakeModules {
+  protected:
+    Emitter() {
+        for (const char* name : {"link_up", "link_down", "ipv4_change", "ipv6_change", "ipv6_add",
+                                 "ipv6_delete", "gateway_change"}) {
+            InstallHook(name);
+        }
+        answer = [](Json::Value& reply) {
+            reply["exist"] = requests.back().find("ifname=wan0 ") != std::string::npos;
+            return 0;
+        };
+        Add<MODULE_ROUTE>();
+        requests.clear();
+    }
+
+    void HandleEverything() {
+        while (emitter.PollOnce(0ms)) {
+        }
+    }
+
+    template <typename Condition>
+    void HandleUntil(const Condition& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + 20s;
+        while (!condition() && std::chrono::steady_clock::now() < deadline) {
+            emitter.PollOnce(20ms);
+        }
+        EXPECT_TRUE(condition());
+        HandleEverything();
+    }
+
+    bool IsUp(const std::string& ifname) const {
+        const auto link = emitter.Links().find(ifname);
+        return link != emitter.Links().end() && link->second;
+    }
+
+    void SetCarrier(const std::string& ifname, const std::string& far, bool up) {
+        Must("ip link set " + far + (up ? " up" : " down"));
+        HandleUntil([&] { return IsUp(ifname) == up; });
+    }
+
+    /// What the hooks whose name begins so wrote since the last call, of one interface.
+    Lines Hooks(const std::string& name, const std::string& ifname) {
+        Lines lines;
+        std::istringstream text(ReadFile(kHookLog));
+        ::unlink(kHookLog);
+        for (std::string line; std::getline(text, line);) {
+            if (line.starts_with(name)
+                && (line + " ").find(" IFNAME=" + ifname + " ") != line.npos) {
+                lines.push_back(line);
+            }
+        }
+        return lines;
+    }
+
+    static Lines Elections() {
+        Lines elections;
+        std::ranges::copy_if(requests, std::back_inserter(elections), [](const std::string& one) {
+            return one.find("REFRESH_GATEWAY") != one.npos;
+        });
+        requests.clear();
+        return elections;
+    }
+
+    vexonetwork::NetworkEventEmitter emitter;
+};
+
+TEST_F(Emitter, BeginsWithWhatIsThere) {
+    MakePort("wan0", "far0");
+    Must("ip address add 192.0.2.10/24 dev wan0");
+    Must("ip link add idle type veth peer name idler");
+    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
+    emitter.Initialize();
+    EXPECT_EQ(emitter.InitInterface(), 0);
+    EXPECT_THAT(Hooks("", "wan0"), ElementsAre("ipv4_change IFNAME=wan0 IS_LINK=true "
+                                               "NEW_ADDRESS=192.0.2.10 ORIGIN_ADDRESS=none "
+                                               "PREFIX_LENGTH=24",
+                                               "link_up IFNAME=wan0"));
+    EXPECT_TRUE(IsUp("wan0"));
+    EXPECT_EQ(emitter.Links().at("idle"), false);
+    HandleEverything();
+    EXPECT_THAT(Elections(), ElementsAre("3 REFRESH_GATEWAY type=ALL"));
+}
+
+TEST_F(Emitter, FollowsPortsAndSaysWhichCableWasPulled) {
+    emitter.Initialize();
+    WriteFile("/etc/sysconfig/network-scripts/ifcfg-eth1", "SLAVE=yes\n");
+    for (const auto& [port, far] : {std::pair{"eth0", "far0"},
+                                    {"eth1", "far1"},
+                                    {"wan0", "far2"},
+                                    {"tap0", "far3"},
+                                    {"docker0", "far4"}}) {
+        MakePort(port, far);
+        HandleUntil([&, name = port] { return IsUp(name); });
+        SetCarrier(port, far, false);
+    }
+    EXPECT_THAT(Hooks("link", "eth0"), ElementsAre("link_down IFNAME=eth0", "link_up IFNAME=eth0",
+                                                   "link_down IFNAME=eth0"));
+    EXPECT_FALSE(vexonetwork::utils::IsNetLinkProcessing());
+
+    // Said again, it is no event.
+    spy.Clear();
+    Must("ip link set eth0 alias again");
+    HandleUntil([&] {
+        return spy.Has("network_event_emitter", "Drop event by slave=[0], linkStatus=[1]");
+    });
+    // Neither are slaves, nor the ports of containers and virtual machines; but a slave is logged.
+    std::ifstream events("/var/log/vexo/events.jsonl");
+    Lines shown;
+    for (std::string line; std::getline(events, line);) {
+        shown.push_back(line);
+    }
+    ASSERT_EQ(shown.size(), 6U);
+    const std::string down = "\"event\":" + std::to_string(0x11801323);
+    const std::string up = "\"event\":" + std::to_string(0x11801322);
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        EXPECT_THAT(shown[i], HasSubstr(i < 3 ? "\"LAN 1\"" : "\"LAN 2 (slave)\""));
+        EXPECT_THAT(shown[i], HasSubstr(i % 3 == 1 ? up : down));
+    }
+    // Only the uplink is in a gateway list.
+    EXPECT_THAT(Elections(), Each("3 REFRESH_GATEWAY type=ALL"));
+}
+
+TEST_F(Emitter, AnnouncesOnlyAddressesThatChange) {
+    MakePort("wan0", "far0");
+    emitter.Initialize();
+    const auto change = [&](const std::string& command, const std::string& address) {
+        Must("ip address " + command + " " + address + " dev wan0 "
+             + (command == "del" ? "" : "valid_lft 600 preferred_lft 600"));
+        HandleEverything();
+    };
+    change("add", "192.0.2.10/24");
+    change("replace", "192.0.2.10/24");
+    change("add", "198.51.100.7/32");
+    change("del", "192.0.2.10/24");
+    const std::string link = "ipv4_change IFNAME=wan0 IS_LINK=true ";
+    EXPECT_THAT(
+        Hooks("ipv4", "wan0"),
+        ElementsAre(link + "NEW_ADDRESS=192.0.2.10 ORIGIN_ADDRESS=none PREFIX_LENGTH=24",
+                    link + "NEW_ADDRESS=198.51.100.7 ORIGIN_ADDRESS=192.0.2.10 PREFIX_LENGTH=32",
+                    link + "NEW_ADDRESS=none ORIGIN_ADDRESS=198.51.100.7 PREFIX_LENGTH=24"));
+    EXPECT_THAT(Elections(), Contains("3 REFRESH_GATEWAY type=GTYPE_V4"));
+
+    WriteFile("/proc/sys/net/ipv6/conf/wan0/addr_gen_mode", "1");
+    WriteFile("/proc/sys/net/ipv6/conf/wan0/accept_dad", "0");
+    WriteFile("/proc/sys/net/ipv6/conf/wan0/disable_ipv6", "0");
+    change("add", "2001:db8::1/64");
+    change("replace", "2001:db8::1/64");
+    change("add", "2001:db8::2/128");
+    change("del", "2001:db8::1/64");
+    const Lines lines = Hooks("ipv6", "wan0");
+    ASSERT_EQ(lines.size(), 6U);
+    EXPECT_EQ(lines[2],
+              "ipv6_change IFNAME=wan0 IS_LINK=true "
+              "NEW_ADDRESS=2001:db8::1/64,2001:db8::2/128 "
+              "ORIGIN_ADDRESS=2001:db8::1/64 PREFIX_LENGTH=128");
+    EXPECT_EQ(lines[3],
+              "ipv6_add IFNAME=wan0 IS_LINK=true NEW_ADDRESSES=2001:db8::2/128 "
+              "ORIGIN_ADDRESSES=2001:db8::1/64");
+    EXPECT_EQ(lines[5],
+              "ipv6_delete DELETE_ADDRESSES=2001:db8::1/64 IFNAME=wan0 IS_LINK=true "
+              "ORIGIN_ADDRESSES=2001:db8::1/64,2001:db8::2/128");
+    EXPECT_THAT(Elections(), Contains("3 REFRESH_GATEWAY type=GTYPE_V6"));
+}
+
+TEST_F(Emitter, AnnouncesRoutesOfTheMainTable) {
+    MakePort("wan0", "far0");
+    Must("ip address add 192.0.2.10/24 dev wan0");
+    emitter.Initialize();
+    for (const char* route :
+         {"add default dev wan0", "del default dev wan0", "add 198.51.100.0/24 via 192.0.2.1",
+          "add default dev wan0 table 77"}) {
+        Must(std::string("ip route ") + route);
+    }
+    HandleEverything();
+    const std::string wan0 = " IFNAME=wan0";
+    EXPECT_THAT(
+        Hooks("gateway", "wan0"),
+        ElementsAre("gateway_change ACTION=NEW DESTINATION=0.0.0.0 GATEWAY=0.0.0.0" + wan0,
+                    "gateway_change ACTION=DEL DESTINATION=0.0.0.0 GATEWAY=0.0.0.0" + wan0,
+                    "gateway_change ACTION=NEW DESTINATION=198.51.100.0 GATEWAY=192.0.2.1" + wan0));
+}
+
+TEST_F(Emitter, OffersHooksToOthers) {
+    InstallHook("bond_change");
+    InstallHook("arp_ignore_change");
+    EXPECT_EQ(vexonetwork::hook::BondChangeHook("create").ExecHook(), 0);
+    EXPECT_EQ(vexonetwork::hook::ArpIgnoreChangeHook(true).ExecHook(), 0);
+    EXPECT_EQ(ReadFile(kHookLog), "bond_change ACTION=create\narp_ignore_change NEW_VALUE=true\n");
+}
+
+/// Changes that come faster than they are handled, so that the socket overruns.
+TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
+    Must("rm -r /usr/vexo/hooks/net");
+    MakePort("wan0", "far0");
+    for (const auto& [setting, value] :
+         {std::pair{"addr_gen_mode", "1"}, {"accept_dad", "0"}, {"disable_ipv6", "0"}}) {
+        WriteFile(std::string("/proc/sys/net/ipv6/conf/far0/") + setting, value);
+    }
+    Must("ip address add 192.0.2.1/24 dev wan0");
+    emitter.Initialize();
+    emitter.InitInterface();
+    HandleEverything();
+    requests.clear();
+
+    constexpr int kAddresses = 4'000;
+    constexpr int kKept = 5;
+    std::ofstream batch("/tmp/batch");
+    for (const char* command : {"add", "del"}) {
+        for (int i = command == std::string("add") ? 0 : kKept; i < kAddresses; ++i) {
+            const std::string low = std::to_string(i & 255);
+            batch << "address " << command << " 10." << (i >> 8) << "." << low
+                  << ".1/32 dev wan0\n";
+            if (i < kAddresses / 10) {
+                batch << "address " << command << " 2001:db8::" << i << "/128 dev far0\n";
+            }
+        }
+    }
+    for (int i = 0; i < 250; ++i) {
+        batch << "link add p" << i << " up group 7 type veth peer name q" << i << "\n";
+    }
+    batch << "link del group 7\naddress add 192.0.2.9/24 dev wan0\n";
+    batch.close();
+    Must("ip -batch /tmp/batch");
+    HandleEverything();
+
+    EXPECT_EQ(emitter.IPv4Addresses().at("wan0"), "192.0.2.9");
+    EXPECT_EQ(emitter.IPv6Addresses().at("far0").Join(),
+              "2001:db8::/128,2001:db8::1/128,2001:db8::2/128,2001:db8::3/128,2001:db8::4/128");
+    for (const auto& [ifname, running] : emitter.Links()) {
+        EXPECT_EQ(running, vexonetwork::network::IsEthernetLinkDetected(ifname)) << ifname;
+    }
+    const Lines messages = spy.Messages();
+    EXPECT_EQ(std::ranges::count_if(
+                  messages,
+                  [](const std::string& message) { return message.starts_with("Taking stock"); }),
+              1);
+    EXPECT_LE(Elections().size(), 3U);
+}
+
+}  // namespace
+}  // namespace vexotest
