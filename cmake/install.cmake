@@ -32,8 +32,17 @@ file(RELATIVE_PATH PREFIX_FROM_PC
 configure_file(cmake/vexonetwork.pc.in ${PROJECT_BINARY_DIR}/vexonetwork.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vexonetwork.pc DESTINATION ${pkgconfig_dir} COMPONENT dev)
 
-install(FILES appliance/bus/vexonet-bus.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/vexonetwork)
-install(FILES docs/files.md docs/requests.md TYPE DOC)
+install(FILES appliance/bus/vexonet-bus.conf appliance/dhcp/dhclient4.conf
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/vexonetwork)
+install(PROGRAMS appliance/dhcp/dhclient4-release appliance/dhcp/dhclient4-script
+  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/vexonetwork)
+install(FILES appliance/debian/copyright docs/appliance.md docs/files.md docs/requests.md TYPE DOC)
+install(FILES appliance/debian/copyright
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vexonetwork-dev COMPONENT dev)
+install(DIRECTORY appliance/hooks/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  USE_SOURCE_PERMISSIONS)
+configure_file(cmake/install_appliance.cmake.in ${PROJECT_BINARY_DIR}/install_appliance.cmake @ONLY)
+install(SCRIPT ${PROJECT_BINARY_DIR}/install_appliance.cmake COMPONENT runtime)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime dev)
@@ -46,11 +55,16 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
+set(debian_scripts conffiles postinst postrm prerm)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME vexonetwork)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
   "It keeps ordered lists of gateways for IPv4 and IPv6 and elects the default routes.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION net)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "dbus, iproute2")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "dbus, iproute2, systemd")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "isc-dhcp-client, logrotate")
+list(TRANSFORM debian_scripts PREPEND ${PROJECT_SOURCE_DIR}/appliance/debian/
+  OUTPUT_VARIABLE CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME vexonetwork-dev)
