@@ -1,0 +1,41 @@
+#pragma once
+
+/// How an interface gets its IPv6 addresses: key IPV6_METHOD of its ifcfg file, and what the kernel
+/// and the DHCPv6 client make of it. The default router is not the kernel's choice with any method:
+/// it is elected.
+enum {
+    VEXO_IPV6_AUTOMATIC = 0,       ///< SLAAC (RFC 4862); IPV6_METHOD=auto
+    VEXO_IPV6_OFF = 1,             ///< no IPv6; IPV6_METHOD=off
+    VEXO_IPV6_DHCP = 2,            ///< stateful DHCPv6 (RFC 8415); IPV6_METHOD=dhcp
+    VEXO_IPV6_MANUAL = 3,          ///< IPV6ADDR/IPV6PREFIXLENG; IPV6_METHOD=manual
+    VEXO_IPV6_STATELESS_DHCP = 4,  ///< SLAAC, the rest by DHCPv6; IPV6_METHOD=slaac-dhcp
+};
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// Reads how an interface is configured. Without a file or key it is VEXO_IPV6_AUTOMATIC, or
+/// VEXO_IPV6_OFF where IPV6INIT is "no".
+/// @param method   takes VEXO_IPV6_…
+/// @param address  takes IPV6ADDR, "" when there is none; null when it is not wanted
+/// @param prefix   takes IPV6PREFIXLENG, 0 when there is none; null when it is not wanted
+/// @param gateway  takes IPV6_DEFAULTGW, "" when there is none; null when it is not wanted
+/// @return 0, or -1 for a name that no interface could have, a method that is none of these, or a
+///         text that has no room
+int VEXONetIPv6ConfGet(const char* ifname, int* method, char* address, int addressSize, int* prefix,
+                       char* gateway, int gatewaySize);
+
+/// Stores the method and applies it: to the kernel's settings below /proc/sys/net/ipv6/conf/ and
+/// to the DHCPv6 client's unit, which is not waited for. A method that the interface has already
+/// is neither stored nor applied anew.
+/// @param address  stored as IPV6ADDR; null leaves what is stored
+/// @param prefix   stored as IPV6PREFIXLENG; 0 leaves what is stored
+/// @param gateway  stored as IPV6_DEFAULTGW; null leaves what is stored
+/// @return 0 or -1
+int VEXONetIPv6ConfSet(int method, const char* ifname, const char* address, int prefix,
+                       const char* gateway);
+
+#ifdef __cplusplus
+}
+#endif
