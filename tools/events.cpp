@@ -157,7 +157,7 @@ void AddEventsCommand(CLI::App& app, Command& chosen) {
     const auto options = std::make_shared<EventsOptions>();
     events->add_flag("--json", options->json, "Print one JSON object per line, as it is stored");
     events->add_option("-n,--count", options->count, "Show the last COUNT; 100 otherwise")
-        ->type_name("COUNT")
+        ->option_text("COUNT")
         ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000}));
     events->footer(
         "Times are local. With --json they are in UTC.\n\n"

@@ -95,8 +95,7 @@ void Monitor(bool json) {
 }  // namespace
 
 void AddMonitorCommand(CLI::App& app, Command& chosen) {
-    CLI::App* monitor =
-        app.add_subcommand("monitor", "Print link, address, route and hook events as they come");
+    CLI::App* monitor = app.add_subcommand("monitor", "Print link, address, route and hook events");
     const auto json = std::make_shared<bool>(false);
     monitor->add_flag("--json", *json, "Print one JSON object per line");
     monitor->footer(
