@@ -16,7 +16,7 @@ namespace vexobench {
 namespace {
 
 constexpr int kRounds = 50;
-constexpr int kBlock = 10;
+constexpr int kBlock = 5;
 
 using Clock = std::chrono::steady_clock;
 

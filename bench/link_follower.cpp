@@ -51,8 +51,9 @@ int main(int argc, char** argv) {
     for (int i = 1; i + 2 < argc; i += 3) {
         uplinks.push_back({argv[i], argv[i + 1], argv[i + 2], ::if_nametoindex(argv[i]), true});
     }
-    const vexobench::KernelSocket requests = vexobench::OpenKernelSocket();
+    // First, so that its port is the pid, by which the bench finds its queue.
     vexobench::KernelWatch watch;
+    const vexobench::KernelSocket requests = vexobench::OpenKernelSocket();
     Elect(uplinks, requests);
     sd_notify(0, "READY=1");
     watch.WaitForLink([&](unsigned index, bool running) {
