@@ -4,6 +4,7 @@
 #include <net/if.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -70,10 +71,17 @@ const char* AddedOrRemoved(bool isNew) {
 
 void ForEachMessage(const Buffer& buffer, ssize_t length,
                     const std::function<void(const nlmsghdr*)>& visit) {
-    auto left = static_cast<int>(length);
-    for (const auto* message = reinterpret_cast<const nlmsghdr*>(buffer.data());
-         NLMSG_OK(message, left); message = NLMSG_NEXT(message, left)) {
+    std::size_t left = length < 0 ? 0 : std::size_t(length);
+    const char* place = buffer.data();
+    while (left >= sizeof(nlmsghdr)) {
+        const auto* message = reinterpret_cast<const nlmsghdr*>(place);
+        if (message->nlmsg_len < sizeof(nlmsghdr) || message->nlmsg_len > left) {
+            return;
+        }
         visit(message);
+        const std::size_t step = std::min(left, std::size_t(NLMSG_ALIGN(message->nlmsg_len)));
+        place += step;
+        left -= step;
     }
 }
 
