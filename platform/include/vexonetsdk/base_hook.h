@@ -19,7 +19,8 @@ class BaseHook {
     /// Whether the hook says enough to be run; derived classes know.
     virtual bool IsValid() const { return true; }
 
-    /// Runs the executables and waits for each, at most 30 s.
+    /// Runs the executables and waits for each, at most 30 s. Without a folder of executables it
+    /// costs one look at the file system.
     /// @return 0, also when there are none; -1 when the hook is not valid or one of them failed
     int ExecHook();
 

@@ -7,9 +7,9 @@ extern "C" {
 #endif
 
 /// Link state of an interface as VLIBNetGetInterfaceInfo reports it (RFC 2863 ifOperStatus,
-/// folded).
+/// folded; running is up where the driver does not say).
 enum {
-    VLIB_LINK_UNKNOWN = 0,  ///< the driver does not say
+    VLIB_LINK_UNKNOWN = 0,  ///< neither
     VLIB_LINK_DOWN = 1,
     VLIB_LINK_UP = 2,
 };

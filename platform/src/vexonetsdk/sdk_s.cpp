@@ -73,10 +73,11 @@ int VEXONetSetCard1_S(const VEXONETIFINFO* info) {
     const std::string ifname(info->ifname, ::strnlen(info->ifname, sizeof info->ifname));
     const vlib::SavedIdentity elevated;
     return Configure(ifname, [&](const vexoplatform::Link& link, const InterfaceConfig& config) {
-        // A client that is to stop goes before its address may become the static one.
+        // A client that stops takes only addresses that have a lifetime with it, so the static one
+        // may already be the same.
+        const int interface = vexoplatform::SetUpInterface(link, config);
         const int client = config.dhcp ? vexoplatform::RestartDhcpClient(ifname)
                                        : vexoplatform::StopDhcpClient(ifname);
-        const int interface = vexoplatform::SetUpInterface(link, config);
         return client == 0 && interface == 0 ? 0 : -1;
     });
 }
