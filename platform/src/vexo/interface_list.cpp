@@ -10,14 +10,18 @@ namespace {
 
 using vexoplatform::Link;
 
-int LinkStatus(vexoplatform::OperState state) {
-    switch (state) {
+/// Many drivers do not say (PPP, tunnels, dummy ports). Their interfaces have a link while they
+/// run, as in the kernel's events; the loopback interface has none.
+int LinkStatus(const Link& link) {
+    switch (link.operState) {
         case vexoplatform::OperState::kUp:
             return VLIB_LINK_UP;
         case vexoplatform::OperState::kDown:
             return VLIB_LINK_DOWN;
-        default:
-            return VLIB_LINK_UNKNOWN;
+        default: {
+            const bool running = (link.flags & IFF_RUNNING) != 0 && link.carrier;
+            return running && (link.flags & IFF_LOOPBACK) == 0 ? VLIB_LINK_UP : VLIB_LINK_UNKNOWN;
+        }
     }
 }
 
@@ -26,7 +30,7 @@ VLIBNETIF Describe(const Link& link) {
     std::snprintf(entry.name, sizeof entry.name, "%s", link.name.c_str());
     entry.index = link.index;
     entry.flags = link.flags;
-    entry.linkStatus = LinkStatus(link.operState);
+    entry.linkStatus = LinkStatus(link);
     entry.mtu = link.mtu;
     if (link.mac) {
         const auto& mac = *link.mac;
