@@ -23,7 +23,20 @@ bool CanBeInstance(const std::string& ifname) {
               });
 }
 
-int QueueJob(const char* method, const std::string& ifname) {
+struct Unit {
+    const char* program;
+    std::string instance;
+};
+
+Unit Client4(const std::string& ifname) {
+    return {"dhclient4", ifname};
+}
+
+Unit Client6(const std::string& ifname, const char* kind) {
+    return {"dhclient6", ifname + "-" + kind};
+}
+
+int QueueJob(const char* method, const std::string& ifname, const Unit& unit) {
     if (!CanBeInstance(ifname)) {
         VEXO_LOG(LOG_ERR,
                  "There is no DHCP client for interface [%s]: it has other characters "
@@ -33,25 +46,49 @@ int QueueJob(const char* method, const std::string& ifname) {
         return -1;
     }
     auto manager = SystemManager::Connect();
-    if (!manager || !manager->QueueJob(method, "dhclient4@" + ifname + ".service")) {
+    if (!manager
+        || !manager->QueueJob(method,
+                              std::string(unit.program) + "@" + unit.instance + ".service")) {
         VLIBCErrSet(VLIB_ERR_SYSTEMD_FAILED);
         return -1;
     }
     return 0;
 }
 
+/// The runtime directory of a unit stands from its start until it has stopped for good.
+bool Runs(const Unit& unit) {
+    const std::string folder = std::string("/run/") + unit.program + "-" + unit.instance;
+    return ::access(folder.c_str(), F_OK) == 0;
+}
+
+int Stop(const std::string& ifname, const Unit& unit) {
+    return Runs(unit) ? QueueJob("StopUnit", ifname, unit) : 0;
+}
+
 }  // namespace
 
 int RestartDhcpClient(const std::string& ifname) {
-    return QueueJob("RestartUnit", ifname);
+    return QueueJob("RestartUnit", ifname, Client4(ifname));
 }
 
 int StopDhcpClient(const std::string& ifname) {
-    // The runtime directory of the unit stands from its start until it has stopped for good.
-    if (::access(("/run/dhclient4-" + ifname).c_str(), F_OK) != 0) {
-        return 0;
-    }
-    return QueueJob("StopUnit", ifname);
+    return Stop(ifname, Client4(ifname));
+}
+
+int StartDhcp6Client(const std::string& ifname, const char* kind) {
+    return QueueJob("StartUnit", ifname, Client6(ifname, kind));
+}
+
+int RestartDhcp6Client(const std::string& ifname, const char* kind) {
+    return QueueJob("RestartUnit", ifname, Client6(ifname, kind));
+}
+
+int StopDhcp6Client(const std::string& ifname, const char* kind) {
+    return Stop(ifname, Client6(ifname, kind));
+}
+
+bool Dhcp6ClientRuns(const std::string& ifname, const char* kind) {
+    return Runs(Client6(ifname, kind));
 }
 
 }  // namespace vexoplatform

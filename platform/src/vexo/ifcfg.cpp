@@ -5,7 +5,6 @@
 #include <strings.h>
 
 #include <cerrno>
-#include <map>
 
 #include "vlib/file_text.h"
 #include "vlib/ipv4.h"
@@ -21,7 +20,7 @@ constexpr char kFilePrefix[] = "/etc/sysconfig/network-scripts/ifcfg-";
 constexpr int kLeastMtu = 68;
 constexpr int kMostMtu = 65535;
 
-using Values = std::map<std::string_view, std::string>;
+using Values = ConfigValues;
 
 /// The value as the shell that reads such files elsewhere would see it.
 std::string ShellValue(std::string_view value) {
@@ -38,20 +37,23 @@ Values ReadValues(std::string_view text) {
     while (vlib::CutLine(text, line)) {
         const vlib::Line parsed = vlib::ParseLine(vlib::LineText(line));
         if (parsed.kind == vlib::LineKind::kPair) {
-            values[parsed.name] = ShellValue(parsed.value);
+            values.insert_or_assign(std::string(parsed.name), ShellValue(parsed.value));
         }
     }
     std::erase_if(values, [](const auto& pair) { return pair.second.empty(); });
     return values;
 }
 
-const std::string* Find(const Values& values, std::string_view key) {
-    const auto place = values.find(key);
-    return place == values.end() ? nullptr : &place->second;
-}
-
 bool IsWord(const std::string* value, const char* word) {
     return value != nullptr && ::strcasecmp(value->c_str(), word) == 0;
+}
+
+std::optional<vlib::FileText> ReadConfigFile(const std::string& ifname) {
+    if (ifname.empty() || ifname.size() >= IFNAMSIZ || ifname.find('/') != ifname.npos) {
+        errno = ENOENT;
+        return std::nullopt;
+    }
+    return vlib::ReadFileText(ConfigPath(ifname).c_str());
 }
 
 bool IsHostAddress(in_addr address) {
@@ -64,8 +66,8 @@ std::string Complaint(std::string_view key, const std::string& value, const char
 }
 
 std::optional<int> ReadPrefix(const Values& values, InterfaceConfig& config) {
-    const std::string* prefix = Find(values, "PREFIX");
-    const std::string* chosen = prefix != nullptr ? prefix : Find(values, "NETMASK");
+    const std::string* prefix = FindValue(values, "PREFIX");
+    const std::string* chosen = prefix != nullptr ? prefix : FindValue(values, "NETMASK");
     if (chosen == nullptr) {
         config.complaints.emplace_back("IPADDR is left out: neither PREFIX nor NETMASK is given");
         return std::nullopt;
@@ -80,7 +82,7 @@ std::optional<int> ReadPrefix(const Values& values, InterfaceConfig& config) {
 }
 
 void ReadAddress(const Values& values, InterfaceConfig& config) {
-    const std::string* text = Find(values, "IPADDR");
+    const std::string* text = FindValue(values, "IPADDR");
     if (text == nullptr) {
         return;
     }
@@ -97,7 +99,7 @@ void ReadAddress(const Values& values, InterfaceConfig& config) {
 }
 
 void ReadMtu(const Values& values, InterfaceConfig& config) {
-    const std::string* text = Find(values, "MTU");
+    const std::string* text = FindValue(values, "MTU");
     if (text == nullptr) {
         return;
     }
@@ -114,11 +116,11 @@ InterfaceConfig ParseInterfaceConfig(std::string_view text) {
     const Values values = ReadValues(text);
     InterfaceConfig config;
     ReadMtu(values, config);
-    const std::string* protocol = Find(values, "BOOTPROTO");
-    const std::string* slave = Find(values, "SLAVE");
+    const std::string* protocol = FindValue(values, "BOOTPROTO");
+    const std::string* slave = FindValue(values, "SLAVE");
     config.slave = slave != nullptr && ::strncasecmp(slave->c_str(), "yes", 3) == 0;
     config.dhcp = IsWord(protocol, "dhcp") && !config.slave;
-    if (config.slave && (IsWord(protocol, "dhcp") || Find(values, "IPADDR") != nullptr)) {
+    if (config.slave && (IsWord(protocol, "dhcp") || FindValue(values, "IPADDR") != nullptr)) {
         config.complaints.emplace_back("BOOTPROTO and IPADDR are left out: SLAVE=yes");
     }
     if (protocol != nullptr && !IsWord(protocol, "dhcp") && !IsWord(protocol, "static")
@@ -132,12 +134,22 @@ InterfaceConfig ParseInterfaceConfig(std::string_view text) {
     return config;
 }
 
+const std::string* FindValue(const ConfigValues& values, std::string_view key) {
+    const auto place = values.find(key);
+    return place == values.end() ? nullptr : &place->second;
+}
+
+std::string ConfigPath(const std::string& ifname) {
+    return kFilePrefix + ifname;
+}
+
+std::optional<ConfigValues> ReadConfigValues(const std::string& ifname) {
+    const auto file = ReadConfigFile(ifname);
+    return file ? std::optional(ReadValues(file->View())) : std::nullopt;
+}
+
 std::optional<InterfaceConfig> ReadInterfaceConfig(const std::string& ifname) {
-    if (ifname.empty() || ifname.size() >= IFNAMSIZ || ifname.find('/') != ifname.npos) {
-        errno = ENOENT;
-        return std::nullopt;
-    }
-    const auto file = vlib::ReadFileText((kFilePrefix + ifname).c_str());
+    const auto file = ReadConfigFile(ifname);
     return file ? std::optional(ParseInterfaceConfig(file->View())) : std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,6 +9,18 @@
 #include "vexo/link.h"
 
 namespace vexoplatform {
+
+/// The keys of a file with their values as people mean them; a key without a value is not there.
+using ConfigValues = std::map<std::string, std::string, std::less<>>;
+
+/// @return null when there is no such key
+const std::string* FindValue(const ConfigValues& values, std::string_view key);
+
+/// The path of an interface's file.
+std::string ConfigPath(const std::string& ifname);
+
+/// @return nothing with errno, as ReadInterfaceConfig
+std::optional<ConfigValues> ReadConfigValues(const std::string& ifname);
 
 /// What /etc/sysconfig/network-scripts/ifcfg-NAME says of an interface.
 struct InterfaceConfig {

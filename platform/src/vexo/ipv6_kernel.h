@@ -1,0 +1,59 @@
+#pragma once
+
+#include <linux/rtnetlink.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "vexo/ipv6_config.h"
+
+namespace vexoplatform {
+
+/// Puts a value into a file of /proc/sys/net/ipv6/conf/NAME/ unless it is there already.
+/// @return 1 when it was changed, 0 when not, -1 with errno (ENOENT for an interface without
+///         IPv6 in the kernel)
+int PutIpv6Setting(const std::string& ifname, const char* setting, int value);
+
+/// Whether the interface has settings of IPv6.
+bool HasIpv6(const std::string& ifname);
+
+/// One global IPv6 address of an interface.
+struct GlobalAddress {
+    Ipv6Address address{};
+    bool permanent = false;   ///< it has no lifetime
+    bool autonomous = false;  ///< the kernel made it of an advertised prefix
+    bool configured = false;  ///< PutIpv6Address has put it there, maybe in another process's life
+};
+
+/// @return the addresses of global scope in the kernel's order, or nothing with errno
+std::optional<std::vector<GlobalAddress>> ListGlobalAddresses(int index);
+
+/// Puts a permanent address on an interface and marks it as configured (IFA_PROTO, which Linux
+/// keeps since 5.18).
+/// @return 0, or -1 with errno
+int PutIpv6Address(int index, const Ipv6Address& address);
+
+/// @return 0, also when it is already gone; -1 with errno
+int RemoveIpv6Address(int index, const Ipv6Address& address);
+
+/// A route of the main table that the kernel has made of an advertisement.
+struct AdvertisedRoute {
+    bool isDefault = false;
+    rtmsg header{};
+    std::vector<std::byte> attributes;
+};
+
+/// @return the advertised routes over an interface, or nothing with errno
+std::optional<std::vector<AdvertisedRoute>> ListAdvertisedRoutes(int index);
+
+/// @return 0, also when it is already gone; -1 with errno
+int RemoveAdvertisedRoute(const AdvertisedRoute& route);
+
+/// Asks the routers of a link to advertise now (RFC 4861, 6.3.7): the kernel by itself asks only
+/// when an interface comes up, and the next advertisement may be half an hour away.
+/// @return 0, or -1 with errno
+int SolicitRouters(int index);
+
+}  // namespace vexoplatform
