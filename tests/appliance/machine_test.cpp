@@ -83,7 +83,8 @@ TEST_F(ApplianceWithUplinks, WhateverEndsTheDaemonItIsBackWithItsListsAndRoute) 
                                                  {"STOP", "vexonetd", seconds(6)}}) {
         SCOPED_TRACE(std::string(signal) + " " + service);
         const std::string former = machine.PidOf("vexonetd");
-        machine.Do(std::string("kill -") + signal + " " + machine.PidOf(service));
+        machine.Do(std::string("systemctl kill --kill-whom=main --signal=") + signal + " "
+                   + service);
         ForgetRoutes();
         const auto start = steady_clock::now();
         EXPECT_TRUE(Eventually([&] {
