@@ -15,24 +15,31 @@ enum {
 extern "C" {
 #endif
 
-/// Reads how an interface is configured. Without a file or key it is VEXO_IPV6_AUTOMATIC, or
-/// VEXO_IPV6_OFF where IPV6INIT is "no".
+/// Reads how an interface is configured; costs a few microseconds. Where no key tells the method,
+/// the last advertisement does (see VEXONetIPv6ConfSet), before the first one it is
+/// VEXO_IPV6_AUTOMATIC; IPV6INIT=no without IPV6_METHOD is VEXO_IPV6_OFF.
 /// @param method   takes VEXO_IPV6_…
 /// @param address  takes IPV6ADDR, "" when there is none; null when it is not wanted
 /// @param prefix   takes IPV6PREFIXLENG, 0 when there is none; null when it is not wanted
 /// @param gateway  takes IPV6_DEFAULTGW, "" when there is none; null when it is not wanted
-/// @return 0, or -1 for a name that no interface could have, a method that is none of these, or a
-///         text that has no room
+/// @return 0, or -1 with nothing taken for a name that no interface could have, a method that is
+///         none of these, a file that cannot be read, or a text that has no room
 int VEXONetIPv6ConfGet(const char* ifname, int* method, char* address, int addressSize, int* prefix,
                        char* gateway, int gatewaySize);
 
-/// Stores the method and applies it: to the kernel's settings below /proc/sys/net/ipv6/conf/ and
-/// to the DHCPv6 client's unit, which is not waited for. A method that the interface has already
-/// is neither stored nor applied anew.
-/// @param address  stored as IPV6ADDR; null leaves what is stored
+/// Stores the method and applies it: to the kernel's settings below /proc/sys/net/ipv6/conf/,
+/// its addresses and routes, and to the DHCPv6 client's unit, which is not waited for. Only what
+/// differs is written and changed, also in the kernel. What another method has brought goes;
+/// addresses that others have put there stay.
+///
+/// VEXO_IPV6_AUTOMATIC, …_DHCP and …_STATELESS_DHCP alone are what routers advertise, and anybody
+/// can advertise: where no method is stored they are in force until the next boot, and no file is
+/// written. An address, prefix or gateway beside them makes them stored.
+/// @param address  stored as IPV6ADDR; null leaves what is stored, "" removes it
 /// @param prefix   stored as IPV6PREFIXLENG; 0 leaves what is stored
-/// @param gateway  stored as IPV6_DEFAULTGW; null leaves what is stored
-/// @return 0 or -1
+/// @param gateway  stored as IPV6_DEFAULTGW; null leaves what is stored, "" removes it
+/// @return 0, or -1 with the platform's error. What the arguments rule out, or an interface
+///         without IPv6 in the kernel, changes nothing; of what fails later the rest is done.
 int VEXONetIPv6ConfSet(int method, const char* ifname, const char* address, int prefix,
                        const char* gateway);
 

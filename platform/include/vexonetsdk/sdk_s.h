@@ -38,7 +38,8 @@ bool BlVEXOLnxIsDHCP_S(const char* ifname);
 int VEXONetSetCard1_S(const VEXONETIFINFO* info);
 
 /// The link of an interface came: applies MTU and static address of its configuration as
-/// VEXONetSetCard1_S does, then runs net/link_up with IFNAME.
+/// VEXONetSetCard1_S does, and its IPv6 method as VEXONetIPv6ConfSet does, a DHCPv6 client of it
+/// being restarted; then runs net/link_up with IFNAME.
 /// @return 0 or -1
 int VLIBNetIfLinkUpEvent_S(const char* ifname);
 

@@ -10,6 +10,7 @@
 #include "vexo/hook_runner.h"
 #include "vexo/ifcfg.h"
 #include "vexo/interface_setup.h"
+#include "vexo/ipv6_setup.h"
 #include "vlib/error.h"
 #include "vlib/spawn.h"
 
@@ -88,8 +89,9 @@ int VLIBNetIfLinkUpEvent_S(const char* ifname) {
     }
     const vlib::SavedIdentity elevated;
     const int configured = Configure(ifname, vexoplatform::SetUpInterface);
+    const int ipv6 = vexoplatform::SetUpIpv6(ifname);
     const int told = RunLinkHook("link_up", ifname);
-    return configured == 0 && told == 0 ? 0 : -1;
+    return configured == 0 && ipv6 == 0 && told == 0 ? 0 : -1;
 }
 
 int VLIBNetIfLinkDownEvent_S(const char* ifname) {
