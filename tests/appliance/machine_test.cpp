@@ -87,7 +87,7 @@ TEST_F(ApplianceWithUplinks, WhateverEndsTheDaemonItIsBackWithItsListsAndRoute) 
                    + service);
         ForgetRoutes();
         const auto start = steady_clock::now();
-        EXPECT_TRUE(Eventually([&] {
+        ASSERT_TRUE(Eventually([&] {
             return machine.PidOf("vexonetd") != former
                    && machine.Try("systemctl is-active vexonetd").status == 0
                    && machine.Try("vexonetctl status").status == 0;
