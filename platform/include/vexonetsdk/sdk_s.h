@@ -30,8 +30,8 @@ bool BlVEXOLnxIsDHCP_S(const char* ifname);
 /// amiss is logged and left out, the rest is done.
 ///
 /// Of the addresses the interface already has, those go that an earlier call has put there and
-/// the file no longer names. All others stay, whoever has put them there, and so do the routes
-/// over the interface.
+/// the file no longer names, and that of a DHCP client that is stopped. All others stay, whoever
+/// has put them there, and so do default routes whose gateway the new address reaches.
 /// @param info  names the interface, its other fields do not count; an interface without an
 ///              ifcfg file stays as it is
 /// @return 0, or -1 with the platform's error

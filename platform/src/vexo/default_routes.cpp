@@ -117,6 +117,17 @@ int PutBackDefaultRoute(const DefaultRoute& route) {
                                                                                                : -1;
 }
 
+void DropSource(DefaultRoute& route) {
+    std::vector<std::byte> kept;
+    NetlinkAttributes(route.attributes).ForEach([&](const nlattr& attribute) {
+        if (mnl_attr_get_type(&attribute) != RTA_PREFSRC) {
+            const auto* bytes = reinterpret_cast<const std::byte*>(&attribute);
+            kept.insert(kept.end(), bytes, bytes + MNL_ALIGN(attribute.nla_len));
+        }
+    });
+    route.attributes = std::move(kept);
+}
+
 int PutDefaultRoute(in_addr gateway) {
     NetlinkRequest request(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_REPLACE);
     auto& header = request.PutHeader<rtmsg>();

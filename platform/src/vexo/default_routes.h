@@ -35,6 +35,9 @@ int RemoveDefaultRoute(const DefaultRoute& route);
 /// @return 0, also when it is there; -1 with errno
 int PutBackDefaultRoute(const DefaultRoute& route);
 
+/// Leaves the source address of a route to the kernel, for one whose address goes.
+void DropSource(DefaultRoute& route);
+
 /// Puts a route of metric 0 via `gateway` in the place of the one of metric 0, in one step.
 /// @return 0, also when there is one like it; -1 with errno and nothing changed
 int PutDefaultRoute(in_addr gateway);

@@ -75,6 +75,10 @@ int StopDhcpClient(const std::string& ifname) {
     return Stop(ifname, Client4(ifname));
 }
 
+bool DhcpClientRuns(const std::string& ifname) {
+    return Runs(Client4(ifname));
+}
+
 int StartDhcp6Client(const std::string& ifname, const char* kind) {
     return QueueJob("StartUnit", ifname, Client6(ifname, kind));
 }

@@ -20,13 +20,14 @@ int RestartDhcpClient(const std::string& ifname);
 /// @return 0, or -1 with a log line and the platform's error
 int StopDhcpClient(const std::string& ifname);
 
+/// Whether the client has started and not stopped for good; one look at a file.
+bool DhcpClientRuns(const std::string& ifname);
+
 /// The same for a DHCPv6 client. One that runs is not started again, and gets a new lease only by
 /// a restart.
 int StartDhcp6Client(const std::string& ifname, const char* kind);
 int RestartDhcp6Client(const std::string& ifname, const char* kind);
 int StopDhcp6Client(const std::string& ifname, const char* kind);
-
-/// Whether the client has started and not stopped for good; one look at a file.
 bool Dhcp6ClientRuns(const std::string& ifname, const char* kind);
 
 }  // namespace vexoplatform

@@ -30,8 +30,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr char kHooks[] = "/usr/vexo/hooks";
-
 using List = vexobase::UniqueHandle<VLIBSZLIST, VLIBCSzListFree>;
 
 bool IsFolderName(const std::string& name) {
@@ -202,7 +200,7 @@ int RunAll(const std::string& name, const std::vector<std::string>& hooks,
 
 int RunHooks(const std::string& category, const std::string& name,
              const HookEnvironment& environment, milliseconds timeout) {
-    const std::string categoryPath = std::string(kHooks) + "/" + category;
+    const std::string categoryPath = std::string(kHookFolder) + "/" + category;
     const std::string path = categoryPath + "/" + name;
     if (!IsFolderName(category) || !IsFolderName(name) || !IsUsable(environment)) {
         VEXO_LOG(LOG_ERR, "Hook [%s/%s] cannot be run: bad name or environment", category.c_str(),
@@ -212,7 +210,7 @@ int RunHooks(const std::string& category, const std::string& name,
     if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
         return 0;
     }
-    for (const std::string& folder : {std::string(kHooks), categoryPath, path}) {
+    for (const std::string& folder : {std::string(kHookFolder), categoryPath, path}) {
         if (!IsTrustedFolder(folder)) {
             return 0;
         }

@@ -6,6 +6,7 @@
 
 #include <vexobase/log.h>
 
+#include "vexo/default_routes.h"
 #include "vexo/interface_address.h"
 #include "vlib/error.h"
 #include "vlib/ipv4.h"
@@ -61,27 +62,39 @@ int RemoveStale(const Link& link, const std::vector<InterfaceAddress>& stale,
     return result;
 }
 
+/// With an address go the routes that name it as their source. Those whose gateways are out of
+/// reach now are refused, and stay lost.
+void PutBackRoutes(const std::vector<DefaultRoute>& former) {
+    const auto left = ListDefaultRoutes();
+    for (DefaultRoute route : former) {
+        if (left && std::ranges::find(*left, route) == left->end()) {
+            DropSource(route);
+            PutBackDefaultRoute(route);
+        }
+    }
+}
+
 /// An interface without any address loses its routes, so the new one stands as a subnet of its
 /// own while the others go. It is announced last: who keeps one address per interface keeps it.
 int Exchange(const Link& link, const LinkAddress& wanted,
              const std::vector<InterfaceAddress>& stale,
              const std::vector<InterfaceAddress>& others) {
     const LinkAddress meanwhile{wanted.address, kHostPrefix};
+    const auto routes = ListDefaultRoutes();
     if (Put(link, meanwhile) != 0) {
         return -1;
     }
     int result = RemoveStale(link, stale, others);
-    if (wanted.prefix == kHostPrefix) {
-        return result;
-    }
-    if (Put(link, wanted) != 0 || RemoveAddress(link.index, meanwhile) != 0
-        || Put(link, wanted) != 0) {
+    if (wanted.prefix != kHostPrefix
+        && (Put(link, wanted) != 0 || RemoveAddress(link.index, meanwhile) != 0
+            || Put(link, wanted) != 0)) {
         result = -1;
     }
+    PutBackRoutes(routes.value_or(std::vector<DefaultRoute>()));
     return result;
 }
 
-int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted) {
+int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted, bool leaseGoes) {
     auto others = ListInterfaceAddresses(link.index);
     if (!others) {
         return Refused(link, "read the addresses of");
@@ -92,8 +105,10 @@ int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted) {
     const bool isThere = std::ranges::any_of(
         *others, [&](const auto& each) { return isWanted(each) && each.permanent; });
     std::erase_if(*others, isWanted);
-    const auto border = std::stable_partition(others->begin(), others->end(),
-                                              [](const auto& each) { return !each.configured; });
+    const auto stays = [&](const InterfaceAddress& each) {
+        return !each.configured && (each.permanent || !leaseGoes);
+    };
+    const auto border = std::stable_partition(others->begin(), others->end(), stays);
     const std::vector<InterfaceAddress> stale(border, others->end());
     others->erase(border, others->end());
     if (stale.empty()) {
@@ -104,12 +119,12 @@ int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted) {
 
 }  // namespace
 
-int SetUpInterface(const Link& link, const InterfaceConfig& config) {
+int SetUpInterface(const Link& link, const InterfaceConfig& config, bool leaseGoes) {
     for (const std::string& complaint : config.complaints) {
         VEXO_LOG(LOG_ERR, "Interface [%s]: %s", link.name.c_str(), complaint.c_str());
     }
     int result = config.mtu ? SetUpMtu(link, *config.mtu) : 0;
-    if (!config.addressIsBad && SetUpAddress(link, config.address) != 0) {
+    if (!config.addressIsBad && SetUpAddress(link, config.address, leaseGoes) != 0) {
         result = -1;
     }
     return result;

@@ -74,9 +74,10 @@ int VEXONetSetCard1_S(const VEXONETIFINFO* info) {
     const std::string ifname(info->ifname, ::strnlen(info->ifname, sizeof info->ifname));
     const vlib::SavedIdentity elevated;
     return Configure(ifname, [&](const vexoplatform::Link& link, const InterfaceConfig& config) {
-        // A client that stops takes only addresses that have a lifetime with it, so the static one
-        // may already be the same.
-        const int interface = vexoplatform::SetUpInterface(link, config);
+        // A client that stops later finds its address gone or without a lifetime, and leaves the
+        // interface alone.
+        const bool leaseGoes = !config.dhcp && vexoplatform::DhcpClientRuns(ifname);
+        const int interface = vexoplatform::SetUpInterface(link, config, leaseGoes);
         const int client = config.dhcp ? vexoplatform::RestartDhcpClient(ifname)
                                        : vexoplatform::StopDhcpClient(ifname);
         return client == 0 && interface == 0 ? 0 : -1;
@@ -88,7 +89,10 @@ int VLIBNetIfLinkUpEvent_S(const char* ifname) {
         return RefuseNull();
     }
     const vlib::SavedIdentity elevated;
-    const int configured = Configure(ifname, vexoplatform::SetUpInterface);
+    const int configured =
+        Configure(ifname, [](const vexoplatform::Link& link, const InterfaceConfig& config) {
+            return vexoplatform::SetUpInterface(link, config);
+        });
     const int ipv6 = vexoplatform::SetUpIpv6(ifname);
     const int told = RunLinkHook("link_up", ifname);
     return configured == 0 && ipv6 == 0 && told == 0 ? 0 : -1;

@@ -75,7 +75,8 @@ int VLIBPluginIsHeard(const char* category, const char* name) {
         return 0;
     }
     // On the stack: this is asked for every address event.
-    char path[sizeof vexoplatform::kHookFolder + 2 * (NAME_MAX + 1)];
+    constexpr std::size_t kNameSize = NAME_MAX + 1;
+    char path[sizeof vexoplatform::kHookFolder + 2 * kNameSize];
     std::snprintf(path, sizeof path, "%s/%s/%s", vexoplatform::kHookFolder, category, name);
     return ::access(path, F_OK) == 0 || errno != ENOENT ? 1 : 0;
 }
