@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <iterator>
+#include <regex>
 
 #include "support/appliance.h"
 
@@ -19,14 +21,10 @@ constexpr char kDns[] = "option domain-name-servers 192.0.2.53;";
 class Dhcp : public testing::Test {
   protected:
     Dhcp() {
-        for (const char* folder : {"/usr/libexec", "/run/dhclient4-wan0", "/var/lib/vexonet"}) {
-            std::filesystem::create_directories(folder);
-        }
-        std::filesystem::create_symlink(VEXO_SOURCE_DIR "/appliance/dhcp",
-                                        "/usr/libexec/vexonetwork");
-        std::filesystem::create_symlink(VEXO_SOURCE_DIR "/appliance/dhcp",
-                                        "/usr/share/vexonetwork");
-        std::filesystem::create_symlink(CtlProgram(), "/usr/bin/vexonetctl");
+        Must("mkdir -p /usr/libexec /run/dhclient4-wan0 /var/lib/vexonet");
+        Must("ln -s " VEXO_SOURCE_DIR "/appliance/dhcp /usr/libexec/vexonetwork");
+        Must("ln -s " VEXO_SOURCE_DIR "/appliance/dhcp /usr/share/vexonetwork");
+        Must("ln -s " + CtlProgram() + " /usr/bin/vexonetctl");
         Must("ip -4 address flush dev wan0");
         appliance.StartDaemon();
     }
@@ -51,20 +49,14 @@ class Dhcp : public testing::Test {
                                " -pf /run/dhclient4-wan0/pid wan0"),
                          kClientLog);
     }
-    static void Release() { Must("/usr/libexec/vexonetwork/dhclient4-release wan0"); }
-
     static testing::AssertionResult Logs(const std::string& text, int times = 1) {
-        const auto count = [&] {
+        const std::regex pattern(text);
+        const auto isThere = [&] {
             const std::string log = ReadFile(kClientLog);
-            int found = 0;
-            for (size_t at = 0; (at = log.find(text, at)) != log.npos; ++at) {
-                ++found;
-            }
-            return found;
+            return std::distance(std::sregex_iterator(log.begin(), log.end(), pattern), {})
+                   >= times;
         };
-        return Eventually([&] { return count() >= times; })
-                   ? testing::AssertionSuccess()
-                   : testing::AssertionFailure() << ReadFile(kClientLog);
+        return testing::AssertionResult(Eventually(isThere)) << ReadFile(kClientLog);
     }
     static std::string Addresses() { return Must("ip -4 -o address show dev wan0"); }
     static std::string Entry() { return Must(CtlProgram() + " gateway show wan0 --json"); }
@@ -98,7 +90,7 @@ TEST_F(Dhcp, ALeaseLivesAndIsGivenBack) {
     EXPECT_THAT(DefaultRoutes("-4"), ElementsAre("via 192.0.2.1 dev wan0 src 192.0.2.200"));
     EXPECT_EQ(ReadFile("/etc/iproute2/config/resolv4.conf"), "");
 
-    Release();
+    Must("/usr/libexec/vexonetwork/dhclient4-release wan0");
     EXPECT_EQ(Addresses(), "");
     EXPECT_THAT(DefaultRoutes("-4"), ElementsAre());
     EXPECT_THAT(Entry(), HasSubstr("\"gateway\" : \"\""));
@@ -111,10 +103,9 @@ TEST_F(Dhcp, WhatAHostileServerOffersIsLeftOut) {
           "option domain-name \"x'; touch /tmp/owned; '\";");
     StartClient();
     ASSERT_TRUE(Logs("bound to 192.0.2.100"));
-    for (const char* left : {"no host's address: 224.0.0.1", "no host's address: 255.255.255.255",
-                             "too small: MTU 68"}) {
-        EXPECT_TRUE(Logs(std::string("left out, as it is ") + left));
-    }
+    EXPECT_TRUE(Logs("left out, as it is no host's address: 224.0.0.1"));
+    EXPECT_TRUE(Logs("left out, as it is no host's address: 255.255.255.255"));
+    EXPECT_TRUE(Logs("left out, as it is too small: MTU 68"));
     EXPECT_THAT(Must("ip link show wan0"), HasSubstr("mtu 1500"));
     EXPECT_THAT(Entry(), HasSubstr("\"gateway\" : \"\""));
     EXPECT_FALSE(std::filesystem::exists("/tmp/owned"));
@@ -125,17 +116,6 @@ TEST_F(Dhcp, WhatAHostileServerOffersIsLeftOut) {
     StartClient();
     EXPECT_TRUE(Logs("DHCPDECLINE of 192.0.2.101")) << "half of the Internet is not on this cable";
     EXPECT_THAT(Addresses(), Not(HasSubstr("192.0.2.101")));
-}
-
-TEST_F(Dhcp, AStaticAddressOutlivesTheClient) {
-    Serve("192.0.2.100", kDns);
-    StartClient();
-    ASSERT_TRUE(Logs("bound to 192.0.2.100"));
-    WriteFile("/etc/sysconfig/network-scripts/ifcfg-wan0", "BOOTPROTO=static\n");
-    Must("ip address replace 192.0.2.100/24 dev wan0 valid_lft forever preferred_lft forever");
-    Release();
-    EXPECT_THAT(Addresses(), HasSubstr("192.0.2.100/24"));
-    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre("via 192.0.2.1 dev wan0 src 192.0.2.100"));
 }
 
 }  // namespace
