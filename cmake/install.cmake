@@ -33,8 +33,12 @@ configure_file(cmake/vexonetwork.pc.in ${PROJECT_BINARY_DIR}/vexonetwork.pc @ONL
 install(FILES ${PROJECT_BINARY_DIR}/vexonetwork.pc DESTINATION ${pkgconfig_dir} COMPONENT dev)
 
 install(FILES appliance/bus/vexonet-bus.conf appliance/dhcp/dhclient4.conf
+  appliance/dhcp/dhclient6.conf
   DESTINATION ${CMAKE_INSTALL_DATADIR}/vexonetwork)
 install(PROGRAMS appliance/dhcp/dhclient4-release appliance/dhcp/dhclient4-script
+  appliance/dhcp/dhclient6 appliance/dhcp/dhclient6-script
+  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/vexonetwork)
+install(FILES appliance/dhcp/dhclient-functions
   DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/vexonetwork)
 install(FILES appliance/debian/copyright docs/appliance.md docs/files.md docs/requests.md TYPE DOC)
 install(FILES appliance/debian/copyright
