@@ -86,7 +86,8 @@ void DeclareAdd(CLI::App& group, Command& chosen) {
         ->type_name("ADDR");
     add.command->add_option("--dns", options.dns, "The DNS server announced with it, or none")
         ->type_name("ADDR");
-    add.command->add_option("--class", options.interfaceClass, "Its kind")
+    add.command
+        ->add_option("--class", options.interfaceClass, "Its kind; ethernet for a new one that is")
         ->type_name("WORD")
         ->check(CheckClassWord);
     add.command

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <vexo/ha.h>
+#include <vexonetwork/utils/file.h>
 
 #include "daemon.h"
 #include "entry.h"
@@ -36,6 +37,12 @@ void SayNextElection(const GatewayOptions& options, const std::string& done) {
         std::cout << done << " (" << family.name << "); to elect anew: vexonetctl gateway refresh "
                   << family.flag << '\n';
     }
+}
+
+/// Ports, and the bonds, bridges and VLANs made of them (ARPHRD_ETHER); false for what is not
+/// there.
+bool IsEthernet(const std::string& ifname) {
+    return vexonetwork::utils::FileToStr("/sys/class/net/" + ifname + "/type") == "1\n";
 }
 
 void ListAsJson(Daemon& daemon, const GatewayOptions& options) {
@@ -160,11 +167,15 @@ void ExplainGateways(const GatewayOptions& options) {
 
 void AddGateway(const GatewayOptions& options) {
     const Family& family = options.OneFamily();
-    const Json::Value info = AddRequest(family, options);
+    Json::Value info = AddRequest(family, options);
     Daemon daemon;
     if (::if_nametoindex(options.ifname.c_str()) == 0) {
         std::cerr << "vexonetctl: warning: there is no interface " << options.ifname
                   << " now; the entry waits for it\n";
+    }
+    if (options.interfaceClass == kUnchanged && IsEthernet(options.ifname)
+        && !IsListed(daemon.Entry(family, options.ifname))) {
+        info["class"] = "ethernet";  // else a pulled cable would not move the default route
     }
     daemon.Send(&NetClient::AddGatewayData, info);
     const Json::Value entry = daemon.Entry(family, options.ifname);

@@ -113,7 +113,7 @@ TEST_F(Vexonetctl, AnUplinkIsAddedShownMovedAndRemoved) {
               "IPv4 default route: via 192.0.2.1 dev wan0\n"
               "#   INTERFACE  GATEWAY       DNS         SLAVE  CLASS\n"
               "0*  wan0       192.0.2.1     192.0.2.53  no     ethernet\n"
-              "1   wan1       198.51.100.1              no     unknown\n");
+              "1   wan1       198.51.100.1              no     ethernet\n");
     EXPECT_EQ(Done("gateway add wan1 --priority first"),
               "default route (IPv4): via 198.51.100.1 dev wan1\n");
     EXPECT_EQ(Done("gateway add wan1 --priority last --dns none --class pppoe"),
