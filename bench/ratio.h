@@ -46,5 +46,6 @@ std::vector<Figure> FileFigures();
 std::vector<Figure> GatewayFigures();
 std::vector<Figure> LinkFigures();
 std::vector<Figure> RouteFigures();
+std::vector<Figure> RouterFigures();
 
 }  // namespace vexobench

@@ -13,6 +13,7 @@ using Command = std::function<void()>;
 /// `chosen`; nothing is done before the whole line is known to be right.
 void AddStatusCommand(CLI::App& app, Command& chosen);
 void AddGatewayCommands(CLI::App& app, Command& chosen);
+void AddIPv6Commands(CLI::App& app, Command& chosen);
 void AddMonitorCommand(CLI::App& app, Command& chosen);
 void AddEventsCommand(CLI::App& app, Command& chosen);
 

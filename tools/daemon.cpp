@@ -78,6 +78,12 @@ void Daemon::Send(Request request, Json::Value info) {
     }
 }
 
+void Daemon::ForgetRouter(const std::string& ifname) {
+    if (client.ResetIPv6Module(ifname) != 0) {
+        Refused();
+    }
+}
+
 Json::Value Daemon::Entries(const Family& family) {
     Json::Value request(Json::objectValue);
     request["type"] = family.type;

@@ -38,6 +38,9 @@ class Daemon {
 
     void Send(Request request, Json::Value info);
 
+    /// Has it forget the router that it follows on an interface.
+    void ForgetRouter(const std::string& ifname);
+
     /// The ordered list, an array of entries.
     Json::Value Entries(const Family& family);
 

@@ -47,6 +47,7 @@ void Declare(CLI::App& app, Command& chosen) {
         "Example: vexonetctl gateway list -4");
     AddStatusCommand(app, chosen);
     AddGatewayCommands(app, chosen);
+    AddIPv6Commands(app, chosen);
     AddMonitorCommand(app, chosen);
     AddEventsCommand(app, chosen);
 }
