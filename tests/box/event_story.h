@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
+#include <regex>
+
 #include <vexonetwork/dbus/dbus_client.h>
 
 #include "support/appliance.h"
@@ -14,50 +17,37 @@ class EventStory : public testing::Test {
   protected:
     void SetUp() override {
         appliance.StartDaemon();
-        for (const Uplink& uplink : {wan0, wan1}) {
-            const std::string n = uplink.ifname.substr(3);
-            for (const auto& [type, gateway] :
-                 {std::pair{"GTYPE_V4", uplink.gateway}, {"GTYPE_V6", "2001:db8:" + n + "::1"}}) {
-                EXPECT_TRUE(vexonetwork::utils::SetGatewayInfo(uplink.ifname, type, gateway, "",
-                                                               "ethernet", -1, false));
-            }
+        for (const auto& [type, ifname, gateway] : {std::array{"GTYPE_V4", "wan0", "192.0.2.1"},
+                                                    {"GTYPE_V4", "wan1", "198.51.100.1"},
+                                                    {"GTYPE_V6", "wan0", "2001:db8:0::1"},
+                                                    {"GTYPE_V6", "wan1", "2001:db8:1::1"}}) {
+            EXPECT_TRUE(vexonetwork::utils::SetGatewayInfo(ifname, type, gateway, "", "ethernet",
+                                                           -1, false));
         }
-        EXPECT_TRUE(Eventually([this] {
-            Must("ip route replace 198.18.0.0/24 dev lo");
-            return !ReadFile(changes).empty();
-        }));
-        Settle();
     }
 
-    /// Waits until the daemon has handled everything that the kernel has told, and the monitor has
-    /// written what came of it.
+    /// Waits until the daemon has read all events, and the monitor has written what came of them.
     void Settle() {
         WaitForMarker();
         EXPECT_TRUE(Eventually([this] { return IsQuiet(appliance.Daemon().Pid()); }));
         WaitForMarker();
     }
 
-    bool MovesTo(const Uplink& uplink) {
-        const std::vector<std::string> expected = {"via " + uplink.gateway + " dev " + uplink.ifname
-                                                   + " src " + uplink.address};
-        return Eventually([&] { return DefaultRoutes("-4") == expected; });
+    static bool MovesTo(const Uplink& to) {
+        const std::string route = "via " + to.gateway + " dev " + to.ifname + " src " + to.address;
+        return Eventually([&] { return DefaultRoutes("-4") == std::vector{route}; });
     }
 
     /// How often the IPv4 default route came or went since the last call.
     long DefaultRouteChanges() {
         Settle();
         const std::string all = ReadFile(changes);
-        const long count = Count(all.substr(counted), "default ");
-        counted = all.size();
-        return count;
+        return Count(all.substr(std::exchange(counted, all.size())), "default ");
     }
 
     static long Count(const std::string& text, const std::string& word) {
-        long count = 0;
-        for (auto at = text.find(word); at != text.npos; at = text.find(word, at + 1)) {
-            ++count;
-        }
-        return count;
+        const std::regex wanted(word);
+        return std::distance(std::sregex_iterator(text.begin(), text.end(), wanted), {});
     }
 
     TempFolder folder;
@@ -70,9 +60,10 @@ class EventStory : public testing::Test {
   private:
     void WaitForMarker() {
         const std::string marker = "198.18." + std::to_string(++markers) + ".0/24";
-        Must("ip route add " + marker + " dev lo");
-        EXPECT_TRUE(
-            Eventually([&] { return ReadFile(changes).find(marker) != std::string::npos; }));
+        EXPECT_TRUE(Eventually([&] {
+            Must("ip route replace " + marker + " dev lo");
+            return ReadFile(changes).find(marker) != marker.npos;
+        }));
     }
 
     std::string changes = folder / "changes";
@@ -80,5 +71,12 @@ class EventStory : public testing::Test {
     std::size_t counted = 0;
     int markers = 0;
 };
+
+/// Puts a script where an administrator would, to hear of IPv4 addresses.
+inline void WriteHook(const std::string& name, const std::string& script) {
+    const std::string path = "/usr/vexo/hooks/net/ipv4_change/" + name;
+    WriteFile(path, "#!/bin/sh\n" + script + "\n");
+    Must("chmod 755 " + path);
+}
 
 }  // namespace vexotest
