@@ -95,8 +95,7 @@ class Advertisements : public FakeModules {
         WriteNdisc6(kAnswers);
     }
 
-    void Receive(const std::string& router, int flags = 0,
-                 const std::string& ifname = "eth0") {
+    void Receive(const std::string& router, int flags = 0, const std::string& ifname = "eth0") {
         Bytes packet = Advertisement(flags, {Prefix(1)});
         Hand(packet, router, 255, ifname);
     }
