@@ -1,5 +1,7 @@
 #include "vexonetwork/emitter/network_event_emitter.h"
 
+#include <arpa/inet.h>
+#include <linux/filter.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
 #include <string.h>
@@ -29,8 +31,30 @@ constexpr unsigned kGroups =
     RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_IFADDR;
 constexpr milliseconds kPollTimeout = std::chrono::seconds(6);
 
+/// Addresses come in flocks: an election because of them waits for a pause that long.
+constexpr milliseconds kPause(5);
+
 /// How long messages that keep coming may hold up an election.
 constexpr milliseconds kLongestDelay(100);
+
+/// Each address has routes of its own in the local table, which nobody here looks at: the kernel
+/// need not tell of them. What is not about routes passes. Nothing breaks when it cannot be set.
+int LeaveOutForeignTables(int fd) {
+    constexpr unsigned kType = offsetof(nlmsghdr, nlmsg_type);
+    constexpr unsigned kTable = NLMSG_HDRLEN + offsetof(rtmsg, rtm_table);
+    // Filters read in network order, messages are in that of the host.
+    std::array<sock_filter, 7> program{{
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, kType),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_NEWROUTE), 1, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_DELROUTE), 0, 2),
+        BPF_STMT(BPF_LD | BPF_B | BPF_ABS, kTable),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, RT_TABLE_MAIN, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, 0xffffffff),
+        BPF_STMT(BPF_RET | BPF_K, 0),
+    }};
+    const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
+    return ::setsockopt(fd, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter);
+}
 
 int SetOption(int fd, int option, int value) {
     return ::setsockopt(fd, SOL_SOCKET, option, &value, sizeof value);
@@ -72,6 +96,7 @@ void NetworkEventEmitter::Subscribe() {
         VEXO_LOG(LOG_ERR, "Failed to setsockopt[SO_RCVBUFFORCE] with err=[%d][%s], skipped it.",
                  errno, ::strerror(errno));
     }
+    LeaveOutForeignTables(fd);
     sockaddr_nl address{};
     address.nl_family = AF_NETLINK;
     address.nl_groups = kGroups;
@@ -119,7 +144,7 @@ bool NetworkEventEmitter::PollOnce(milliseconds timeout) {
     }
     const bool waiting = stockDue || !changes.empty();
     std::array<pollfd, 2> events{{{fd, POLLIN, 0}, {wake, POLLIN, 0}}};
-    const milliseconds wait = waiting ? milliseconds(0) : timeout;
+    const milliseconds wait = waiting ? Patience() : timeout;
     const int ready = ::poll(events.data(), events.size(), static_cast<int>(wait.count()));
     if (ready > 0 && events[0].revents != 0) {
         AnalysisNetlinkMessage();
@@ -205,6 +230,11 @@ void NetworkEventEmitter::PutOffElection(const std::string& ifname, Change chang
     changes[ifname.substr(0, ifname.find(':'))] |= change;
 }
 
+milliseconds NetworkEventEmitter::Patience() const {
+    const auto isLink = [](const auto& entry) { return (entry.second & kLinkChange) != 0; };
+    return stockDue || std::ranges::any_of(changes, isLink) ? milliseconds(0) : kPause;
+}
+
 bool NetworkEventEmitter::IsElectionDue() const {
     return !changes.empty() && steady_clock::now() - firstChange >= kLongestDelay;
 }
@@ -213,6 +243,7 @@ bool NetworkEventEmitter::IsElectionDue() const {
 /// gateway list cause one, and all of a burst together one.
 void NetworkEventEmitter::Elect() {
     const auto changed = std::exchange(changes, {});
+    hooks.clear();
     const auto concerns = [&changed](Change change, GatewayType type) {
         return std::ranges::any_of(changed, [change, type](const auto& entry) {
             return (entry.second & change) != 0 && IsGatewayInterface(type, entry.first);

@@ -28,13 +28,6 @@ std::string KernelName(unsigned index) {
     return index != 0 && ::if_indextoname(index, name) != nullptr ? name : "";
 }
 
-/// Joining the addresses costs more than everything else when an interface has thousands, and
-/// mostly nobody wants to hear of them.
-bool IsIPv6ChangeHeard(bool isNew) {
-    return VLIBPluginIsHeard("net", "ipv6_change") == 1
-           || VLIBPluginIsHeard("net", isNew ? "ipv6_add" : "ipv6_delete") == 1;
-}
-
 }  // namespace
 
 int NetworkEventEmitter::CheckIPChangeEvent(nlmsghdr* message) {
@@ -82,7 +75,9 @@ void NetworkEventEmitter::ProcessIPv4Event(const std::string& ifname, const std:
         return;
     }
     const std::string former = std::exchange(current, isNew ? address : none);
-    hook::NetIPChangeEvent(IPTYPE_V4, ifname, former, current, prefix);
+    if (IsHeard("ipv4_change")) {
+        hook::NetIPChangeEvent(IPTYPE_V4, ifname, former, current, prefix);
+    }
     PutOffElection(ifname, kIPv4Change);
 }
 
@@ -93,7 +88,8 @@ void NetworkEventEmitter::ProcessIPv6Event(const std::string& ifname, const std:
     if (addresses.Contains(entry) == isNew) {
         return;
     }
-    const bool heard = IsIPv6ChangeHeard(isNew);
+    // Joining the addresses costs more than everything else when an interface has thousands.
+    const bool heard = IsHeard("ipv6_change") || IsHeard(isNew ? "ipv6_add" : "ipv6_delete");
     const std::string former = heard ? addresses.Join() : "";
     isNew ? addresses.Add(entry) : addresses.Remove(entry);
     if (heard) {
@@ -104,6 +100,14 @@ void NetworkEventEmitter::ProcessIPv6Event(const std::string& ifname, const std:
                                  isNew ? "add" : "delete");
     }
     PutOffElection(ifname, kIPv6Change);
+}
+
+bool NetworkEventEmitter::IsHeard(const char* event) {
+    const auto [place, isNew] = hooks.try_emplace(event, false);
+    if (isNew) {
+        place->second = VLIBPluginIsHeard("net", event) == 1;
+    }
+    return place->second;
 }
 
 int NetworkEventEmitter::CheckRouteChangeEvent(nlmsghdr* message) {

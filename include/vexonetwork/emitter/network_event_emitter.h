@@ -8,6 +8,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include <vexonetwork/emitter/address_list.h>
 
@@ -99,6 +100,7 @@ class NetworkEventEmitter {
     void LogLanPort(const std::string& ifname, bool running, bool slave) const;
     void DeliverLinkEvent(const std::string& ifname, bool running);
     std::string NameOf(unsigned index);
+    bool IsHeard(const char* event);
 
     void TakeStock();
     void TakeStockOfLinks(const std::map<std::string, unsigned>& links);
@@ -106,6 +108,7 @@ class NetworkEventEmitter {
     void TakeStockOfIPv6(const std::map<std::string, AddressList>& addresses);
 
     void PutOffElection(const std::string& ifname, Change change);
+    std::chrono::milliseconds Patience() const;
     bool IsElectionDue() const;
     void Elect();
 
@@ -121,6 +124,7 @@ class NetworkEventEmitter {
 
     // What waits until no message is left, an election only so long.
     bool stockDue = false;
+    std::map<std::string_view, bool> hooks;   ///< whether there are hooks; asked once in a burst
     std::map<std::string, unsigned> changes;  ///< by interface, Change or-ed together
     std::chrono::steady_clock::time_point firstChange;
 };
