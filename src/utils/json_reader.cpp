@@ -1,5 +1,6 @@
 #include <cstring>
 #include <exception>
+#include <sstream>
 #include <utility>
 
 #include <vexonetwork/utils/json_reader.h>
@@ -19,6 +20,12 @@ bool ReadText(const std::string& text, Json::Value& value) {
 
 std::string WriteText(const Json::Value& value) {
     return Json::FastWriter().write(value);
+}
+
+std::string WriteTabbedText(const Json::Value& value) {
+    std::ostringstream text;
+    Json::StyledStreamWriter("\t").write(text, value);
+    return std::move(text).str();
 }
 
 #pragma GCC diagnostic pop
@@ -44,6 +51,10 @@ bool ParseJson(const std::string& text, Json::Value& value) {
 
 std::string ToCompactText(const Json::Value& value) {
     return WriteText(value);
+}
+
+std::string ToTabbedText(const Json::Value& value) {
+    return WriteTabbedText(value);
 }
 
 std::optional<std::string> GetString(const Json::Value& object, const char* key) {

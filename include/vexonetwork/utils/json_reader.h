@@ -15,6 +15,9 @@ bool ParseJson(const std::string& text, Json::Value& value);
 /// The single-line rendering, ending with a newline.
 std::string ToCompactText(const Json::Value& value);
 
+/// The rendering of several lines, indented by tabs, comments kept, ending with a newline.
+std::string ToTabbedText(const Json::Value& value);
+
 /// Members of an object, each only when it is there with exactly this type (a bool is no int, a
 /// number beyond 32 bits is none). Any kind of `object` is allowed; nothing is thrown.
 std::optional<std::string> GetString(const Json::Value& object, const char* key);

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <random>
+
+#include <vexonetwork/network/clientlist.h>
+#include <vexonetwork/utils/json_reader.h>
+
+#include "support/files.h"
+#include "support/process.h"
+#include "support/syslog_spy.h"
+
+extern "C" std::time_t time(std::time_t* /*result*/) noexcept {
+    return 1'735'516'800;  // 2024-12-30, of the first ISO week of 2025
+}
+
+namespace vexotest {
+namespace {
+
+using vexonetwork::network::ClientList;
+using vexonetwork::utils::ToCompactText;
+
+constexpr char kFile[] = "/tmp/devices.json";
+
+Json::Value Parse(const std::string& text) {
+    Json::Value value;
+    EXPECT_TRUE(vexonetwork::utils::ParseJson(text, value)) << text;
+    return value;
+}
+
+TEST(ClientListTest, MergesMemberByMemberAndSurvivesARestart) {
+    ClientList list;
+    EXPECT_TRUE(list.UpdateKeysByMac("m1", Parse(R"({"ipAddr": "i1", "macAddr": "lie"})"), true));
+    EXPECT_TRUE(list.UpdateKeysByMac("m1", Parse(R"({"netif": "br0"})"), false));
+    EXPECT_FALSE(list.UpdateKeysByMac("m2", Parse(R"({"netif": "br0"})"), false));
+    EXPECT_TRUE(list.WriteToFile(kFile));
+    EXPECT_EQ(ReadFile(kFile),
+              "{\n\t\"ClientList\" : \n\t[\n\t\t{\n\t\t\t\"asso_time\" : \"00:00:00 2025/12/30\",\n"
+              "\t\t\t\"displayName\" : \"General DMA\",\n\t\t\t\"ipAddr\" : \"i1\",\n"
+              "\t\t\t\"macAddr\" : \"m1\",\n\t\t\t\"netif\" : \"br0\"\n\t\t}\n\t]\n}\n");
+    ClientList next;
+    EXPECT_TRUE(next.Load(kFile));
+    const std::pair<const char*, const char*> names[] = {
+        {R"({"modelName": 7})", "7"},
+        {R"({"modelDescription": "a \u0001 \" TV", "friendlyName": ""})", "a \x01 \" TV"},
+        {R"({"friendlyName": "Ann's", "displayName": "lie"})", "Ann's"}};
+    for (const auto& [keys, shown] : names) {
+        EXPECT_TRUE(next.UpdateKeysByIP("i1", Parse(keys), false));
+        EXPECT_EQ(next.FindKey(next.FindMacByIP("i1"), "displayName"), shown);
+    }
+    next.UpdateKeysByMac("m2", Parse(R"({"a": 1})"), true);
+    next.UpdateKeysByMac("m3", Parse(R"({"a": 1})"), true);
+    EXPECT_TRUE(next.EraseObject("m1"));
+    EXPECT_EQ(next.GetClientList()["ClientList"][0]["macAddr"], "m3");
+}
+
+constexpr unsigned kNone = 99;
+
+unsigned Walk(const Json::Value& entries, const char* key, const std::string& text) {
+    for (unsigned i = 0; i < entries.size() && entries[i].isObject() && entries[i].isMember(key);
+         ++i) {
+        if (!entries[i][key].isObject() && entries[i][key].asString() == text) {
+            return i;
+        }
+    }
+    return kNone;
+}
+
+TEST(ClientListTest, FindsWhatAWalkWouldAfterAnyChanges) {
+    const Json::Value members[] = {"a", "b", "c", "d", "5", 5, {}, Json::objectValue};
+    std::mt19937 random;
+    const auto pick = [&](unsigned count) { return random() % count; };
+    ClientList list;
+    for (int step = 0; step < 5'000 && !HasFailure(); ++step) {
+        Json::Value keys;
+        keys["n"] = step;
+        for (const char* key : {"macAddr", "ipAddr"}) {
+            keys[pick(3) == 0 ? key : "n"] = members[pick(7)];
+        }
+        Json::Value before = list.GetClientList();
+        const std::string text = members[pick(5)].asString();
+        const auto kind = pick(100);
+        if (before["ClientList"].size() > 30) {
+            list.EraseList();
+        } else if (kind < 3) {
+            keys["macAddr"] = members[pick(8)];
+            before["ClientList"].append(pick(3) == 0 ? Json::Value("no object") : keys);
+            WriteFile(kFile, ToCompactText(before));
+            EXPECT_TRUE(list.Load(kFile));
+        } else if (unsigned place = 0; kind < 40 && list.VerifyMacIsExist(text, place)) {
+            EXPECT_TRUE(list.EraseObject(text));
+        } else if (kind < 60) {
+            list.UpdateKeysByIP(text, keys, pick(2) == 0);
+        } else {
+            list.UpdateKeysByMac(text, keys, pick(2) == 0);
+        }
+        const Json::Value entries = list.GetClientList()["ClientList"];
+        for (const char* sought : {"a", "b", "c", "d", "5", ""}) {
+            unsigned mac = kNone;
+            unsigned ip = kNone;
+            list.VerifyMacIsExist(sought, mac);
+            list.VerifyIPIsExist(sought, ip);
+            EXPECT_EQ(mac, Walk(entries, "macAddr", sought)) << sought << entries;
+            EXPECT_EQ(ip, Walk(entries, "ipAddr", sought)) << sought << entries;
+        }
+    }
+}
+
+TEST(ClientListTest, BadInputIsLoggedAndLeavesTheListAsItWas) {
+    const SyslogSpy log;
+    ClientList list;
+    list.UpdateKeysByMac("m1", Parse(R"({"ipAddr": "i1"})"), true);
+    const Json::Value before = list.GetClientList();
+    for (const char* keys :
+         {"null", "{}", "[1]", "3", R"({"macAddr": {}})", R"({"friendlyName": ["x"]})"}) {
+        EXPECT_FALSE(list.UpdateKeysByMac("m1", Parse(keys), true)) << keys;
+    }
+    EXPECT_FALSE(list.UpdateKeysByIP("", Parse(R"({"a": 1})"), true));
+    Must("mkfifo /tmp/pipe");
+    Must("ln -s devices.json /tmp/link");
+    WriteFile(kFile, std::string(100'000, '['));
+    for (const char* path :
+         {kFile, "/tmp/link", "/tmp/pipe", "/tmp", "/dev/zero", "/tmp/missing"}) {
+        EXPECT_FALSE(list.Load(path)) << path;
+    }
+    EXPECT_EQ(list.GetClientList(), before);
+    EXPECT_EQ(log.Lines().size(), 13U);
+
+    for (const char* text : {"[1, 2]", "3", R"({"ClientList": "x"})"}) {
+        WriteFile(kFile, text);
+        EXPECT_TRUE(list.Load(kFile));
+        EXPECT_FALSE(list.UpdateKeysByMac("m1", Parse(R"({"a": 1})"), true)) << text;
+        EXPECT_EQ(list.GetClientList(), Parse(text));
+    }
+    list.EraseList();
+    EXPECT_EQ(ToCompactText(list.GetClientList()), "{\"ClientList\":[]}\n");
+}
+
+TEST(ClientListTest, WritesThroughNothingThatSomebodyHasPutThere) {
+    ClientList list;
+    for (const char* trap : {"ln -s /tmp/other", "ln /tmp/other", "ln -s /dev/full", "mkfifo",
+                             "install -o 1000 /tmp/other"}) {
+        WriteFile("/tmp/other", "precious");
+        Must(std::string(trap) + " " + kFile);
+        EXPECT_TRUE(list.WriteToFile(kFile)) << trap;
+        EXPECT_EQ(Must(std::string("stat -c %F%u ") + kFile), "regular file0\n") << trap;
+        EXPECT_EQ(ReadFile(kFile), "{\n\t\"ClientList\" : []\n}\n");
+        EXPECT_EQ(ReadFile("/tmp/other"), "precious") << trap;
+        ::unlink(kFile);
+    }
+    EXPECT_FALSE(list.WriteToFile("/tmp") || list.WriteToFile("/dev/full"));
+}
+
+TEST(ClientListTest, ErasingWhatIsNotThereKeepsTheLock) {
+    ClientList list;
+    EXPECT_FALSE(list.EraseObject("m1"));
+    EXPECT_EXIT((::ualarm(100'000, 0), list.EraseList()), testing::KilledBySignal(SIGALRM), "");
+}
+
+}  // namespace
+}  // namespace vexotest
