@@ -1,0 +1,138 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <set>
+
+#include <vexonetwork/network/arpscanner.h>
+
+#include "network/device_texts.h"
+#include "network/netbios_lookups.h"
+#include "support/appliance.h"
+#include "support/event_queue.h"
+#include "support/syslog_spy.h"
+
+namespace vexotest {
+namespace {
+
+using namespace vexonetwork::network;
+using testing::ElementsAre;
+
+constexpr char kNmblookup[] = "/usr/local/bin/nmblookup";
+constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
+
+TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
+    for (const char* line : {"192.0.2.2 0x1 0x2 02:00:00:00:00:02 * eth0", "br0", "",
+                             "192.0.2.2 0x1 0x2 02:00:00:00:00:02 br0",
+                             "IP address  HW type  Flags  HW address  Mask  Device"}) {
+        EXPECT_FALSE(ParseArpLine(line)) << line;
+    }
+    EXPECT_EQ(ParseArpLine("1 2 3 m\t* lbr1 more")->mac, "m");
+
+    const std::pair<std::string, std::string> answers[] = {
+        {"status of 192.0.2.2\n\tNAS  <00> -  B <ACTIVE> \n\tNAS2 <03> B <ACTIVE>", "NAS"},
+        {"\t..__MSBROWSE__. <01> - <GROUP> B <ACTIVE> \n\tNAS <00> - B <ACTIVE> \n", "NAS"},
+        {"\tLAB <00> - #GROUP$ B #ACTIVE$\n\tNAS <00> - B #ACTIVE$\n", "NAS"},
+        {"\tA\"\x1b[31m\xff <00> <ACTIVE>\n", "A\"\x1b[31m\xff"},
+        {std::string("x\0 <ACTIVE>\n\tNAS <ACTIVE>", 25), "NAS"},
+        {std::string(2000, 'x') + " <ACTIVE>", std::string(977, 'x')}};
+    for (const auto& [answer, name] : answers) {
+        EXPECT_EQ(ParseNodeStatus(answer), name) << answer;
+    }
+}
+
+TEST(DeviceTextsTest, TheFirstOfManyLeasesThatMentionsAMacNamesIt) {
+    const std::string mac = "02:00:00:00:00:0";
+    const std::string three = "\"th\x01ree\"";
+    std::string leases = "1 " + mac + "1 192.0.2.1 one 01:" + mac + "1\n1 " + mac
+                         + "2 192.0.2.2\n1 " + mac + "3 192.0.2.3 " + three + " ff:" + mac
+                         + "4:00:01\n1 " + mac + "4 192.0.2.4 four *\n";
+    for (int i = 0; i < 100'000; ++i) {
+        leases += "1 " + mac + "2 192.0.2.2 late 01:" + mac + "2\n";
+    }
+    leases += "1 odd 192.0.2.5 five\n" + mac + "6";
+    const NamesByMac names = {
+        {mac + "1", "one"},           {mac + "2", ""}, {mac + "3", three}, {mac + "4", three},
+        {"00:00:00:00:04:00", three}, {mac + "5", ""}, {mac + "6", ""},    {"odd", "five"}};
+    NamesByMac found;
+    for (const auto& [address, name] : names) {
+        found[address];
+    }
+    ReadLeases(leases, found);
+    EXPECT_EQ(found, names);
+}
+
+/// The device 192.0.2.2, of which the kernel was only told, and 192.0.2.3, which answers.
+Process MakeLan(const TempFolder& folder) {
+    for (const char* command :
+         {"ip link add br0 type bridge", "ip address add 192.0.2.1/24 dev br0",
+          "ip link set br0 up", "ip netns add pc",
+          "ip link add lan0 type veth peer name eth0 netns pc", "ip link set lan0 master br0 up",
+          "ip -n pc link set eth0 address 02:00:00:00:00:03 up",
+          "ip -n pc address add 192.0.2.3/24 brd + dev eth0",
+          "ip neigh add 192.0.2.2 lladdr 02:00:00:00:00:02 nud permanent dev br0",
+          "ping -c 1 192.0.2.3", "mkdir -p /run/samba"}) {
+        Must(command);
+    }
+    WriteFile(folder / "conf", "[global]\nnetbios name = OFFICE-PC\ninterfaces = eth0\n");
+    Process nmbd(Words("ip netns exec pc nmbd -F --no-process-group -s " + (folder / "conf")),
+                 folder / "log");
+    EXPECT_TRUE(Eventually([] {
+        return Must("ip netns exec pc cat /proc/net/udp").find("030200C0:0089")
+               != std::string::npos;
+    })) << ReadFile(folder / "log");
+    return nmbd;
+}
+
+/// "ADDRESS MAC NAME" of each device on br0.
+std::set<std::string> Scan(const std::string& role) {
+    WriteFile("/etc/vexoinfo.conf", "net_topology=" + role + "\n");
+    const Json::Value list = ArpScanner::Inst()->GetData();
+    std::set<std::string> devices;
+    for (const Json::Value& entry : list["ClientList"]) {
+        EXPECT_EQ(entry["netif"], "br0");
+        devices.insert(entry["ipAddr"].asString() + " " + entry["macAddr"].asString() + " "
+                       + entry["friendlyName"].asString());
+    }
+    return devices;
+}
+
+TEST(ArpScannerTest, NamesComeFromLeasesOrFromTheDevicesThemselves) {
+    const TempFolder folder;
+    const Process nmbd = MakeLan(folder);
+    WriteFile(kLeases, "1 02:00:00:00:00:02 192.0.2.2 television *\n");
+    Must(std::string("ln -s /usr/bin/nmblookup ") + kNmblookup);
+    const std::string tv = "192.0.2.2 02:00:00:00:00:02 ";
+    const std::string pc = "192.0.2.3 02:00:00:00:00:03 ";
+    EXPECT_THAT(Scan("1"), ElementsAre());
+    EXPECT_THAT(Scan("2"), ElementsAre(tv, pc + "OFFICE-PC"));
+    EXPECT_THAT(Scan("3"), ElementsAre(tv + "television", pc + "OFFICE-PC"));
+
+    const SyslogSpy log;
+    ::unlink(kNmblookup);
+    ::unlink(kLeases);
+    EXPECT_THAT(Scan("3"), ElementsAre(tv, pc));
+    const std::string failure = "Failed to execute cmd [/usr/local/bin/nmblookup -A 192.0.2.";
+    EXPECT_THAT(log.Messages(), testing::UnorderedElementsAre("Failed to open dhcp leases file",
+                                                              failure + "2]", failure + "3]"));
+}
+
+TEST(ArpScannerTest, ProgramsThatHangOrFloodAreGivenUpTogether) {
+    WriteFile(kNmblookup,
+              "#!/bin/bash\ncase $2 in\n*.2) exec yes rubbish ;;\n*.3) exec >&- sleep 1000 ;;\n"
+              "*.4) echo ' LATE <ACTIVE>'; exec sleep 1000 ;;\n*.5) exec cat /dev/urandom ;;\n"
+              "*.6) echo -n 'SIX <ACTIVE>' ;;\n*) exec sleep 1000 ;;\nesac\n");
+    ::chmod(kNmblookup, 0755);
+    const int descriptors = OpenDescriptors();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THAT(LookUpNetbiosNames({"192.0.2.2", "192.0.2.3", "192.0.2.4", "192.0.2.5", "192.0.2.6",
+                                    "192.0.2.7", "--option"}),
+                ElementsAre("", "", "LATE", "", "SIX", "", ""));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9));
+    EXPECT_EQ(ChildrenOf(::getpid()), "");
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+}
+
+}  // namespace
+}  // namespace vexotest
