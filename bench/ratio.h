@@ -41,6 +41,7 @@ const std::string& Scratch();
 
 std::vector<Figure> BusFigures();
 std::vector<Figure> DaemonFigures();
+std::vector<Figure> DeviceFigures();
 std::vector<Figure> EventCostFigures();
 std::vector<Figure> FileFigures();
 std::vector<Figure> GatewayFigures();
