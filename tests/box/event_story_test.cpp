@@ -46,8 +46,8 @@ TEST_F(EventStory, AddressesOfTheListedMatterAndStrangersDoNot) {
     }
     Must("ip addr add 198.51.100.10/24 dev wan1");
     long changed = 0;
-    EXPECT_TRUE(Eventually([&] { return (changed += DefaultRouteChanges()) > 0; }));
-    EXPECT_EQ(changed, 2) << "more than the election because of wan1";
+    EXPECT_TRUE(Eventually([&] { return (changed += DefaultRouteChanges()) >= 2; }));
+    EXPECT_EQ(changed + DefaultRouteChanges(), 2) << "more than the election because of wan1";
 }
 
 TEST_F(EventStory, HooksOfAnAdministratorHearOfAddresses) {
