@@ -121,8 +121,10 @@ int IPv6Module::TerminateModule() {
 }
 
 int IPv6Module::ProcessRequest(const Json::Value& in, Json::Value& /*out*/) {
-    if (utils::GetString(in, "method") == "RESET_IPV6_MODULE") {
-        resets->Post(utils::GetString(in, "ifname").value_or(""));
+    std::string ifname = utils::GetString(in, "ifname").value_or("");
+    // A text that is no name, of megabytes even, has no record.
+    if (utils::GetString(in, "method") == "RESET_IPV6_MODULE" && ifname.size() < IF_NAMESIZE) {
+        resets->Post(std::move(ifname));
         ::eventfd_write(wake, 1);
     }
     return 0;

@@ -1,4 +1,4 @@
-// IPv6 on the appliance as it is delivered: from an interface's file to the lease.
+// From an interface's file to the lease, with a DHCPv6 server at the far end of the cable.
 
 #include <gmock/gmock.h>
 
@@ -8,45 +8,97 @@
 namespace vexotest {
 namespace {
 
+using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
 constexpr char kFile[] = "/etc/sysconfig/network-scripts/ifcfg-wan0";
-constexpr char kUnit[] = "dhclient6@wan0-na.service";
 
-TEST(ApplianceIpv6, TheFilesMethodIsInForceAfterTheBootAndUntilItIsChanged) {
-    const Uplink wan0 = MakeUplink(0);
-    WriteFile("/etc/dhcpd.conf",
-              "option dhcp6.name-servers 2001:db8::53;"
-              "subnet6 2001:db8::/64 { range6 2001:db8::100 2001:db8::100; }");
-    WriteFile("/etc/leases", "");
-    const Process server(
-        Words("ip netns exec isp-wan0 dhcpd -6 -d -cf /etc/dhcpd.conf -lf /etc/leases far"),
-        "/tmp/dhcpd.log");
-    WriteFile(kFile, "IPV6_METHOD=dhcp\n");
+class ApplianceIpv6 : public testing::Test {
+  protected:
+    /// A server of one address, whose leases last nine seconds and are renewed after two.
+    void Serve(const std::string& address, const std::string& dns) {
+        WriteFile("/etc/dhcpd.conf",
+                  "authoritative; default-lease-time 9; preferred-lifetime 6;"
+                  "option dhcp-renewal-time 2; option dhcp-rebinding-time 5;"
+                  "option dhcp6.name-servers "
+                      + dns + "; subnet6 2001:db8::/64 { range6 " + address + " " + address
+                      + "; }");
+        server = Process();
+        WriteFile("/etc/leases", "");
+        WriteFile("/etc/dhcpd.log", "");
+        server = Process(Words("ip netns exec isp-wan0 dhcpd -6 -d -cf /etc/dhcpd.conf"
+                               " -lf /etc/leases -pf /etc/dhcpd.pid far"),
+                         "/etc/dhcpd.log");
+        ASSERT_TRUE(Comes("Server starting service", [] { return ReadFile("/etc/dhcpd.log"); }));
+    }
+
+    /// As an administrator does: the file, and the link anew.
+    void Configure(const std::string& method) {
+        WriteFile(kFile, "IPV6_METHOD=" + method + "\n");
+        SetLink(wan0, false);
+        SetLink(wan0, true);
+    }
+
+    template <typename Source>
+    static testing::AssertionResult Comes(const std::string& text, Source source) {
+        const bool comes = Eventually([&] { return source().find(text) != std::string::npos; });
+        return testing::AssertionResult(comes) << source();
+    }
+    static std::string Addresses() { return Must("ip -6 -o address show dev wan0 scope global"); }
+    static std::string Resolver() { return ReadFile("/etc/iproute2/config/resolv6.conf"); }
+    /// As long as none has said anything, there is no unit of that name to journalctl.
+    std::string Log() const { return machine.Try("journalctl --no-pager --unit dhclient6@*").out; }
+
+    Uplink wan0 = MakeUplink(0);
+    Process server;
     Machine machine;
+};
+
+TEST_F(ApplianceIpv6, ALeaseLivesWithTheMethodOfTheFile) {
+    Serve("2001:db8::100", "2001:db8::53, 2001:db8::54");
+    WriteFile(kFile, "IPV6_METHOD=dhcp\n");
     machine.Boot();
-    const auto has = [](const std::string& text) {
-        return Must("ip -6 -o address show dev wan0").find(text) != std::string::npos;
-    };
-    EXPECT_TRUE(Eventually([&] { return has("2001:db8::100/128"); }))
-        << machine.Do(std::string("journalctl --no-pager --unit ") + kUnit);
-    EXPECT_TRUE(Eventually([&] {
-        return machine.Do("vexonetctl gateway list -6").find("2001:db8::53") != std::string::npos;
-    }));
-    EXPECT_EQ(ReadFile("/proc/sys/net/ipv6/conf/wan0/accept_ra_defrtr"), "0\n");
+    machine.Do("vexonetctl gateway add wan0 -6 --gateway 2001:db8:0::1 --class ethernet");
+    EXPECT_TRUE(Comes("nameserver 2001:db8::53\n", Resolver)) << Log();
+    EXPECT_THAT(Addresses(), HasSubstr("2001:db8::100/128 scope global dynamic"));
 
-    SetLink(wan0, false);
-    SetLink(wan0, true);
-    EXPECT_TRUE(has("2001:db8::100/128")) << "a cable that was pulled for a second";
+    const auto lease = [] { return Must("ip -6 address show dev wan0 to 2001:db8::100"); };
+    EXPECT_TRUE(Comes("valid_lft 7sec", lease));
+    EXPECT_TRUE(Comes("valid_lft 9sec", lease)) << "it is renewed";
+    Serve("2001:db8::100", "2001:db8::55");
+    EXPECT_TRUE(Comes("nameserver 2001:db8::55\n", Resolver));
 
-    WriteFile(kFile, "IPV6_METHOD=auto\n");
-    SetLink(wan0, false);
-    SetLink(wan0, true);
-    EXPECT_TRUE(Eventually([&] { return !has("2001:db8::100"); }));
-    EXPECT_TRUE(Eventually(
-        [&] { return machine.Try(std::string("systemctl is-active ") + kUnit).status == 3; }));
-    EXPECT_THAT(machine.Do("systemctl --failed --no-legend"), Not(HasSubstr("dhclient6")));
+    Configure("dhcp");
+    EXPECT_THAT(Addresses(), HasSubstr("2001:db8::100")) << "the cable was out for a second only";
+    Configure("auto");
+    EXPECT_TRUE(Comes("releases address", [] { return ReadFile("/etc/dhcpd.log"); }));
+    EXPECT_TRUE(Eventually([] { return Resolver().empty(); }));
+    EXPECT_THAT(Addresses(), AllOf(HasSubstr("2001:db8::10/64"), Not(HasSubstr("2001:db8::100"))));
+    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre(HasSubstr("via 2001:db8::1 dev wan0")));
+    EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
+}
+
+TEST_F(ApplianceIpv6, NonsenseAndAnotherHostsAddressAreRefused) {
+    Serve("2001:db8::100", "2001:db8::53");
+    Must("ip -n isp-wan0 address add 2001:db8::100/64 dev far nodad");
+    WriteFile("/proc/sys/net/ipv6/conf/wan0/accept_dad", "1");
+    WriteFile(kFile, "IPV6_METHOD=dhcp\n");
+    machine.Boot();
+    EXPECT_TRUE(Comes("wan0: refused: address 2001:db8::100", [&] { return Log(); }));
+    Serve("2001:db8::101", "ff02::1");
+    EXPECT_TRUE(Comes("2001:db8::101/128", Addresses));
+    EXPECT_TRUE(Comes("left out, as it is no host's address: ff02::1", [&] { return Log(); }));
+    EXPECT_EQ(Resolver(), "");
+
+    Serve("2001:db8::102", "2001:db8::53");
+    Configure("slaac-dhcp");
+    EXPECT_TRUE(Comes("nameserver 2001:db8::53\n", Resolver)) << Log();
+    EXPECT_THAT(Addresses(), Not(HasSubstr("/128")));
+    EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
+    EXPECT_THAT(machine.Try("/usr/libexec/vexonetwork/dhclient6 run w-an0-na").err,
+                HasSubstr("w-an0: there is no such interface"));
 }
 
 }  // namespace

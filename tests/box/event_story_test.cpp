@@ -14,7 +14,7 @@ TEST_F(EventStory, TheDefaultRouteFollowsTheCables) {
     SetLink(wan0, false);
     EXPECT_TRUE(MovesTo(wan1));
     DefaultRouteChanges();
-    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8:1::1 dev wan1"));
+    ExpectDefaultRoutes("-6", {"via 2001:db8:1::1 dev wan1"});
     SetLink(wan0, true);
     EXPECT_GT(DefaultRouteChanges(), 0);
     EXPECT_TRUE(MovesTo(wan1)) << "who has won once stays in front";
@@ -28,7 +28,7 @@ TEST_F(EventStory, TheDefaultRouteFollowsTheCables) {
     SetLink(wan1, true);
     EXPECT_TRUE(MovesTo(wan1));
     Settle();
-    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8:1::1 dev wan1"));
+    ExpectDefaultRoutes("-6", {"via 2001:db8:1::1 dev wan1"});
 }
 
 TEST_F(EventStory, AddressesOfTheListedMatterAndStrangersDoNot) {
@@ -46,8 +46,8 @@ TEST_F(EventStory, AddressesOfTheListedMatterAndStrangersDoNot) {
     }
     Must("ip addr add 198.51.100.10/24 dev wan1");
     long changed = 0;
-    EXPECT_TRUE(Eventually([&] { return (changed += DefaultRouteChanges()) > 0; }));
-    EXPECT_EQ(changed, 2) << "more than the election because of wan1";
+    EXPECT_TRUE(Eventually([&] { return (changed += DefaultRouteChanges()) >= 2; }));
+    EXPECT_EQ(changed + DefaultRouteChanges(), 2) << "more than the election because of wan1";
 }
 
 TEST_F(EventStory, HooksOfAnAdministratorHearOfAddresses) {

@@ -48,29 +48,29 @@ class GatewayStory : public testing::Test {
 TEST_F(GatewayStory, TheDefaultRouteFollowsTheListAndTheCables) {
     Add(wan0);
     Add(wan1);
-    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(Via(wan0)));
+    ExpectDefaultRoutes("-4", {Via(wan0)});
 
     SetLink(wan0, false);
     EXPECT_TRUE(RefreshGateway(kV4));
-    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(Via(wan1)));
+    ExpectDefaultRoutes("-4", {Via(wan1)});
     EXPECT_EQ(GetGatewayPriority("wan1", kV4), 0) << "the winner moves to the front";
 
     SetLink(wan0, true);
     Add(wan0, 0);
-    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(Via(wan0)));
+    ExpectDefaultRoutes("-4", {Via(wan0)});
 
     EXPECT_TRUE(DelGatewayInfo("wan0", kV4, false));
-    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(Via(wan1)));
+    ExpectDefaultRoutes("-4", {Via(wan1)});
     EXPECT_EQ(vexotest::Run({"ping", "-c1", "-W2", wan1.gateway}).status, 0);
 }
 
 TEST_F(GatewayStory, IPv6HasItsOwnListAndDefaultRoute) {
     EXPECT_TRUE(
         SetGatewayInfo("wan0", kV6, "2001:db8:0::1", "2001:db8:0::53", "ethernet", 0, false));
-    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8::1 dev wan0"));
-    EXPECT_THAT(DefaultRoutes("-4"), IsEmpty());
+    ExpectDefaultRoutes("-6", {"via 2001:db8::1 dev wan0"});
+    ExpectDefaultRoutes("-4", {});
     EXPECT_TRUE(SetGatewayInfo("wan1", kV6, "::", "", "ethernet", 0, false));
-    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("dev wan1"));
+    ExpectDefaultRoutes("-6", {"dev wan1"});
     EXPECT_EQ(ReadFile("/etc/iproute2/config/resolv6.conf"), "nameserver 2001:db8:0::53\n");
 }
 

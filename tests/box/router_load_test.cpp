@@ -56,7 +56,7 @@ TEST(RouterLoad, AdvertisementsAndResetsComeAtOnce) {
         last.Send({.source = "fe80::77"});
         return ReadFile("/run/vexo/ipv6_routers.json").find("fe80::77") != std::string::npos;
     }));
-    EXPECT_EQ(DefaultRoutes("-6"), std::vector<std::string>{"via fe80::77 dev wan0"});
+    ExpectDefaultRoutes("-6", {"via fe80::77 dev wan0"});
     manager.RemoveModule(vexonetwork::network::module::MODULE_IPV6);
     manager.RemoveModule(vexonetwork::network::module::MODULE_ROUTE);
 }

@@ -52,7 +52,7 @@ TEST_F(Explain, TellsWhyEachEntryIsTakenOrNot) {
     appliance.StartDaemon();
     for (const char* entry :
          {"slave0 --gateway 10.7.0.1", "down0 --gateway 10.9.0.1 --class ethernet",
-          "bare0 --gateway 10.8.0.1", "eth8 --gateway 192.0.2.1", "none0",
+          "bare0 --gateway 10.8.0.1 --class pppoe", "eth8 --gateway 192.0.2.1", "none0",
           "eth9 --class ethernet --gateway 192.0.2.1", "wan0 --gateway 203.0.113.1",
           "wan1 --gateway 10.6.0.1", "lo"}) {
         Add(entry);

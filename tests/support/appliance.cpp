@@ -109,6 +109,12 @@ std::vector<std::string> DefaultRoutes(const std::string& family) {
     return texts;
 }
 
+void ExpectDefaultRoutes(const std::string& family, const std::vector<std::string>& routes) {
+    EXPECT_TRUE(Eventually([&] { return DefaultRoutes(family) == routes; }))
+        << "not " << testing::PrintToString(routes) << " but "
+        << testing::PrintToString(DefaultRoutes(family));
+}
+
 Appliance::Appliance() : notifications(ListenForNotifications(folder / "notify")) {
     ::setenv("DBUS_SESSION_BUS_ADDRESS", vexonetwork::dbus::kBusAddress, 1);
     ::mkdir("/run/vexonet", 0755);

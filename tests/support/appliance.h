@@ -39,6 +39,10 @@ void SetLink(const Uplink& uplink, bool up);
 /// order; parts that a route does not have are left out. `family` is "-4" or "-6".
 std::vector<std::string> DefaultRoutes(const std::string& family);
 
+/// Waits until the default routes are these: an election takes them away for a moment, and kernel
+/// events cause elections at any time. Fails the test when they do not become so.
+void ExpectDefaultRoutes(const std::string& family, const std::vector<std::string>& routes);
+
 /// The daemon on a message bus of its own, as the appliance runs it. The bus starts with the
 /// object; the daemon when asked to.
 class Appliance {

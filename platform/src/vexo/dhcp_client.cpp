@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string_view>
 
 #include <vexobase/log.h>
 
-#include "vexo/system_manager.h"
+#include "vexo/unit_jobs.h"
 #include "vlib/error.h"
 
 namespace vexoplatform {
@@ -23,9 +24,13 @@ bool CanBeInstance(const std::string& ifname) {
               });
 }
 
+constexpr char kStop[] = "StopUnit";
+
 struct Unit {
     const char* program;
     std::string instance;
+
+    std::string Name() const { return std::string(program) + "@" + instance + ".service"; }
 };
 
 Unit Client4(const std::string& ifname) {
@@ -45,10 +50,7 @@ int QueueJob(const char* method, const std::string& ifname, const Unit& unit) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    auto manager = SystemManager::Connect();
-    if (!manager
-        || !manager->QueueJob(method,
-                              std::string(unit.program) + "@" + unit.instance + ".service")) {
+    if (!QueueUnitJob(method, unit.Name())) {
         VLIBCErrSet(VLIB_ERR_SYSTEMD_FAILED);
         return -1;
     }
@@ -57,12 +59,15 @@ int QueueJob(const char* method, const std::string& ifname, const Unit& unit) {
 
 /// The runtime directory of a unit stands from its start until it has stopped for good.
 bool Runs(const Unit& unit) {
+    if (const char* job = PendingUnitJob(unit.Name())) {
+        return std::string_view(job) != kStop;
+    }
     const std::string folder = std::string("/run/") + unit.program + "-" + unit.instance;
     return ::access(folder.c_str(), F_OK) == 0;
 }
 
 int Stop(const std::string& ifname, const Unit& unit) {
-    return Runs(unit) ? QueueJob("StopUnit", ifname, unit) : 0;
+    return Runs(unit) ? QueueJob(kStop, ifname, unit) : 0;
 }
 
 }  // namespace

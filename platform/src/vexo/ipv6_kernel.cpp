@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <span>
@@ -49,6 +48,7 @@ std::optional<GlobalAddress> ParseAddress(const nlmsghdr& message) {
         return std::nullopt;
     }
     std::memcpy(&result.address.address, bytes.data(), bytes.size());
+    result.index = static_cast<int>(header->ifa_index);
     result.address.prefix = header->ifa_prefixlen;
     result.permanent = (header->ifa_flags & IFA_F_PERMANENT) != 0;
     const auto origin = attributes.U8(IFA_PROTO);
@@ -70,7 +70,10 @@ void PutAddressHeader(NetlinkRequest& request, int index, const Ipv6Address& add
 bool RunsOut(const NetlinkAttributes& attributes) {
     rta_cacheinfo info{};
     const auto bytes = attributes.Bytes(RTA_CACHEINFO);
-    std::memcpy(&info, bytes.data(), std::min(bytes.size(), sizeof info));
+    if (bytes.size() < sizeof info) {
+        return false;
+    }
+    std::memcpy(&info, bytes.data(), sizeof info);
     return info.rta_expires > 0;
 }
 
@@ -112,7 +115,11 @@ std::optional<std::vector<GlobalAddress>> ListGlobalAddresses(int index) {
     auto& header = request.PutHeader<ifaddrmsg>();
     header.ifa_family = AF_INET6;
     header.ifa_index = static_cast<unsigned int>(index);
-    return NetlinkDump<GlobalAddress>(request, ParseAddress);
+    auto addresses = NetlinkDump<GlobalAddress>(request, ParseAddress);
+    if (addresses) {
+        std::erase_if(*addresses, [&](const GlobalAddress& each) { return each.index != index; });
+    }
+    return addresses;
 }
 
 int PutIpv6Address(int index, const Ipv6Address& address) {
@@ -135,7 +142,14 @@ std::optional<std::vector<AdvertisedRoute>> ListAdvertisedRoutes(int index) {
     header.rtm_table = RT_TABLE_MAIN;
     header.rtm_type = RTN_UNICAST;
     request.PutU32(RTA_OIF, static_cast<std::uint32_t>(index));
-    return NetlinkDump<AdvertisedRoute>(request, ParseRoute);
+    auto routes = NetlinkDump<AdvertisedRoute>(request, ParseRoute);
+    if (routes) {
+        std::erase_if(*routes, [&](const AdvertisedRoute& each) {
+            const auto over = NetlinkAttributes(each.attributes).U32(RTA_OIF);
+            return over != static_cast<std::uint32_t>(index);
+        });
+    }
+    return routes;
 }
 
 int RemoveAdvertisedRoute(const AdvertisedRoute& route) {

@@ -21,6 +21,7 @@ bool HasIpv6(const std::string& ifname);
 
 /// One global IPv6 address of an interface.
 struct GlobalAddress {
+    int index = 0;  ///< of the interface
     Ipv6Address address{};
     bool permanent = false;   ///< it has no lifetime
     bool autonomous = false;  ///< the kernel made it of an advertised prefix

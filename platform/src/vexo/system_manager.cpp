@@ -96,9 +96,16 @@ class EndedJobs {
 
 }  // namespace
 
+bool SystemManager::Runs() {
+    if (sd_booted() > 0) {
+        return true;
+    }
+    VEXO_LOG(LOG_ERR, "No system manager is running");
+    return false;
+}
+
 std::optional<SystemManager> SystemManager::Connect() {
-    if (sd_booted() <= 0) {
-        VEXO_LOG(LOG_ERR, "No system manager is running");
+    if (!Runs()) {
         return std::nullopt;
     }
     sd_bus* connection = nullptr;

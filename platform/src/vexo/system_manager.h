@@ -13,6 +13,9 @@ namespace vexoplatform {
 /// A connection to the system manager, org.freedesktop.systemd1. Every failure is logged.
 class SystemManager {
   public:
+    /// Whether a manager runs; when none does, the log says so. One look at a file.
+    static bool Runs();
+
     /// @return nothing when no manager runs or it cannot be reached
     static std::optional<SystemManager> Connect();
 
@@ -25,6 +28,7 @@ class SystemManager {
     bool RunJob(const char* method, const std::string& unit);
 
     /// Queues a job in place of those of the unit that wait, and does not wait for its end.
+    /// Those that must not wait for the bus either use QueueUnitJob.
     /// @param method  as for RunJob
     bool QueueJob(const char* method, const std::string& unit);
 

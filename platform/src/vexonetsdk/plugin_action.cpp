@@ -1,5 +1,4 @@
 #include <atomic>
-#include <csignal>
 #include <exception>
 #include <thread>
 
@@ -7,6 +6,7 @@
 
 #include "vexo/hook_runner.h"
 #include "vexonetsdk/sdk_s.h"
+#include "vlib/blocked_signals.h"
 #include "vlib/error.h"
 #include "vlib/plugin_session.h"
 #include "vlib/spawn.h"
@@ -22,22 +22,28 @@ int RunAction(const VLIBPLUGIN& session) {
     return vexoplatform::RunHooks(session.category, session.name, session.arguments);
 }
 
-/// While it lives, threads begin with every signal blocked, so that each still reaches those that
-/// the process has for it.
-class BlockedSignals {
+/// Gives the place of an action back, however that ends.
+class Place {
   public:
-    BlockedSignals() {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &former);
-    }
-    ~BlockedSignals() { ::pthread_sigmask(SIG_SETMASK, &former, nullptr); }
-    BlockedSignals(const BlockedSignals&) = delete;
-    BlockedSignals& operator=(const BlockedSignals&) = delete;
-
-  private:
-    sigset_t former;
+    Place() = default;
+    ~Place() { --unawaited; }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
 };
+
+void LogFailure(const VLIBPLUGIN& session, const char* what, const std::exception& error) {
+    VEXO_LOG(LOG_ERR, "Action [%s/%s] %s: %s", session.category.c_str(), session.name.c_str(), what,
+             error.what());
+}
+
+void RunUnawaited(const VLIBPLUGIN& session) {
+    const Place place;
+    try {
+        RunAction(session);
+    } catch (const std::exception& error) {
+        LogFailure(session, "has not run to its end", error);
+    }
+}
 
 /// Runs a copy of the session on a thread of its own, which waits for the executables in the
 /// caller's place: none is left a zombie and each has its deadline.
@@ -48,16 +54,12 @@ int StartAction(const VLIBPLUGIN& session) {
                  session.category.c_str(), session.name.c_str(), kMostUnawaited);
         return -1;
     }
-    const BlockedSignals blocked;
+    const vlib::BlockedSignals blocked;
     try {
-        std::thread([copy = session] {
-            RunAction(copy);
-            --unawaited;
-        }).detach();
+        std::thread([copy = session] { RunUnawaited(copy); }).detach();
     } catch (const std::exception& error) {
         --unawaited;
-        VEXO_LOG(LOG_ERR, "Action [%s/%s] cannot be started: %s", session.category.c_str(),
-                 session.name.c_str(), error.what());
+        LogFailure(session, "cannot be started", error);
         return -1;
     }
     return 0;
