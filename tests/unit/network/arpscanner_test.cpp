@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <set>
 
@@ -23,19 +24,16 @@ constexpr char kNmblookup[] = "/usr/local/bin/nmblookup";
 constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
 
 TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
-    for (const char* line : {"192.0.2.2 0x1 0x2 02:00:00:00:00:02 * eth0", "br0", "",
-                             "192.0.2.2 0x1 0x2 02:00:00:00:00:02 br0",
-                             "IP address  HW type  Flags  HW address  Mask  Device"}) {
+    for (const char* line :
+         {"1 2 3 m * eth0", "1 2 3 m br0", "", "IP address  HW type  Flags  HW"}) {
         EXPECT_FALSE(ParseArpLine(line)) << line;
     }
     EXPECT_EQ(ParseArpLine("1 2 3 m\t* lbr1 more")->mac, "m");
 
     const std::pair<std::string, std::string> answers[] = {
         {"status of 192.0.2.2\n\tNAS  <00> -  B <ACTIVE> \n\tNAS2 <03> B <ACTIVE>", "NAS"},
-        {"\t..__MSBROWSE__. <01> - <GROUP> B <ACTIVE> \n\tNAS <00> - B <ACTIVE> \n", "NAS"},
         {"\tLAB <00> - #GROUP$ B #ACTIVE$\n\tNAS <00> - B #ACTIVE$\n", "NAS"},
-        {"\tA\"\x1b[31m\xff <00> <ACTIVE>\n", "A\"\x1b[31m\xff"},
-        {std::string("x\0 <ACTIVE>\n\tNAS <ACTIVE>", 25), "NAS"},
+        {std::string("x\0 <ACTIVE>\n\tA\"\x1b[31m\xff <ACTIVE>", 30), "A\"\x1b[31m\xff"},
         {std::string(2000, 'x') + " <ACTIVE>", std::string(977, 'x')}};
     for (const auto& [answer, name] : answers) {
         EXPECT_EQ(ParseNodeStatus(answer), name) << answer;
@@ -43,22 +41,20 @@ TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
 }
 
 TEST(DeviceTextsTest, TheFirstOfManyLeasesThatMentionsAMacNamesIt) {
-    const std::string mac = "02:00:00:00:00:0";
-    const std::string three = "\"th\x01ree\"";
-    std::string leases = "1 " + mac + "1 192.0.2.1 one 01:" + mac + "1\n1 " + mac
-                         + "2 192.0.2.2\n1 " + mac + "3 192.0.2.3 " + three + " ff:" + mac
-                         + "4:00:01\n1 " + mac + "4 192.0.2.4 four *\n";
+    std::string leases =
+        "1 00:00:00:00:00:01 i1 one 01:00:00:00:00:00:01\n1 00:00:00:00:00:02 i2\n"
+        "1 00:00:00:00:00:03 i3 \"th\x01ree\" ff:00:00:00:00:00:04:00\n";
     for (int i = 0; i < 100'000; ++i) {
-        leases += "1 " + mac + "2 192.0.2.2 late 01:" + mac + "2\n";
+        leases += "1 00:00:00:00:00:02 192.0.2.2 late 01:00:00:00:00:00:04\n";
     }
-    leases += "1 odd 192.0.2.5 five\n" + mac + "6";
-    const NamesByMac names = {
-        {mac + "1", "one"},           {mac + "2", ""}, {mac + "3", three}, {mac + "4", three},
-        {"00:00:00:00:04:00", three}, {mac + "5", ""}, {mac + "6", ""},    {"odd", "five"}};
-    NamesByMac found;
-    for (const auto& [address, name] : names) {
-        found[address];
-    }
+    leases += "1 odd i5 five\n00:00:00:00:00:06";
+    const std::string three = "\"th\x01ree\"";
+    const NamesByMac names = {{"00:00:00:00:00:01", "one"}, {"00:00:00:00:00:02", ""},
+                              {"00:00:00:00:00:03", three}, {"00:00:00:00:00:04", three},
+                              {"00:00:00:00:04:00", three}, {"00:00:00:00:00:05", ""},
+                              {"00:00:00:00:00:06", ""},    {"odd", "five"}};
+    NamesByMac found = names;
+    std::for_each(found.begin(), found.end(), [](auto& each) { each.second.clear(); });
     ReadLeases(leases, found);
     EXPECT_EQ(found, names);
 }
@@ -85,13 +81,12 @@ Process MakeLan(const TempFolder& folder) {
     return nmbd;
 }
 
-/// "ADDRESS MAC NAME" of each device on br0.
+/// "ADDRESS MAC NAME" of each device.
 std::set<std::string> Scan(const std::string& role) {
     WriteFile("/etc/vexoinfo.conf", "net_topology=" + role + "\n");
     const Json::Value list = ArpScanner::Inst()->GetData();
     std::set<std::string> devices;
     for (const Json::Value& entry : list["ClientList"]) {
-        EXPECT_EQ(entry["netif"], "br0");
         devices.insert(entry["ipAddr"].asString() + " " + entry["macAddr"].asString() + " "
                        + entry["friendlyName"].asString());
     }
@@ -108,7 +103,6 @@ TEST(ArpScannerTest, NamesComeFromLeasesOrFromTheDevicesThemselves) {
     EXPECT_THAT(Scan("1"), ElementsAre());
     EXPECT_THAT(Scan("2"), ElementsAre(tv, pc + "OFFICE-PC"));
     EXPECT_THAT(Scan("3"), ElementsAre(tv + "television", pc + "OFFICE-PC"));
-
     const SyslogSpy log;
     ::unlink(kNmblookup);
     ::unlink(kLeases);

@@ -40,14 +40,10 @@ TEST(ClientListTest, MergesMemberByMemberAndSurvivesARestart) {
               "\t\t\t\"macAddr\" : \"m1\",\n\t\t\t\"netif\" : \"br0\"\n\t\t}\n\t]\n}\n");
     ClientList next;
     EXPECT_TRUE(next.Load(kFile));
-    const std::pair<const char*, const char*> names[] = {
-        {R"({"modelName": 7})", "7"},
-        {R"({"modelDescription": "a \u0001 \" TV", "friendlyName": ""})", "a \x01 \" TV"},
-        {R"({"friendlyName": "Ann's", "displayName": "lie"})", "Ann's"}};
-    for (const auto& [keys, shown] : names) {
-        EXPECT_TRUE(next.UpdateKeysByIP("i1", Parse(keys), false));
-        EXPECT_EQ(next.FindKey(next.FindMacByIP("i1"), "displayName"), shown);
-    }
+    next.UpdateKeysByIP("i1", Parse(R"({"modelDescription": "a \u0001\" TV"})"), false);
+    EXPECT_EQ(next.FindKey(next.FindMacByIP("i1"), "displayName"), "a \x01\" TV");
+    next.UpdateKeysByIP("i1", Parse(R"({"friendlyName": 7, "displayName": "lie"})"), false);
+    EXPECT_EQ(next.FindKey("m1", "displayName"), "7");
     next.UpdateKeysByMac("m2", Parse(R"({"a": 1})"), true);
     next.UpdateKeysByMac("m3", Parse(R"({"a": 1})"), true);
     EXPECT_TRUE(next.EraseObject("m1"));
@@ -67,25 +63,28 @@ unsigned Walk(const Json::Value& entries, const char* key, const std::string& te
 }
 
 TEST(ClientListTest, FindsWhatAWalkWouldAfterAnyChanges) {
-    const Json::Value members[] = {"a", "b", "c", "d", "5", 5, {}, Json::objectValue};
+    const char* reports[] = {R"({"n": 1})",
+                             R"({"macAddr": null})",
+                             R"({"ipAddr": 5})",
+                             R"({"macAddr": "b"})",
+                             R"({"ipAddr": "a"})",
+                             R"({"macAddr": {}})",
+                             R"({"macAddr": "c", "ipAddr": "d"})",
+                             "\"no object\""};
+    const char* texts[] = {"a", "b", "c", "d", "5", ""};
     std::mt19937 random;
     const auto pick = [&](unsigned count) { return random() % count; };
     ClientList list;
     for (int step = 0; step < 5'000 && !HasFailure(); ++step) {
-        Json::Value keys;
-        keys["n"] = step;
-        for (const char* key : {"macAddr", "ipAddr"}) {
-            keys[pick(3) == 0 ? key : "n"] = members[pick(7)];
-        }
-        Json::Value before = list.GetClientList();
-        const std::string text = members[pick(5)].asString();
+        const Json::Value keys = Parse(reports[pick(8)]);
+        Json::Value document = list.GetClientList();
+        const std::string text = texts[pick(5)];
         const auto kind = pick(100);
-        if (before["ClientList"].size() > 30) {
+        if (document["ClientList"].size() > 30) {
             list.EraseList();
         } else if (kind < 3) {
-            keys["macAddr"] = members[pick(8)];
-            before["ClientList"].append(pick(3) == 0 ? Json::Value("no object") : keys);
-            WriteFile(kFile, ToCompactText(before));
+            document["ClientList"].append(keys);
+            WriteFile(kFile, ToCompactText(document));
             EXPECT_TRUE(list.Load(kFile));
         } else if (unsigned place = 0; kind < 40 && list.VerifyMacIsExist(text, place)) {
             EXPECT_TRUE(list.EraseObject(text));
@@ -95,7 +94,7 @@ TEST(ClientListTest, FindsWhatAWalkWouldAfterAnyChanges) {
             list.UpdateKeysByMac(text, keys, pick(2) == 0);
         }
         const Json::Value entries = list.GetClientList()["ClientList"];
-        for (const char* sought : {"a", "b", "c", "d", "5", ""}) {
+        for (const char* sought : texts) {
             unsigned mac = kNone;
             unsigned ip = kNone;
             list.VerifyMacIsExist(sought, mac);
@@ -131,9 +130,9 @@ TEST(ClientListTest, BadInputIsLoggedAndLeavesTheListAsItWas) {
         EXPECT_TRUE(list.Load(kFile));
         EXPECT_FALSE(list.UpdateKeysByMac("m1", Parse(R"({"a": 1})"), true)) << text;
         EXPECT_EQ(list.GetClientList(), Parse(text));
+        list.EraseList();
+        EXPECT_TRUE(list.UpdateKeysByMac("m1", Parse(R"({"a": 1})"), true)) << text;
     }
-    list.EraseList();
-    EXPECT_EQ(ToCompactText(list.GetClientList()), "{\"ClientList\":[]}\n");
 }
 
 TEST(ClientListTest, WritesThroughNothingThatSomebodyHasPutThere) {
