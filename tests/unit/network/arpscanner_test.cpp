@@ -40,7 +40,7 @@ TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
     }
 }
 
-TEST(DeviceTextsTest, TheFirstOfManyLeasesThatMentionsAMacNamesIt) {
+TEST(DeviceTextsTest, TheFirstOfManyLeasesWithAMacNamesIt) {
     std::string leases =
         "1 00:00:00:00:00:01 i1 one 01:00:00:00:00:00:01\n1 00:00:00:00:00:02 i2\n"
         "1 00:00:00:00:00:03 i3 \"th\x01ree\" ff:00:00:00:00:00:04:00\n";
