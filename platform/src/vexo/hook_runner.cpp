@@ -1,5 +1,6 @@
 #include "vexo/hook_runner.h"
 
+#include <dirent.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include <vexobase/log.h>
@@ -30,6 +32,10 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+void CloseFolder(DIR* folder) {
+    ::closedir(folder);
+}
+using Folder = vexobase::UniqueHandle<DIR, CloseFolder>;
 using List = vexobase::UniqueHandle<VLIBSZLIST, VLIBCSzListFree>;
 
 bool IsFolderName(const std::string& name) {
@@ -198,6 +204,21 @@ int RunAll(const std::string& name, const std::vector<std::string>& hooks,
 
 }  // namespace
 
+bool MayHoldHooks(const char* path) {
+    const Folder folder(::opendir(path));
+    if (!folder) {
+        return errno != ENOENT;
+    }
+    errno = 0;
+    while (const dirent* entry = ::readdir(folder.Get())) {
+        const std::string_view name(entry->d_name);
+        if (name != "." && name != "..") {
+            return true;
+        }
+    }
+    return errno != 0;
+}
+
 int RunHooks(const std::string& category, const std::string& name,
              const HookEnvironment& environment, milliseconds timeout) {
     const std::string categoryPath = std::string(kHookFolder) + "/" + category;
@@ -207,7 +228,7 @@ int RunHooks(const std::string& category, const std::string& name,
                  name.c_str());
         return -1;
     }
-    if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
+    if (!MayHoldHooks(path.c_str())) {
         return 0;
     }
     for (const std::string& folder : {std::string(kHookFolder), categoryPath, path}) {
