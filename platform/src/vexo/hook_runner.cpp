@@ -38,6 +38,10 @@ void CloseFolder(DIR* folder) {
 using Folder = vexobase::UniqueHandle<DIR, CloseFolder>;
 using List = vexobase::UniqueHandle<VLIBSZLIST, VLIBCSzListFree>;
 
+/// The kernel's MAX_ARG_STRLEN with its smallest pages, without the NUL: no program is started
+/// with a longer line in its environment.
+constexpr std::size_t kMostLine = 32 * 4096 - 1;
+
 bool IsFolderName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name.find('/') == name.npos;
 }
@@ -101,11 +105,31 @@ std::optional<std::vector<std::string>> ListHooks(const std::string& path) {
     return hooks;
 }
 
-std::vector<std::string> EnvironmentLines(HookEnvironment environment) {
+/// Cuts a list at a comma where no program could be started with all of it. One without a comma
+/// stays as it is: a part of it would be something else.
+/// @return whether it was cut
+bool CutList(std::string& line) {
+    const std::size_t comma = line.size() > kMostLine ? line.rfind(',', kMostLine) : line.npos;
+    if (comma == line.npos) {
+        return false;
+    }
+    line.resize(comma);
+    return true;
+}
+
+std::vector<std::string> EnvironmentLines(const std::string& name, HookEnvironment environment) {
     environment.try_emplace("PATH", "/usr/sbin:/usr/bin:/sbin:/bin");
     std::vector<std::string> lines;
+    std::string cut;
     for (const auto& [key, value] : environment) {
         lines.push_back(key + "=" + value);
+        if (CutList(lines.back())) {
+            cut += " " + key;
+        }
+    }
+    if (!cut.empty()) {
+        VEXO_LOG(LOG_WARNING, "Hooks of [%s] get only the beginning of%s", name.c_str(),
+                 cut.c_str());
     }
     return lines;
 }
@@ -186,7 +210,7 @@ std::string Complaint(const HookEnd& end, milliseconds timeout) {
 
 int RunAll(const std::string& name, const std::vector<std::string>& hooks,
            const HookEnvironment& environment, milliseconds timeout) {
-    const auto lines = EnvironmentLines(environment);
+    const auto lines = EnvironmentLines(name, environment);
     const auto pointers = Pointers(lines);
     int result = 0;
     for (const std::string& hook : hooks) {

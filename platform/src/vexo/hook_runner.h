@@ -24,7 +24,8 @@ bool MayHoldHooks(const char* path);
 ///
 /// A folder or file that is not root's, or that others may write, is skipped with a log line;
 /// so is a symbolic link. A hook that fails does not keep the next ones from running.
-/// @param environment  names of letters, digits and underscores; values without NUL.
+/// @param environment  names of letters, digits and underscores; values without NUL. A list that
+///                     is longer than a program may get (128 KiB) is cut at a comma, with a log
 ///                     line
 /// @param timeout      for each hook; then its process group is killed
 /// @return 0, also when there is no such folder or it is empty; -1 when a hook failed (each with a
