@@ -136,6 +136,11 @@ TEST_F(Ipv6Conf, AStoredMethodIsInForceWhenTheLinkHasCome) {
 }
 
 TEST_F(Ipv6Conf, TakesOnlyWhatMakesSense) {
+    EXPECT_EQ(Get("lo"), VEXO_IPV6_AUTOMATIC);
+    Must("sysctl -qw net.ipv6.conf.lo.accept_ra=0");
+    EXPECT_EQ(Get("lo"), VEXO_IPV6_MANUAL) << "nobody has asked it to listen";
+    EXPECT_TRUE(IsSilent([] { EXPECT_EQ(VLIBNetIfLinkUpEvent_S("lo"), 0); }));
+    EXPECT_EQ(ReadFile("/proc/sys/net/ipv6/conf/lo/autoconf"), "1\n") << "it was set up by hand";
     const std::string file = "/etc/sysconfig/network-scripts/ifcfg-lo";
     const std::pair<const char*, int> files[] = {
         {"", VEXO_IPV6_AUTOMATIC},

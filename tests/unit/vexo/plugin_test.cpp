@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -35,6 +36,8 @@ TEST(Plugin, RunsWithTheLastArgumentsAndTellsOfFailures) {
     VLIBPluginSetArg(session, "A", "former");
     VLIBPluginSetArg(session, "A", "x;y $(z)");
     VLIBPluginSetBlocking(session, 1);
+    EXPECT_EQ(VLIBPluginIsHeard("net", "demo"), 0);
+    std::filesystem::create_directories("/usr/vexo/hooks/net/demo");
     EXPECT_EQ(VLIBPluginIsHeard("net", "demo"), 0);
     EXPECT_EQ(VLIBPluginAction_S(session), 0) << "nobody listens";
     WriteHook("demo", "exit $B");
