@@ -15,10 +15,7 @@
 namespace vexotest {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 using vexonetsdk::sdk_s::VLIBNetIfLinkUpEvent_S;
 
 const std::string kFile = "/etc/sysconfig/network-scripts/ifcfg-eth0";
