@@ -37,7 +37,6 @@ class World {
         int fd = -1;
         module.open_icmpv6_socket(fd);
         socket.Reset(fd);
-        vexotest::WriteFile("/proc/sys/net/ipv6/conf/wan7/accept_ra", "0");
     }
     ~World() {
         ModuleManager::GetInstance().RemoveModule(vexonetwork::network::module::MODULE_ROUTE);

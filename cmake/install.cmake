@@ -64,8 +64,8 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME vexonetwork)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
   "It keeps ordered lists of gateways for IPv4 and IPv6 and elects the default routes.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION net)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "dbus, iproute2, systemd")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "isc-dhcp-client, logrotate")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "dbus, iproute2, ndisc6, systemd")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "iputils-ping, isc-dhcp-client, logrotate")
 list(TRANSFORM debian_scripts PREPEND ${PROJECT_SOURCE_DIR}/appliance/debian/
   OUTPUT_VARIABLE CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)

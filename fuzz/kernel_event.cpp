@@ -2,9 +2,6 @@
 #include <syslog.h>
 
 #include <cstdint>
-#include <cstring>
-#include <memory>
-#include <span>
 
 #include <vexonetsdk/base_hook.h>
 #include <vexonetsdk/sdk_s.h>
@@ -12,6 +9,8 @@
 #include <vexonetwork/emitter/parse_rtattr.h>
 #include <vlib/file.h>
 #include <vlib/proc.h>
+
+#include "fuzz.h"
 
 // An input is a datagram of the routing socket, and once more one message for each of the three
 // checks, and once more attributes. Nothing is read outside of it.
@@ -22,23 +21,10 @@ namespace {
 
 using vexonetwork::NetworkEventEmitter;
 
-/// A copy whose memory ends where it ends.
-struct Copy {
-    Copy(const uint8_t* from, std::size_t length)
-        : size(length), bytes(std::make_unique<std::byte[]>(length)) {
-        if (length != 0) {
-            std::memcpy(bytes.get(), from, length);
-        }
-    }
-
-    std::size_t size;
-    std::unique_ptr<std::byte[]> bytes;
-};
-
 void Check(int (NetworkEventEmitter::*check)(nlmsghdr*), uint16_t type, const uint8_t* bytes,
            std::size_t size) {
-    const Copy copy(bytes, size);
-    auto* message = reinterpret_cast<nlmsghdr*>(copy.bytes.get());
+    std::vector<std::byte> copy = Copy(bytes, size);
+    auto* message = reinterpret_cast<nlmsghdr*>(copy.data());
     message->nlmsg_len = static_cast<uint32_t>(size);
     message->nlmsg_type = type;
     NetworkEventEmitter emitter;
@@ -83,12 +69,12 @@ int VEXOLogSet1(int, int, int, const char*, const char*, const char*, const char
 void syslog(int /*priority*/, const char* /*format*/, ...) {}
 
 int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    const Copy datagram(bytes, size);
-    NetworkEventEmitter().HandleDatagram({datagram.bytes.get(), size});
+    std::vector<std::byte> datagram = Copy(bytes, size);
+    NetworkEventEmitter().HandleDatagram(datagram);
 
     rtattr* table[RTA_MAX + 1];
-    vexonetwork::utils::parse_rtattr(
-        table, RTA_MAX, reinterpret_cast<rtattr*>(datagram.bytes.get()), static_cast<int>(size));
+    vexonetwork::utils::parse_rtattr(table, RTA_MAX, reinterpret_cast<rtattr*>(datagram.data()),
+                                     static_cast<int>(size));
 
     if (size >= sizeof(nlmsghdr)) {
         for (const int step : {0, 1}) {

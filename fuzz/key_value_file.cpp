@@ -9,6 +9,7 @@
 #include <vexobase/unique_fd.h>
 #include <vlib/file.h>
 
+#include "fuzz.h"
 #include "utils/sz_containers.h"
 
 // Any bytes are read, written section by section, and read again: writing what was read the second
@@ -18,12 +19,6 @@ namespace {
 
 using vexonetwork::utils::UniqueSzHash;
 using vexonetwork::utils::UniqueSzList;
-
-void Require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 /// A file without a folder, so that a run touches no disk.
 class MemoryFile {

@@ -16,6 +16,8 @@
 #include <vlib/exec.h>
 #include <vlib/file.h>
 
+#include "fuzz.h"
+
 // Each line of an input is a request that each method of the route module has to serve. Nothing is
 // thrown on the way, and the lists can still be written, whatever was asked for.
 //
@@ -27,12 +29,6 @@ namespace {
 using namespace vexonetwork::network::module;
 
 int exitStatus = 0;  ///< of each program that would have been run
-
-void Require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 void Serve(RouteModule& module, Json::Value& request) {
     for (const char* method :

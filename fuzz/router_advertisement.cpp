@@ -12,6 +12,8 @@
 #include <vlib/exec.h>
 #include <vlib/file.h>
 
+#include "fuzz.h"
+
 // An input is a number of ICMPv6 messages, each behind a byte with its length and one that chooses
 // the router. Nothing is read outside of them, and there is one record for an interface.
 //
@@ -21,12 +23,6 @@
 namespace {
 
 using vexonetwork::network::module::IPv6Module;
-
-void Require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 /// @param router  the last byte of its address; 0 is not link-local
 void Hand(IPv6Module& module, const uint8_t* bytes, std::size_t size, uint8_t router) {

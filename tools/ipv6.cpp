@@ -27,7 +27,7 @@ struct InterfaceStatus {
 };
 
 std::string MethodOf(const std::string& ifname) {
-    static constexpr std::array kWords = {"automatic", "off", "dhcp", "manual", "slaac-dhcp"};
+    static constexpr std::array kWords = {"auto", "off", "dhcp", "manual", "slaac-dhcp"};
     int method = 0;
     if (VEXONetIPv6ConfGet(ifname.c_str(), &method, nullptr, 0, nullptr, nullptr, 0) != 0
         || method < 0 || method >= static_cast<int>(kWords.size())) {

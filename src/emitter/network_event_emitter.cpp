@@ -108,7 +108,11 @@ void NetworkEventEmitter::Subscribe() {
 
 int NetworkEventEmitter::Start() {
     Initialize();
-    InitInterface();
+    try {
+        InitInterface();
+    } catch (const std::exception& error) {
+        VEXO_LOG(LOG_ERR, "Failed to look at all interfaces: %.200s", error.what());
+    }
     return StartPolling();
 }
 

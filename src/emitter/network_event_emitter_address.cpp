@@ -103,6 +103,9 @@ void NetworkEventEmitter::ProcessIPv6Event(const std::string& ifname, const std:
 }
 
 bool NetworkEventEmitter::IsHeard(const char* event) {
+    if (stopping) {
+        return false;  // hooks may take long, and whoever stops us waits
+    }
     const auto [place, isNew] = hooks.try_emplace(event, false);
     if (isNew) {
         place->second = VLIBPluginIsHeard("net", event) == 1;

@@ -104,7 +104,7 @@ void NetworkEventEmitter::LogLanPort(const std::string& ifname, bool running, bo
 }
 
 void NetworkEventEmitter::DeliverLinkEvent(const std::string& ifname, bool running) {
-    if (IsTap(ifname)) {
+    if (IsTap(ifname) || stopping) {
         return;
     }
     {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <thread>
 #include <vector>
 
 #include <vexonetsdk/sdk_s.h>
@@ -22,6 +23,8 @@
 
 namespace vexonetwork {
 namespace {
+
+constexpr std::chrono::milliseconds kPauseBeforeRetry(200);
 
 const AddressList& Find(const std::map<std::string, AddressList>& addresses,
                         const std::string& ifname) {
@@ -47,6 +50,9 @@ int NetworkEventEmitter::InitInterface() {
         return -1;
     }
     for (const VLIBNETIF& entry : std::span(interfaces).first(static_cast<std::size_t>(count))) {
+        if (stopping) {
+            return 0;
+        }
         if ((entry.flags & IFF_UP) != 0) {
             HandleIpEvent(entry.name);
         }
@@ -58,7 +64,21 @@ int NetworkEventEmitter::InitInterface() {
         // The kernel may still route by what was true when the daemon last ran.
         PutOffElection(entry.name, kLinkChange);
     }
+    LearnIPv6();
     return 0;
+}
+
+/// Without a word to anyone: so that what goes later is known to have been there.
+void NetworkEventEmitter::LearnIPv6() {
+    auto state = ReadKernelState();
+    if (!state) {
+        VEXO_LOG(LOG_ERR, "Failed to read the IPv6 addresses: %s", ::strerror(errno));
+        return;
+    }
+    std::erase_if(state->ipv6, [](const auto& interface) {
+        return IsDocker(interface.first) || IsTap(interface.first);
+    });
+    ipv6 = std::move(state->ipv6);
 }
 
 int NetworkEventEmitter::HandleIpEvent(const std::string& ifname) {
@@ -80,6 +100,8 @@ void NetworkEventEmitter::TakeStock() {
     const auto state = ReadKernelState();
     if (!state) {
         VEXO_LOG(LOG_ERR, "Failed to take stock of the interfaces: %s", ::strerror(errno));
+        std::this_thread::sleep_for(kPauseBeforeRetry);
+        stockDue = true;
         return;
     }
     TakeStockOfIPv4(state->ipv4);
@@ -115,7 +137,8 @@ void NetworkEventEmitter::TakeStockOfIPv4(const std::map<std::string, AddressLis
         ProcessIPv4Event(ifname, ipv4[ifname], 0, false);
     }
     for (const auto& [ifname, list] : addresses) {
-        if (!IsDocker(ifname) && !IsTap(ifname) && !HasAddress(list, ipv4[ifname])) {
+        if (!IsDocker(ifname) && !IsTap(ifname)
+            && !HasAddress(list, ipv4.try_emplace(ifname, none).first->second)) {
             const auto& [address, prefix] = list.Entries().back();
             ProcessIPv4Event(ifname, address, prefix, true);
         }

@@ -149,6 +149,7 @@ bool IPv6Module::open_icmpv6_socket(int& fd) {
 bool IPv6Module::Wait() {
     in_burst = false;
     burst_answers.clear();
+    burst_neighbours.clear();
     std::array<pollfd, 2> events{{{sock, POLLIN, 0}, {wake, POLLIN, 0}}};
     if (::poll(events.data(), events.size(), MillisecondsToPublication()) < 0 && errno != EINTR) {
         VEXO_LOG(LOG_ERR, "Failed to select socket");
@@ -243,25 +244,28 @@ bool IPv6Module::TakeControl(const msghdr& message, in6_pktinfo** pktinfo) {
 void IPv6Module::Poll() {
     std::array<unsigned char, kPacketSize> packet;
     while (!stopping) {
-        sockaddr_in6 from{};
-        in6_pktinfo* pktinfo = nullptr;
-        const int length = recv_rs_ra(packet.data(), &from, &pktinfo);
-        if (stopping) {
-            break;
-        }
-        if (length <= 0) {
-            VEXO_LOG(LOG_ERR, "%s",
-                     length == 0 ? "received zero lenght packet" : "recv_rs_ra error");
-            continue;
-        }
         try {
-            // Without an index there is no telling whose router it is.
-            const std::string ifname = pktinfo ? InterfaceName(sock, pktinfo->ipi6_ifindex) : "";
-            HandlePacket(packet.data(), length, from.sin6_addr, hop_limit, ifname);
+            PollOnce(packet.data());
         } catch (const std::exception& error) {
             VEXO_LOG(LOG_ERR, "Failed to handle an advertisement: %.200s", error.what());
         }
     }
+}
+
+void IPv6Module::PollOnce(unsigned char* packet) {
+    sockaddr_in6 from{};
+    in6_pktinfo* pktinfo = nullptr;
+    const int length = recv_rs_ra(packet, &from, &pktinfo);
+    if (stopping) {
+        return;
+    }
+    if (length <= 0) {
+        VEXO_LOG(LOG_ERR, "%s", length == 0 ? "received zero lenght packet" : "recv_rs_ra error");
+        return;
+    }
+    // Without an index there is no telling whose router it is.
+    const std::string ifname = pktinfo ? InterfaceName(sock, pktinfo->ipi6_ifindex) : "";
+    HandlePacket(packet, length, from.sin6_addr, hop_limit, ifname);
 }
 
 void IPv6Module::HandlePacket(unsigned char* packet, int len, const in6_addr& sender, int hopLimit,
@@ -278,17 +282,40 @@ void IPv6Module::HandlePacket(unsigned char* packet, int len, const in6_addr& se
     if (messageType == ND_ROUTER_SOLICIT || !isForHosts || ifname.empty()) {
         return;
     }
+    // Whoever is no default router (RFC 4861 section 4.2) cannot be the gateway.
+    const bool hasLifetime = packet[6] != 0 || packet[7] != 0;
+    if (!hasLifetime) {
+        return;
+    }
     ForgetRequested();
-    char router[INET6_ADDRSTRLEN];
-    const unsigned flags = packet[5];
-    ProcessRA(print_addr(&sender, router), ifname, packet, len, (flags & ND_RA_FLAG_MANAGED) != 0,
-              (flags & ND_RA_FLAG_OTHER) != 0);
+    char text[INET6_ADDRSTRLEN];
+    const std::string router = print_addr(&sender, text);
+    const bool managed = (packet[5] & ND_RA_FLAG_MANAGED) != 0;
+    const bool other = (packet[5] & ND_RA_FLAG_OTHER) != 0;
+    if (!IsHasty(router, ifname, managed, other)) {
+        ProcessRA(router, ifname, packet, len, managed, other);
+    }
+}
+
+/// Each change takes the default route away for a moment, and anyone on the link can ask for one
+/// with every packet. A router does not advertise to all more often than every three seconds (RFC
+/// 4861 section 10, MIN_DELAY_BETWEEN_RAS), so a change that soon after another waits for the next
+/// advertisement.
+bool IPv6Module::IsHasty(const std::string& router, const std::string& ifname, bool managed,
+                         bool other) {
+    constexpr auto kBetweenChanges = std::chrono::seconds(3);
+    const auto last = last_changes.find(ifname);
+    const bool isSoon = last != last_changes.end()
+                        && std::chrono::steady_clock::now() - last->second < kBetweenChanges;
+    return isSoon && polling.joinable()
+           && (ra_records[ifname].gateway != router || IsRaStateChange(ifname, managed, other));
 }
 
 void IPv6Module::ForgetRequested() {
     resets->Take([this](const std::string& ifname) {
         if (ra_records.erase(ifname) != 0) {
             published = false;
+            last_changes.erase(ifname);
         }
     });
 }

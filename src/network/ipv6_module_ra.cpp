@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -58,10 +59,14 @@ bool Says(FILE* stream, std::string_view wanted, steady_clock::time_point deadli
         pollfd event{::fileno(stream), POLLIN, 0};
         const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
         char part[1024];
-        if (left.count() <= 0 || ::poll(&event, 1, static_cast<int>(left.count())) <= 0) {
+        if (left.count() <= 0) {
             return false;
         }
-        const ssize_t length = ::read(event.fd, part, sizeof part);
+        const int ready = ::poll(&event, 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR) {
+            continue;
+        }
+        const ssize_t length = ready > 0 ? ::read(event.fd, part, sizeof part) : -1;
         if (length <= 0) {
             return false;
         }
@@ -149,7 +154,9 @@ bool IPv6Module::Ipv6Enable(const std::string& ifname) {
     if (VEXONetIPv6ConfGet(ifname.c_str(), &method, address, sizeof address, &prefix, gateway,
                            sizeof gateway)
         == -1) {
-        VEXO_LOG(LOG_ERR, "Fail to get ipv6 config(%s)", ifname.c_str());
+        if (MayLog()) {
+            VEXO_LOG(LOG_ERR, "Fail to get ipv6 config(%s)", ifname.c_str());
+        }
         return false;
     }
     const std::string path = "/etc/sysconfig/network-scripts/ifcfg-" + ifname;
@@ -170,6 +177,17 @@ bool IPv6Module::FollowsRouters(const std::string& ifname) {
     const auto [answer, isNew] = burst_answers.try_emplace(ifname);
     if (isNew) {
         answer->second = Ipv6Enable(ifname);
+    }
+    return answer->second;
+}
+
+bool IPv6Module::IsRouterThere(const std::string& ifname) {
+    if (!in_burst) {
+        return IsGatewayReachable(ifname);
+    }
+    const auto [answer, isNew] = burst_neighbours.try_emplace(ifname);
+    if (isNew) {
+        answer->second = IsGatewayReachable(ifname);
     }
     return answer->second;
 }
@@ -237,12 +255,13 @@ void IPv6Module::ProcessRA(const std::string& router, const std::string& ifname,
             return;
         }
     } else {
-        if (IsGatewayReachable(ifname) && !IsRaExchangeable(ifname)) {
+        if (IsRouterThere(ifname) && !IsRaExchangeable(ifname)) {
             if (MayLog()) {
                 VEXO_LOG(LOG_INFO, "Original gateway [%s] reachable.", record.gateway.c_str());
             }
             return;
         }
+        burst_neighbours.erase(ifname);
         record = {.gateway = "", .last_ra_time = std::time(nullptr), .state = RA_STATE_NONE};
     }
     record.gateway = router;
@@ -274,6 +293,7 @@ void IPv6Module::ApplyFlags(const std::string& ifname, bool managed, bool other)
                           : other ? Choice{RA_STATE_OTHER, kMethodStatelessDhcp}
                                   : Choice{RA_STATE_SLAAC, kMethodAutomatic};
     ra_records[ifname].state = choice.state;
+    last_changes[ifname] = steady_clock::now();
     VEXONetIPv6ConfSet(choice.method, ifname.c_str(), nullptr, 0, nullptr);
 }
 
@@ -281,6 +301,7 @@ void IPv6Module::Publish() {
     PublishRouters(ra_records);
     published = true;
     burst_answers.clear();
+    burst_neighbours.clear();
     next_publication = steady_clock::now() + kPublicationInterval;
 }
 

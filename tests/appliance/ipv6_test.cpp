@@ -3,15 +3,11 @@
 #include <gmock/gmock.h>
 
 #include "machine.h"
-#include "support/appliance.h"
 
 namespace vexotest {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 
 constexpr char kFile[] = "/etc/sysconfig/network-scripts/ifcfg-wan0";
 

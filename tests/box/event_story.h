@@ -2,10 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <utility>
-
-#include <vexonetwork/dbus/dbus_client.h>
 
 #include "support/appliance.h"
 #include "support/event_queue.h"
@@ -17,13 +14,7 @@ class EventStory : public testing::Test {
   protected:
     void SetUp() override {
         appliance.StartDaemon();
-        for (const auto& [type, ifname, gateway] : {std::array{"GTYPE_V4", "wan0", "192.0.2.1"},
-                                                    {"GTYPE_V4", "wan1", "198.51.100.1"},
-                                                    {"GTYPE_V6", "wan0", "2001:db8:0::1"},
-                                                    {"GTYPE_V6", "wan1", "2001:db8:1::1"}}) {
-            EXPECT_TRUE(vexonetwork::utils::SetGatewayInfo(ifname, type, gateway, "", "ethernet",
-                                                           -1, false));
-        }
+        appliance.ListUplinks();
     }
 
     /// Waits until the daemon has read all events, and the monitor has written what came of them.
@@ -34,23 +25,14 @@ class EventStory : public testing::Test {
     }
 
     static bool MovesTo(const Uplink& to) {
-        const std::string route = "via " + to.gateway + " dev " + to.ifname + " src " + to.address;
-        return Eventually([&] { return DefaultRoutes("-4") == std::vector{route}; });
+        return Eventually([&] { return DefaultRoutes("-4") == std::vector{RouteOf(to)}; });
     }
 
     /// How often the IPv4 default route came or went since the last call.
-    long DefaultRouteChanges() {
+    std::size_t DefaultRouteChanges() {
         Settle();
         const std::string all = ReadFile(changes);
         return Count(all.substr(std::exchange(counted, all.size())), "default ");
-    }
-
-    static long Count(const std::string& text, const std::string& word) {
-        long count = 0;
-        for (auto at = text.find(word); at != text.npos; at = text.find(word, at + 1)) {
-            ++count;
-        }
-        return count;
     }
 
     TempFolder folder;
@@ -77,9 +59,7 @@ class EventStory : public testing::Test {
 
 /// Puts a script where an administrator would, to hear of IPv4 addresses.
 inline void WriteHook(const std::string& name, const std::string& script) {
-    const std::string path = "/usr/vexo/hooks/net/ipv4_change/" + name;
-    WriteFile(path, "#!/bin/sh\n" + script + "\n");
-    Must("chmod 755 " + path);
+    WriteScript("/usr/vexo/hooks/net/ipv4_change/" + name, script);
 }
 
 }  // namespace vexotest

@@ -38,37 +38,26 @@ class Client {
     std::string Ifname() { return "wan" + std::to_string(Below(6)); }
 
     int Send() {
-        Json::Value request;
+        // A method passes over members that it does not know.
+        Json::Value request, reply;
         request["type"] = "GTYPE_V4";
         request["ifname"] = Ifname();
-        Json::Value reply;
-        switch (const int dice = Below(20); dice) {
-            case 0:
-            case 1:
-                request["priority"] = Below(5) - 2;
-                request["gateway"] = "192.0.2." + std::to_string(Below(200) + 1);
-                request["dns"] = dice == 0 ? "NULL" : "192.0.2." + std::to_string(Below(200) + 1);
-                return client.AddGatewayData(request);
-            case 2:
-                return client.DelGatewayData(request);
-            case 3:
-                request["slave"] = Below(2) == 0;
-                return client.SetSlaveData(request);
-            case 4:
-                request["interface_source"] = Ifname();
-                request["interface_destination"] = Ifname();
-                request["interface_source_delete"] = Below(2) == 0;
-                return client.CopyGatewayData(request);
-            case 5:
-                return client.RefreshGateway(request);
-            case 6:
-            case 7:
-            case 8:
-            case 9:
-                return client.GetGatewayDataByInterface(request, reply);
-            default:
-                return client.GetGatewayListData(request, reply);
+        request["priority"] = Below(5) - 2;
+        request["gateway"] = "192.0.2." + std::to_string(Below(200) + 1);
+        request["dns"] = Below(2) == 0 ? "NULL" : "192.0.2." + std::to_string(Below(200) + 1);
+        request["slave"] = Below(2) == 0;
+        request["interface_source"] = Ifname();
+        request["interface_destination"] = Ifname();
+        request["interface_source_delete"] = Below(2) == 0;
+        static constexpr std::array kChanges = {
+            &NetClient::AddGatewayData, &NetClient::AddGatewayData,  &NetClient::DelGatewayData,
+            &NetClient::SetSlaveData,   &NetClient::CopyGatewayData, &NetClient::RefreshGateway};
+        const int dice = Below(20);
+        if (dice < int(kChanges.size())) {
+            return (client.*kChanges[size_t(dice)])(request);
         }
+        return dice < 10 ? client.GetGatewayDataByInterface(request, reply)
+                         : client.GetGatewayListData(request, reply);
     }
 
     std::minstd_rand random;

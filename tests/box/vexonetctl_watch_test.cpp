@@ -1,24 +1,18 @@
 // What vexonetctl tells of elections and events, beside what the kernel and the daemon really do.
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include <csignal>
 #include <regex>
 
 #include <vexo/event_log.h>
-#include <vexonetwork/utils/json_reader.h>
 
 #include "support/appliance.h"
 
 namespace vexotest {
 namespace {
 
-using testing::AllOf;
-using testing::ContainsRegex;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 
 class Explain : public testing::Test {
   protected:
@@ -26,9 +20,7 @@ class Explain : public testing::Test {
         EXPECT_EQ(Ctl("gateway add " + entry).status, 0) << entry;
     }
     static Json::Value AsJson(const std::string& flag) {
-        Json::Value root;
-        vexonetwork::utils::ParseJson(Ctl("gateway explain --json " + flag).out, root);
-        return root[flag == "-4" ? "ipv4" : "ipv6"];
+        return Parsed(Ctl("gateway explain --json " + flag).out)[flag == "-4" ? "ipv4" : "ipv6"];
     }
     /// What is foretold must be what an election then does.
     static void ExpectForetold(const std::string& flag) {
@@ -134,8 +126,7 @@ class Monitor {
 
 TEST(MonitorCommand, TellsWhatHappensInTheKernelAndToHooks) {
     const Uplink wan0 = MakeUplink(0);
-    WriteFile("/usr/vexo/hooks/net/gateway_config_change/10-fail", "#!/bin/sh\nexit 3\n");
-    ::chmod("/usr/vexo/hooks/net/gateway_config_change/10-fail", 0755);
+    WriteScript("/usr/vexo/hooks/net/gateway_config_change/10-fail", "exit 3");
     Appliance appliance;
     appliance.StartDaemon();
     Monitor text;

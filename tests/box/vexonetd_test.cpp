@@ -10,9 +10,7 @@
 namespace vexotest {
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
+using namespace testing;
 
 constexpr char kPidFile[] = "/var/run/vexonetd.pid";
 

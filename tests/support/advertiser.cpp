@@ -67,10 +67,6 @@ std::vector<unsigned char> Message(const Advertiser::Advertisement& advertisemen
 }  // namespace
 
 Advertiser::Advertiser(const std::string& netns, const std::string& ifname) {
-    if (netns.empty()) {
-        socket = OpenOn(ifname);
-        return;
-    }
     // A thread of its own may be in another network namespace than the rest of the program.
     std::thread([&] {
         const vexobase::UniqueFd space(

@@ -13,7 +13,7 @@ namespace vexotest {
 /// limit, as fast as it can (packet(7)).
 class Advertiser {
   public:
-    /// @param netns   where the port is; "" is here
+    /// @param netns   where the port is
     /// @param ifname  an Ethernet port
     Advertiser(const std::string& netns, const std::string& ifname);
 

@@ -16,6 +16,7 @@
 #include <vexonetsdk/dbus_client.h>
 #include <vexonetwork/dbus/bus_address.h>
 #include <vexonetwork/dbus/bus_names.h>
+#include <vexonetwork/dbus/dbus_client.h>
 #include <vexonetwork/utils/json_reader.h>
 
 namespace vexotest {
@@ -56,6 +57,12 @@ Outcome Ctl(const std::string& arguments, const Environment& added) {
     return Run(command, added);
 }
 
+Json::Value Parsed(const std::string& text) {
+    Json::Value value;
+    EXPECT_TRUE(vexonetwork::utils::ParseJson(text, value)) << text;
+    return value;
+}
+
 bool Eventually(bool (*condition)(const void*), const void* context) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition(context)) {
@@ -85,6 +92,10 @@ Uplink MakeUplink(int number) {
     return uplink;
 }
 
+std::string RouteOf(const Uplink& uplink) {
+    return "via " + uplink.gateway + " dev " + uplink.ifname + " src " + uplink.address;
+}
+
 void SetLink(const Uplink& uplink, bool up) {
     Must("ip -n " + uplink.provider + " link set far " + (up ? "up" : "down"));
     EXPECT_TRUE(Eventually([&] { return (OperState(uplink.ifname) == "up") == up; }))
@@ -92,11 +103,8 @@ void SetLink(const Uplink& uplink, bool up) {
 }
 
 std::vector<std::string> DefaultRoutes(const std::string& family) {
-    Json::Value routes;
-    EXPECT_TRUE(
-        vexonetwork::utils::ParseJson(Must("ip " + family + " -j route show default"), routes));
     std::vector<std::string> texts;
-    for (const Json::Value& route : routes) {
+    for (const Json::Value& route : Parsed(Must("ip " + family + " -j route show default"))) {
         std::string text;
         for (const auto& [key, word] :
              {std::pair{"gateway", "via "}, {"dev", "dev "}, {"prefsrc", "src "}}) {
@@ -169,12 +177,21 @@ int Appliance::Call(const std::string& method, const std::string& argument, std:
     return reply == nullptr || client.GetReply(*reply) >= 0 ? 0 : -1;
 }
 
+void Appliance::ListUplinks() {
+    for (const auto& [type, ifname, gateway] : {std::array{"GTYPE_V4", "wan0", "192.0.2.1"},
+                                                {"GTYPE_V4", "wan1", "198.51.100.1"},
+                                                {"GTYPE_V6", "wan0", "2001:db8:0::1"},
+                                                {"GTYPE_V6", "wan1", "2001:db8:1::1"}}) {
+        EXPECT_TRUE(vexonetwork::utils::SetGatewayInfo(
+            ifname, type, gateway, gateway + std::string("53"), "ethernet", -1, false))
+            << Log();
+    }
+}
+
 Json::Value Appliance::GatewayList(const std::string& type) {
     std::string reply;
-    Json::Value list;
     EXPECT_EQ(Call("GetGatewayListData", R"({"type": ")" + type + R"("})", &reply), 0) << Log();
-    EXPECT_TRUE(vexonetwork::utils::ParseJson(reply, list)) << reply;
-    return list;
+    return Parsed(reply);
 }
 
 }  // namespace vexotest

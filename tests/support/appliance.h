@@ -32,6 +32,9 @@ struct Uplink {
 /// 2001:db8:N::/64: the near end is ::10, the provider ::1.
 Uplink MakeUplink(int number);
 
+/// The default route over an uplink, as DefaultRoutes tells it.
+std::string RouteOf(const Uplink& uplink);
+
 /// Takes the far end down or up and waits until the near end has followed.
 void SetLink(const Uplink& uplink, bool up);
 
@@ -75,6 +78,9 @@ class Appliance {
     /// @return 0 with the reply's string in `reply`, or -1
     int Call(const std::string& method, const std::string& argument, std::string* reply = nullptr);
 
+    /// Adds the uplinks wan0 and wan1, in this order, to the lists of both types.
+    void ListUplinks();
+
     /// The gateway list of a type as the bus tells it; null when it is empty.
     Json::Value GatewayList(const std::string& type);
 
@@ -84,6 +90,9 @@ class Appliance {
     Process bus;
     Process daemon;
 };
+
+/// The value of a JSON text; a text that is none fails the test.
+Json::Value Parsed(const std::string& text);
 
 /// Waits until `condition` holds, at most 20 s; for facts of the kernel that no descriptor tells.
 bool Eventually(bool (*condition)(const void*), const void* context);

@@ -19,6 +19,19 @@ void WriteFile(const std::string& path, const std::string& contents) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << contents;
 }
 
+void WriteScript(const std::string& path, const std::string& body) {
+    WriteFile(path, "#!/bin/sh\n" + body + "\n");
+    fs::permissions(path, fs::perms{0755});
+}
+
+std::size_t Count(const std::string& text, const std::string& word) {
+    std::size_t count = 0;
+    for (auto at = text.find(word); at != text.npos; at = text.find(word, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 TempFolder::TempFolder() : path("/tmp/vexotest.XXXXXX") {
     if (::mkdtemp(path.data()) == nullptr) {
         std::abort();

@@ -1,8 +1,10 @@
 #include "support/syslog_spy.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
+#include <iterator>
 #include <mutex>
 
 namespace vexotest {
@@ -54,30 +56,14 @@ std::vector<LogLine> SyslogSpy::Lines() const {
 
 std::vector<std::string> SyslogSpy::Messages() const {
     std::vector<std::string> messages;
-    for (const LogLine& line : Lines()) {
-        messages.push_back(line.message);
-    }
+    std::ranges::transform(Lines(), std::back_inserter(messages), &LogLine::message);
     return messages;
 }
 
 bool SyslogSpy::Has(const std::string& source, const std::string& message) const {
-    for (const LogLine& line : Lines()) {
-        if (line.source == source && line.message == message) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool SyslogSpy::Has(int priority, const std::string& source, int number,
-                    const std::string& message) const {
-    for (const LogLine& line : Lines()) {
-        if (line.priority == priority && line.source == source && line.line == number
-            && line.message == message) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(Lines(), [&](const LogLine& line) {
+        return line.source == source && line.message == message;
+    });
 }
 
 void SyslogSpy::Clear() {

@@ -30,9 +30,6 @@ class SyslogSpy {
     /// Whether a line of this source with exactly this message was logged.
     bool Has(const std::string& source, const std::string& message) const;
 
-    /// The same with priority and line number.
-    bool Has(int priority, const std::string& source, int line, const std::string& message) const;
-
     /// Forgets what was collected.
     void Clear();
 };

@@ -102,6 +102,7 @@ class NetworkEventEmitter {
     std::string NameOf(unsigned index);
     bool IsHeard(const char* event);
 
+    void LearnIPv6();
     void TakeStock();
     void TakeStockOfLinks(const std::map<std::string, unsigned>& links);
     void TakeStockOfIPv4(const std::map<std::string, AddressList>& addresses);

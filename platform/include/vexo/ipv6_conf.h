@@ -17,7 +17,9 @@ extern "C" {
 
 /// Reads how an interface is configured; costs a few microseconds. Where no key tells the method,
 /// the last advertisement does (see VEXONetIPv6ConfSet), before the first one it is
-/// VEXO_IPV6_AUTOMATIC; IPV6INIT=no without IPV6_METHOD is VEXO_IPV6_OFF.
+/// VEXO_IPV6_AUTOMATIC; IPV6INIT=no without IPV6_METHOD is VEXO_IPV6_OFF. An interface without a
+/// file that does not listen to advertisements (accept_ra is 0) is VEXO_IPV6_MANUAL: whoever set
+/// it up by hand has not asked it to follow routers.
 /// @param method   takes VEXO_IPV6_…
 /// @param address  takes IPV6ADDR, "" when there is none; null when it is not wanted
 /// @param prefix   takes IPV6PREFIXLENG, 0 when there is none; null when it is not wanted

@@ -26,9 +26,9 @@ int VLIBPluginSetBlocking(VLIBPLUGIN* session, int blocking);
 /// Closes a session; null is allowed. An action that was not waited for goes on.
 void VLIBPluginExit(VLIBPLUGIN* session);
 
-/// Whether there may be a folder of executables for the event, so that a caller with costly
-/// arguments can spare them. Costs one look at the file system, about a microsecond.
-/// @return 0 when there is certainly none, else 1
+/// Whether there may be executables for the event, so that a caller with costly arguments can
+/// spare them. Costs one look into a folder, a few microseconds.
+/// @return 0 when the folder is certainly empty or not there, else 1
 int VLIBPluginIsHeard(const char* category, const char* name);
 
 #ifdef __cplusplus

@@ -1,5 +1,6 @@
 #include "vexo/hook_runner.h"
 
+#include <dirent.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include <vexobase/log.h>
@@ -30,7 +32,15 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+void CloseFolder(DIR* folder) {
+    ::closedir(folder);
+}
+using Folder = vexobase::UniqueHandle<DIR, CloseFolder>;
 using List = vexobase::UniqueHandle<VLIBSZLIST, VLIBCSzListFree>;
+
+/// The kernel's MAX_ARG_STRLEN with its smallest pages, without the NUL: no program is started
+/// with a longer line in its environment.
+constexpr std::size_t kMostLine = 32 * 4096 - 1;
 
 bool IsFolderName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name.find('/') == name.npos;
@@ -95,11 +105,31 @@ std::optional<std::vector<std::string>> ListHooks(const std::string& path) {
     return hooks;
 }
 
-std::vector<std::string> EnvironmentLines(HookEnvironment environment) {
+/// Cuts a list at a comma where no program could be started with all of it. One without a comma
+/// stays as it is: a part of it would be something else.
+/// @return whether it was cut
+bool CutList(std::string& line) {
+    const std::size_t comma = line.size() > kMostLine ? line.rfind(',', kMostLine) : line.npos;
+    if (comma == line.npos) {
+        return false;
+    }
+    line.resize(comma);
+    return true;
+}
+
+std::vector<std::string> EnvironmentLines(const std::string& name, HookEnvironment environment) {
     environment.try_emplace("PATH", "/usr/sbin:/usr/bin:/sbin:/bin");
     std::vector<std::string> lines;
+    std::string cut;
     for (const auto& [key, value] : environment) {
         lines.push_back(key + "=" + value);
+        if (CutList(lines.back())) {
+            cut += " " + key;
+        }
+    }
+    if (!cut.empty()) {
+        VEXO_LOG(LOG_WARNING, "Hooks of [%s] get only the beginning of%s", name.c_str(),
+                 cut.c_str());
     }
     return lines;
 }
@@ -180,7 +210,7 @@ std::string Complaint(const HookEnd& end, milliseconds timeout) {
 
 int RunAll(const std::string& name, const std::vector<std::string>& hooks,
            const HookEnvironment& environment, milliseconds timeout) {
-    const auto lines = EnvironmentLines(environment);
+    const auto lines = EnvironmentLines(name, environment);
     const auto pointers = Pointers(lines);
     int result = 0;
     for (const std::string& hook : hooks) {
@@ -198,6 +228,21 @@ int RunAll(const std::string& name, const std::vector<std::string>& hooks,
 
 }  // namespace
 
+bool MayHoldHooks(const char* path) {
+    const Folder folder(::opendir(path));
+    if (!folder) {
+        return errno != ENOENT;
+    }
+    errno = 0;
+    while (const dirent* entry = ::readdir(folder.Get())) {
+        const std::string_view name(entry->d_name);
+        if (name != "." && name != "..") {
+            return true;
+        }
+    }
+    return errno != 0;
+}
+
 int RunHooks(const std::string& category, const std::string& name,
              const HookEnvironment& environment, milliseconds timeout) {
     const std::string categoryPath = std::string(kHookFolder) + "/" + category;
@@ -207,7 +252,7 @@ int RunHooks(const std::string& category, const std::string& name,
                  name.c_str());
         return -1;
     }
-    if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
+    if (!MayHoldHooks(path.c_str())) {
         return 0;
     }
     for (const std::string& folder : {std::string(kHookFolder), categoryPath, path}) {

@@ -27,6 +27,15 @@ constexpr char kSettings[] = "/proc/sys/net/ipv6/conf/";
 constexpr std::uint8_t kMadeOfAdvertisement = 2;
 constexpr std::uint8_t kConfigured = 0x76;
 
+std::string SettingPath(const std::string& ifname, const char* setting) {
+    return kSettings + ifname + "/" + setting;
+}
+
+/// As the kernel shows it.
+std::string SettingText(int value) {
+    return std::to_string(value) + "\n";
+}
+
 int WriteSetting(const std::string& path, int value) {
     const UniqueFd file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
     const std::string text = std::to_string(value);
@@ -95,15 +104,20 @@ std::optional<AdvertisedRoute> ParseRoute(const nlmsghdr& message) {
 }  // namespace
 
 int PutIpv6Setting(const std::string& ifname, const char* setting, int value) {
-    const std::string path = kSettings + ifname + "/" + setting;
+    const std::string path = SettingPath(ifname, setting);
     const auto file = vlib::ReadFileText(path.c_str());
     if (!file) {
         return -1;
     }
-    if (file->View() == std::to_string(value) + "\n") {
+    if (file->View() == SettingText(value)) {
         return 0;
     }
     return WriteSetting(path, value) == 0 ? 1 : -1;
+}
+
+bool HasIpv6Setting(const std::string& ifname, const char* setting, int value) {
+    const auto file = vlib::ReadFileText(SettingPath(ifname, setting).c_str());
+    return file && file->View() == SettingText(value);
 }
 
 bool HasIpv6(const std::string& ifname) {

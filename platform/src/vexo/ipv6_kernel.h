@@ -16,6 +16,9 @@ namespace vexoplatform {
 ///         IPv6 in the kernel)
 int PutIpv6Setting(const std::string& ifname, const char* setting, int value);
 
+/// @return whether a file as above holds the value; false when it cannot be read
+bool HasIpv6Setting(const std::string& ifname, const char* setting, int value);
+
 /// Whether the interface has settings of IPv6.
 bool HasIpv6(const std::string& ifname);
 

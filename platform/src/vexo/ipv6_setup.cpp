@@ -169,8 +169,11 @@ int MethodInForce(const std::string& ifname, const Ipv6Config& config) {
     if (Dhcp6ClientRuns(ifname, kDhcp6Addresses)) {
         return VEXO_IPV6_DHCP;
     }
-    return Dhcp6ClientRuns(ifname, kDhcp6Information) ? VEXO_IPV6_STATELESS_DHCP
-                                                      : VEXO_IPV6_AUTOMATIC;
+    if (Dhcp6ClientRuns(ifname, kDhcp6Information)) {
+        return VEXO_IPV6_STATELESS_DHCP;
+    }
+    const bool isLeftAlone = !config.exists && HasIpv6Setting(ifname, "accept_ra", 0);
+    return isLeftAlone ? VEXO_IPV6_MANUAL : VEXO_IPV6_AUTOMATIC;
 }
 
 int ApplyIpv6Method(const std::string& ifname, int method, const Ipv6Config& config) {
@@ -186,7 +189,8 @@ int SetUpIpv6(const std::string& ifname) {
         return -1;
     }
     const int method = MethodInForce(ifname, *config);
-    const bool isNobodys = !config->exists && method == VEXO_IPV6_AUTOMATIC;
+    const bool isNobodys =
+        !config->exists && (method == VEXO_IPV6_AUTOMATIC || method == VEXO_IPV6_MANUAL);
     if (isNobodys || config->slave || !HasIpv6(ifname)) {
         return 0;
     }

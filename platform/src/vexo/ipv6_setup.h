@@ -5,7 +5,8 @@
 namespace vexoplatform {
 
 /// Whether the method is the configuration's, or without one there that of the last
-/// advertisement: a DHCPv6 client that runs tells which it was.
+/// advertisement: a DHCPv6 client that runs tells which it was. What has no file either and does
+/// not listen to advertisements was set up by hand and is to stay so: VEXO_IPV6_MANUAL.
 int MethodInForce(const std::string& ifname, const Ipv6Config& config);
 
 /// Gives an interface what a method needs and takes away what another has brought: settings of

@@ -1,10 +1,8 @@
 #include "vlib/plugin.h"
 
 #include <limits.h>
-#include <unistd.h>
 
 #include <cctype>
-#include <cerrno>
 #include <cstdio>
 #include <string_view>
 
@@ -78,6 +76,6 @@ int VLIBPluginIsHeard(const char* category, const char* name) {
     constexpr std::size_t kNameSize = NAME_MAX + 1;
     char path[sizeof vexoplatform::kHookFolder + 2 * kNameSize];
     std::snprintf(path, sizeof path, "%s/%s/%s", vexoplatform::kHookFolder, category, name);
-    return ::access(path, F_OK) == 0 || errno != ENOENT ? 1 : 0;
+    return vexoplatform::MayHoldHooks(path) ? 1 : 0;
 }
 }

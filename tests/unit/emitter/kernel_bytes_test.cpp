@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <linux/if.h>
+#include <linux/if_arp.h>
 #include <linux/rtnetlink.h>
 
 #include <cstring>
@@ -18,8 +19,7 @@
 namespace vexotest {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 /// One attribute; `claimed` is the length it gives, its true one when 0.
 std::string Attribute(unsigned short type, std::string_view payload, unsigned short claimed = 0) {
@@ -58,14 +58,9 @@ class Datagram {
     std::unique_ptr<std::byte[]> bytes;
 };
 
-constexpr ifinfomsg kUpLink{.ifi_family = AF_UNSPEC,
-                            .__ifi_pad = 0,
-                            .ifi_type = 1,
-                            .ifi_index = 4711,
-                            .ifi_flags = IFF_UP | IFF_RUNNING | IFF_LOWER_UP,
-                            .ifi_change = 0};
-constexpr ifaddrmsg kAddress{
-    .ifa_family = AF_INET, .ifa_prefixlen = 24, .ifa_flags = 0, .ifa_scope = 0, .ifa_index = 4711};
+constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
+constexpr ifinfomsg kUpLink{AF_UNSPEC, 0, ARPHRD_ETHER, 4711, kUp, 0};
+constexpr ifaddrmsg kAddress{AF_INET, 24, 0, RT_SCOPE_UNIVERSE, 4711};
 
 std::string Link(const ifinfomsg& link, std::string_view name) {
     return Message(RTM_NEWLINK, link, Attribute(IFLA_IFNAME, name));

@@ -45,9 +45,7 @@ int VEXONetIPv6ConfSet(int method, const char* ifname, const char*, int, const c
 namespace vexotest {
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
+using namespace testing;
 using Bytes = std::vector<unsigned char>;
 
 constexpr int kManaged = 0x80;
@@ -69,6 +67,7 @@ Bytes Prefix(unsigned char number, unsigned char flags = ND_OPT_PI_FLAG_AUTO) {
 Bytes Advertisement(int flags, const std::vector<Bytes>& options) {
     Bytes packet(sizeof(nd_router_advert));
     packet[0] = ND_ROUTER_ADVERT;
+    packet[7] = 30;  // the lifetime in seconds
     packet[5] = static_cast<unsigned char>(flags);
     for (const Bytes& option : options) {
         packet.insert(packet.end(), option.begin(), option.end());
@@ -78,8 +77,7 @@ Bytes Advertisement(int flags, const std::vector<Bytes>& options) {
 
 void WriteNdisc6(const std::string& script) {
     ::unlink("/usr/bin/ndisc6");
-    WriteFile("/usr/bin/ndisc6", "#!/bin/sh\necho \"$@\" >>/tmp/ndisc6.log\n" + script + "\n");
-    Must("chmod 755 /usr/bin/ndisc6");
+    WriteScript("/usr/bin/ndisc6", "echo \"$@\" >>/tmp/ndisc6.log\n" + script);
 }
 
 constexpr char kAnswers[] = "echo Soliciting; echo Target link-layer address: 02:00:00:00:00:01";
@@ -96,8 +94,7 @@ class Advertisements : public FakeModules {
     }
 
     void Receive(const std::string& router, int flags = 0, const std::string& ifname = "eth0") {
-        Bytes packet = Advertisement(flags, {Prefix(1)});
-        Hand(packet, router, 255, ifname);
+        Hand(Advertisement(flags, {Prefix(1)}), router, 255, ifname);
     }
 
     void Hand(Bytes packet, const std::string& router, int hopLimit,
@@ -138,8 +135,6 @@ TEST_F(Advertisements, ChooseGatewayAndMethod) {
     EXPECT_EQ(Remembered(), "fe80::1 1000000 2");
     now += 5;
     Receive("fe80::1");
-    EXPECT_TRUE(
-        spy.Has(LOG_INFO, "ipv6_module", spy.Lines().back().line, "State [2] does not change."));
     EXPECT_EQ(Remembered(), "fe80::1 1000005 2");
     EXPECT_THAT(requests, SizeIs(1));
     // Every change of the flags, M before O.
@@ -153,14 +148,12 @@ TEST_F(Advertisements, ChooseGatewayAndMethod) {
     // A route module that fails keeps nothing else from being done.
     answer = [](Json::Value&) { return -1; };
     Receive("fe80::9", kManaged, "eth1");
-    EXPECT_TRUE(spy.Has("ipv6_module", "Failed to add gateway data ifname=eth1, gateway=fe80::9"));
     EXPECT_EQ(changes.back(), "eth1 2");
 }
 
 TEST_F(Advertisements, AnotherRouterWaitsForTheFirstToGo) {
     Receive("fe80::1");
     Receive("fe80::2");
-    EXPECT_TRUE(spy.Has("ipv6_module", "Original gateway [fe80::1] reachable."));
     EXPECT_EQ(ReadFile("/tmp/ndisc6.log"), "fe80::1 eth0\n");
     now += 900;
     Receive("fe80::2");
@@ -200,7 +193,6 @@ TEST_F(Advertisements, AreForInterfacesThatFollowThem) {
         Receive("fe80::1", 0, ifname);
         EXPECT_EQ(Remembered(ifname), " 0 0") << ifname;
     }
-    EXPECT_TRUE(spy.Has("ipv6_module", "Fail to get ipv6 config(eth2)"));
     Receive("fe80::1", 0, "eth4");
     EXPECT_THAT(Remembered("eth4"), HasSubstr("fe80::1"));
 }
@@ -257,15 +249,15 @@ TEST_F(Advertisements, PrefixesAreCollectedAsFarAsOptionsAreWhole) {
 
 TEST_F(Advertisements, AreDiscardedAsHostsMust) {
     const Bytes good = Advertisement(kManaged, {});
-    Bytes coded = good;
-    coded[1] = 1;
-    Bytes shorter = good;
-    shorter.resize(15);
-    Bytes solicitation = good;
-    solicitation[0] = ND_ROUTER_SOLICIT;
-    Hand(coded, "fe80::1", 255);
-    Hand(shorter, "fe80::1", 255);
-    Hand(solicitation, "fe80::1", 255);
+    const auto with = [&](std::size_t at, unsigned char byte) {
+        Bytes packet = good;
+        packet[at] = byte;
+        return packet;
+    };
+    Hand(with(0, ND_ROUTER_SOLICIT), "fe80::1", 255);
+    Hand(with(1, 1), "fe80::1", 255);
+    Hand(with(7, 0), "fe80::1", 255);  // no default router
+    Hand(Bytes(good.begin(), good.end() - 1), "fe80::1", 255);
     Hand(good, "fe80::1", 254);
     Hand(good, "fe80::1", -1);
     Hand(good, "2001:db8::1", 255);
@@ -278,9 +270,7 @@ TEST_F(Advertisements, AreDiscardedAsHostsMust) {
     EXPECT_THAT(module.Records(), IsEmpty());
     Hand(good, "fe80::1", 255);
     EXPECT_EQ(Remembered(), "fe80::1 " + std::to_string(now) + " 1");
-    Bytes echo = good;
-    echo[0] = ICMP6_ECHO_REQUEST;
-    Hand(echo, "fe80::1", 255);
+    Hand(with(0, ICMP6_ECHO_REQUEST), "fe80::1", 255);
     EXPECT_TRUE(spy.Has("ipv6_module", "icmpv6 filter failed"));
 }
 

@@ -31,11 +31,6 @@ TEST_F(Manager, TheStateOfAModuleDecidesWhatIsDone) {
     EXPECT_THAT(steps, ElementsAre("hook 3", "terminate 3", "hook 3", "init 3", "terminate 3",
                                    "hook 3", "init 3", "start 3", "start 3", "terminate 3",
                                    "hook 3", "init 3", "terminate 3"));
-    EXPECT_TRUE(spy.Has(LOG_ERR, "base_module", 92, "Failed to hook event of module [3]"));
-    EXPECT_TRUE(spy.Has(LOG_ERR, "base_module", 96, "Failed to init module [3]"));
-    EXPECT_TRUE(spy.Has(LOG_ERR, "base_module", 115, "Failed to terminate module [3]"));
-    EXPECT_TRUE(spy.Has(LOG_ERR, "base_module", 130, "Module [3] is not initialized"));
-    EXPECT_TRUE(spy.Has(LOG_ERR, "base_module", 138, "Failed to start module [3]"));
 }
 
 TEST_F(Manager, VisitsAllModulesInOrderWhateverFails) {
@@ -43,7 +38,6 @@ TEST_F(Manager, VisitsAllModulesInOrderWhateverFails) {
     EXPECT_FALSE(manager.AddModule({MODULE_ROUTE, true, []() -> BaseModule* { return nullptr; }}));
     EXPECT_TRUE(manager.Start()) << "nothing to start";
     Add<MODULE_DEVICE_LIST, MODULE_ROUTE, MODULE_IPV6>();
-    manager.Dump();
     results = {{"init 2", -1}, {"start 3", -1}, {"terminate 3", -1}};
     EXPECT_FALSE(manager.InitModules());
     EXPECT_FALSE(manager.Start());
@@ -53,13 +47,7 @@ TEST_F(Manager, VisitsAllModulesInOrderWhateverFails) {
     EXPECT_EQ(manager.ProcessRequest(MODULE_ROUTE, value, value), -1);
     EXPECT_THAT(steps, ElementsAre("hook 2", "init 2", "terminate 2", "hook 3", "init 3", "hook 4",
                                    "init 4", "start 3", "start 4", "terminate 3", "destroy 3"));
-    EXPECT_THAT(spy.Messages(),
-                ElementsAre("Failed to create module [3]", "module: [module:2]",
-                            "module: [module:3]", "module: [module:4]", "Failed to init module [2]",
-                            "Failed to init module [2]", "Module [2] is not initialized",
-                            "Failed to start module [2]", "Failed to start module [3]",
-                            "Failed to start module [3]", "Failed to terminate module [3]",
-                            "Failed to terminiate module [3]", "Failed to find module [3]"));
+    EXPECT_TRUE(spy.Has("module_manager", "Failed to start module [3]"));
 }
 
 TEST_F(Manager, TheStandardTableMakesThreeModulesOnce) {
@@ -95,9 +83,6 @@ TEST_F(Events, TheTableHoldsOneHandlerOfEachModule) {
     for (const auto& [event, module, function] : refused) {
         EXPECT_EQ(table.Add(EVENT_TYPE(event), {MODULE_TYPE(module), function}), -1);
     }
-    EXPECT_THAT(spy.Messages(), ElementsAre("event [0] is invalid", "event [3] is invalid",
-                                            "invalid handler", "invalid handler", "invalid handler",
-                                            "The module [3] has been registered."));
     EXPECT_EQ(table.ListHandlers(EVENT_HELLO).at(1), EventHandler(MODULE_ROUTE, kOnEvent));
     EXPECT_EQ(table.ToStr(), "event[1]/ modules[4, 3, 2, ]event[2]/ modules[5, ]");
 
@@ -119,11 +104,7 @@ TEST_F(Events, AllModulesAreToldUntilAllHaveHandledIt) {
     EXPECT_THAT(steps, ElementsAre("event 3", "event 4")) << "although one unhooked itself";
     EXPECT_EQ(event.Process(), -1);
     EXPECT_EQ(event.Process(), -1) << "followed up, but not all modules have handled it";
-    EXPECT_TRUE(spy.Has(LOG_ERR, "module_manager", 261, "NULL pointer for module [1]"));
-    EXPECT_TRUE(spy.Has(LOG_ERR, "module_manager", 267,
-                        "Failed to handler event [1] by module [3] and ret=[9]"));
-    EXPECT_TRUE(spy.Has(LOG_ERR, "base_event", 40, "Failed to notify event[1] to manager"));
-    EXPECT_TRUE(spy.Has("base_event", "Failed to process event [event:[1]/ msg:[hi]]"));
+    EXPECT_TRUE(spy.Has("module_manager", "Failed to handler event [1] by module [3] and ret=[9]"));
     results.clear();
     manager.UnHookEvent(EVENT_HELLO, MODULE_TEST);
     EXPECT_EQ(event.Process(), 0);

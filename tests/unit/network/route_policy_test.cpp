@@ -7,8 +7,7 @@
 namespace vexotest {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace testing;
 using vexonetwork::network::IPType;
 using vexonetwork::network::PolicyRoute;
 

@@ -198,38 +198,5 @@ TEST_F(RouteWorld, AStoreThatFailsEndsBothElections) {
     EXPECT_EQ(Must("ip -6 route show default"), "");
 }
 
-TEST_F(RouteWorld, ARefusedRequestLeavesOneLineAndChangesNothing) {
-    Add("a", -1, kWhole);
-    const Json::Value list = List();
-    const std::string entry = "'ifname': 'a', 'priority': 0, 'gateway': '', ";
-    const std::string copy = "'interface_source': 'a', 'interface_destination': ";
-    const std::string noType = "'type': 'GTYPE_V5'";
-    const std::tuple<std::string, std::string, std::string> requests[] = {
-        {"ADD_GATEWAY_DATA", "'ifname': 'a]', 'priority': 0", "Bad [ifname]"},
-        {"ADD_GATEWAY_DATA", "'ifname': 'a'", "Bad [priority]"},
-        {"ADD_GATEWAY_DATA", entry + "'dns': '10.1" + std::string(300, ' ') + "'", "Bad [dns]"},
-        {"ADD_GATEWAY_DATA", entry + "'class': 'vpn\\n[1]'", "Bad [class]"},
-        {"DEL_GATEWAY_DATA", "'ifname': 'a\xc2\xa0'", "Bad [ifname]"},
-        {"SET_SLAVE_DATA", "'ifname': 'a', 'slave': 1", "Bad [slave]"},
-        {"COPY_GATEWAY_DATA", "", "Bad [interface_source]"},
-        {"COPY_GATEWAY_DATA", copy + "'a:1'", "Bad [interface_destination]"},
-        {"COPY_GATEWAY_DATA", copy + "'b'", "Bad [interface_source_delete]"},
-        {"GET_GATEWAY_LIST_DATA", noType, "Unknown type to get data"},
-        {"GET_GATEWAY_DATA_BY_INTERFACE", noType, "Unknown type to get data"},
-        {"ADD_GATEWAY_DATA", noType, "Unknown type to add info"},
-        {"DEL_GATEWAY_DATA", noType, "Unknown type to delete info"},
-        {"SET_SLAVE_DATA", noType, "Unknown type to delete info"},
-        {"COPY_GATEWAY_DATA", noType, "Unknown type to get data"},
-        {"REFRESH_GATEWAY", noType, "Unknown type to add info"},
-    };
-    for (const auto& [method, members, message] : requests) {
-        log.Clear();
-        Do(method, members);  // Of two members "type" the last counts.
-        const std::string where = members == noType ? "" : " in request [" + method + "]";
-        EXPECT_THAT(log.Messages(), ElementsAre(message + where)) << members;
-    }
-    EXPECT_EQ(List(), list);
-}
-
 }  // namespace
 }  // namespace vexotest

@@ -6,7 +6,6 @@
 #include <string>
 
 #include <vexonetwork/network/module/route_module.h>
-#include <vexonetwork/utils/json_reader.h>
 
 #include "support/appliance.h"
 #include "support/syslog_spy.h"
@@ -16,9 +15,7 @@ namespace vexotest {
 /// JSON whose texts stand in single quotes.
 inline Json::Value Quoted(std::string text) {
     std::ranges::replace(text, '\'', '"');
-    Json::Value value;
-    EXPECT_TRUE(vexonetwork::utils::ParseJson(text, value)) << text;
-    return value;
+    return Parsed(text);
 }
 
 inline std::string ConfigFile(const std::string& name) {

@@ -1,6 +1,5 @@
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <syslog.h>
 
 #include <vexonetwork/utils/ip_address.h>
@@ -12,8 +11,7 @@
 namespace {
 
 using namespace vexonetwork::utils;
-using testing::ElementsAre;
-using testing::Pair;
+using namespace testing;
 using vexotest::Must;
 
 IPAddress Ip(const std::string& text) {

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -13,8 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace vexonetwork::utils;
-using testing::ElementsAre;
-using testing::Pair;
+using namespace testing;
 using vexotest::ReadFile;
 
 class ConfigTest : public testing::Test {

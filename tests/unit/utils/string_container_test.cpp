@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <vexonetwork/utils/json_reader.h>
 #include <vexonetwork/utils/string_container.h>
@@ -10,8 +9,7 @@
 namespace {
 
 using namespace vexonetwork::utils;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 Json::Value Parsed(const std::string& text) {
     Json::Value value;

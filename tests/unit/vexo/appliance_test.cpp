@@ -29,6 +29,7 @@ using vexoplatform::RunHooks;
 using vexotest::ReadFile;
 using vexotest::SyslogSpy;
 using vexotest::WriteFile;
+using vexotest::WriteScript;
 using namespace std::chrono_literals;
 
 constexpr char kResolv[] = "/etc/resolv.conf";
@@ -107,17 +108,13 @@ const std::string kOut = "/tmp/hook-out";
 const std::string kAppendName = "echo ${0##*/} >> " + kOut;
 const std::string kShow = "tr '\\0' '\\n' < /proc/$$/environ > " + kOut;
 
-void WriteHook(const std::string& path, const std::string& body, mode_t mode = 0755) {
-    WriteFile(path, "#!/bin/sh\n" + body + "\n");
-    ASSERT_EQ(::chmod(path.c_str(), mode), 0);
-}
-
 TEST(Hooks, RunInByteOrderUnlessNotRootsAlone) {
-    for (const std::string name : {"a", "B", "10-x", "2-x", ".hidden", "foreign", "folder/inner"}) {
-        WriteHook(kFolder + name, kAppendName);
+    for (const std::string name :
+         {"a", "B", "10-x", "2-x", ".hidden", "foreign", "folder/inner", "anyone", "group"}) {
+        WriteScript(kFolder + name, kAppendName);
     }
-    WriteHook(kFolder + "anyone", kAppendName, 0757);
-    WriteHook(kFolder + "group", kAppendName, 0775);
+    fs::permissions(kFolder + "anyone", fs::perms{0757});
+    fs::permissions(kFolder + "group", fs::perms{0775});
     ASSERT_EQ(::chown((kFolder + "foreign").c_str(), 65534, 65534), 0);
     ASSERT_EQ(::symlink("a", (kFolder + "link").c_str()), 0);
     const SyslogSpy log;
@@ -142,10 +139,10 @@ TEST(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
     ::setpgid(0, 0);  // a group that the hook can see and join
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     const int before = vexotest::OpenDescriptors();
-    WriteHook(kFolder + "1", "exit 3");
-    WriteHook(kFolder + "2", "kill -SEGV $$");
-    WriteHook(kFolder + "3", "sleep 1000 & echo $! > " + kOut + "; exec perl -e " + kLeaveGroup);
-    WriteHook(kFolder + "4", kAppendName);
+    WriteScript(kFolder + "1", "exit 3");
+    WriteScript(kFolder + "2", "kill -SEGV $$");
+    WriteScript(kFolder + "3", "sleep 1000 & echo $! > " + kOut + "; exec perl -e " + kLeaveGroup);
+    WriteScript(kFolder + "4", kAppendName);
     const SyslogSpy log;
     EXPECT_EQ(RunHooks("net", "demo", {}, 1s), -1);
     EXPECT_THAT(log.Messages(), ElementsAre("Hook [" + kFolder + "1] failed with status 3",
@@ -161,7 +158,7 @@ TEST(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
 }
 
 TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
-    WriteHook(kFolder + "show", kShow);
+    WriteScript(kFolder + "show", kShow);
     EXPECT_EQ(RunHooks("net", "demo", {{"IFNAME", "eth0"}, {"DNS", "1.1.1.1\n;rm $(x)"}}), 0);
     const std::string shown =
         "DNS=1.1.1.1\n;rm $(x)\nIFNAME=eth0\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n";
@@ -170,6 +167,11 @@ TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
     EXPECT_EQ(RunHooks("net", "demo", {{"DNS", std::string(1 << 20, 'x')}}), -1);
     EXPECT_EQ(log.Messages().back(),
               "Hook [" + kFolder + "show] cannot be started: Argument list too long");
+    const std::string most = "DNS=1," + std::string((1 << 17) - 7, 'x');
+    EXPECT_EQ(RunHooks("net", "demo", {{"DNS", most.substr(4) + ",2"}}), 0);
+    EXPECT_TRUE(ReadFile(kOut) == most + "\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n");
+    EXPECT_EQ(log.Messages().back(), "Hooks of [net/demo] get only the beginning of DNS");
+    fs::rename(kOut, kOut + ".long");
     EXPECT_EQ(RunHooks("net", "absent", {}), 0);
     for (const std::string name : {"", "..", "demo/"}) {
         EXPECT_EQ(RunHooks("net", name, {}), -1) << name;
@@ -178,12 +180,12 @@ TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
         EXPECT_EQ(RunHooks("net", "demo", {{key, "value"}}), -1) << key;
     }
     EXPECT_EQ(RunHooks("net", "demo", {{"A", std::string("b\0c", 3)}}), -1);
-    EXPECT_EQ(ReadFile(kOut), shown);
+    EXPECT_FALSE(fs::exists(kOut));
 }
 
 TEST(ChangeHooks, TellWhatChanges) {
-    WriteHook("/usr/vexo/hooks/net/gateway_config_change/show", kShow);
-    WriteHook("/usr/vexo/hooks/net/dns_config_change/show", kShow + "; exit 1");
+    WriteScript("/usr/vexo/hooks/net/gateway_config_change/show", kShow);
+    WriteScript("/usr/vexo/hooks/net/dns_config_change/show", kShow + "; exit 1");
     const std::string path = "PATH=/usr/sbin:/usr/bin:/sbin:/bin\n";
     EXPECT_EQ(VEXONetGatewayConfigChangeHook(4, "ipv4", "eth0", "", "192.0.2.1"), 0);
     EXPECT_EQ(ReadFile(kOut), "IFNAME=eth0\nNEW_GATEWAY=192.0.2.1\nOLD_GATEWAY=\n" + path

@@ -1,28 +1,20 @@
 #include <dbus/dbus-glib.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 
 #include <string>
-#include <thread>
 
 #include <vexonetsdk/dbus_client.h>
-#include <vexonetsdk/dbus_server.h>
 
-#include "support/files.h"
 #include "support/process.h"
-#include "support/syslog_spy.h"
 
 namespace {
 
 using testing::StartsWith;
 using vexonetsdk::dbus::DBusClient;
-using vexonetsdk::dbus::DBusServer;
-using vexotest::SyslogSpy;
 
 constexpr char kBus[] = "org.freedesktop.DBus";
-constexpr char kName[] = "com.example.Test";
 
 /// A message bus of the test's own, which is the session bus.
 class Bus {
@@ -82,48 +74,6 @@ TEST(BusClient, OutlivesTheBusAndWhatTheLibraryWouldEndTheProcessFor) {
     EXPECT_EQ(Call(client, "GetNameOwner", kBus), -1);
     EXPECT_EQ(Call(client, "GetNameOwner", kBus), -1);
     EXPECT_THAT(client.LastError(), StartsWith("the message bus cannot be reached: "));
-}
-
-/// An object without methods, on the bus under its name.
-struct Served {
-    ~Served() { g_object_unref(object); }
-
-    int Initialize() {
-        static constexpr DBusGObjectInfo kInfo{1, nullptr, 0, "", "", ""};
-        return server.Initialize(G_OBJECT_TYPE(object), &kInfo, object);
-    }
-
-    GObject* object = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));
-    DBusServer server{kName, "/", DBUS_BUS_SESSION};
-};
-
-TEST(BusServer, OwnsItsNameUntilItDiesOrTheBusIsLost) {
-    const Bus bus;
-    const SyslogSpy log;
-    {
-        Served served;
-        ASSERT_EQ(served.Initialize(), 0);
-        EXPECT_EQ(served.Initialize(), -1) << "once is enough";
-        Served second;
-        EXPECT_EQ(second.Initialize(), -1);
-        EXPECT_EQ(log.Messages().back(),
-                  "Failed to take the bus name [com.example.Test]: it has an owner");
-        EXPECT_EQ(second.server.StartLoop(), -1);
-        EXPECT_TRUE(ClientOf(kName).IsServerReady());
-    }
-    const int before = vexotest::OpenDescriptors();
-    Served served;
-    EXPECT_FALSE(ClientOf(kName).IsServerReady());
-    ASSERT_EQ(served.Initialize(), 0);
-    std::thread other([&] { served.server.QuitLoop(); });
-    EXPECT_EQ(served.server.StartLoop(), 0) << "whether told before or after it began";
-    other.join();
-    bus.End();
-    EXPECT_EQ(served.server.StartLoop(), -1);
-    EXPECT_EQ(log.Messages().back(), "The message bus of [com.example.Test] went away");
-    EXPECT_EQ(Served().Initialize(), -1);
-    EXPECT_THAT(log.Messages().back(), StartsWith("Failed to connect to the message bus: "));
-    EXPECT_LE(vexotest::OpenDescriptors(), before + 1) << "the lost connection";
 }
 
 }  // namespace

@@ -18,9 +18,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 using vexonetsdk::sdk_s::BlVEXOLnxIsDHCP_S;
 using vexonetsdk::sdk_s::VLIBNetIfLinkUpEvent_S;
 using vexotest::Must;

@@ -15,10 +15,7 @@
 namespace vexotest {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 using vexonetsdk::sdk_s::VLIBNetIfLinkUpEvent_S;
 
 const std::string kFile = "/etc/sysconfig/network-scripts/ifcfg-eth0";
@@ -136,6 +133,11 @@ TEST_F(Ipv6Conf, AStoredMethodIsInForceWhenTheLinkHasCome) {
 }
 
 TEST_F(Ipv6Conf, TakesOnlyWhatMakesSense) {
+    EXPECT_EQ(Get("lo"), VEXO_IPV6_AUTOMATIC);
+    Must("sysctl -qw net.ipv6.conf.lo.accept_ra=0");
+    EXPECT_EQ(Get("lo"), VEXO_IPV6_MANUAL) << "nobody has asked it to listen";
+    EXPECT_TRUE(IsSilent([] { EXPECT_EQ(VLIBNetIfLinkUpEvent_S("lo"), 0); }));
+    EXPECT_EQ(ReadFile("/proc/sys/net/ipv6/conf/lo/autoconf"), "1\n") << "it was set up by hand";
     const std::string file = "/etc/sysconfig/network-scripts/ifcfg-lo";
     const std::pair<const char*, int> files[] = {
         {"", VEXO_IPV6_AUTOMATIC},

@@ -72,7 +72,8 @@ class IPv6Module : public BaseModule {
 
     /// Handles one ICMPv6 message. What RFC 4861 section 6.1.2 has a host discard is discarded: a
     /// code other than 0, fewer than 16 bytes, a hop limit other than 255, a sender whose address
-    /// is not link-local. A bad option only ends the walk over the options.
+    /// is not link-local; so is who says that it is no default router. A bad option only ends the
+    /// walk over the options.
     /// @param hopLimit  -1 when it is not known
     void HandlePacket(unsigned char* packet, int len, const in6_addr& sender, int hopLimit,
                       const std::string& ifname);
@@ -108,12 +109,15 @@ class IPv6Module : public BaseModule {
 
   private:
     void Poll();
+    void PollOnce(unsigned char* packet);
     bool Wait();
     ssize_t Receive(unsigned char* buf, sockaddr_in6* from, unsigned char* control,
                     in6_pktinfo** pktinfo);
     bool TakeControl(const msghdr& message, in6_pktinfo** pktinfo);
     void ForgetRequested();
     bool FollowsRouters(const std::string& ifname);
+    bool IsRouterThere(const std::string& ifname);
+    bool IsHasty(const std::string& router, const std::string& ifname, bool managed, bool other);
     void AddGateway(const std::string& router, const std::string& ifname);
     void ApplyFlags(const std::string& ifname, bool managed, bool other);
     bool MayLog();
@@ -126,11 +130,14 @@ class IPv6Module : public BaseModule {
     int hop_limit = -1;  ///< of the datagram received last
     std::unique_ptr<LogBudget> log_budget;
 
-    // Datagrams that came without a pause are held against one reading of the configuration, for a
-    // second at most: a flood of them must not become one of reading files.
+    // Datagrams that came without a pause are held against one reading of the configuration and
+    // one look for the router, for a second at most: a flood must not become one of that.
     bool in_burst = false;
-    std::map<std::string, bool> burst_answers;  ///< of Ipv6Enable, by interface
-    int wake = -1;                              ///< an eventfd that ends the waiting
+    std::map<std::string, bool> burst_answers;     ///< of Ipv6Enable, by interface
+    std::map<std::string, bool> burst_neighbours;  ///< of IsGatewayReachable, by interface
+
+    std::map<std::string, std::chrono::steady_clock::time_point> last_changes;  ///< by interface
+    int wake = -1;  ///< an eventfd that ends the waiting
     std::atomic<bool> stopping = false;
     std::unique_ptr<ResetRequests> resets;
     std::thread polling;

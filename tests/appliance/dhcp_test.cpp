@@ -3,73 +3,56 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <iterator>
-#include <regex>
 
-#include "support/appliance.h"
+#include "machine.h"
 
 namespace vexotest {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
+using namespace testing;
 
-constexpr char kClientLog[] = "/tmp/client.log";
+constexpr char kLeases[] = "/var/lib/vexonet/dhclient4-wan0.leases";
 constexpr char kDns[] = "option domain-name-servers 192.0.2.53;";
 
 class Dhcp : public testing::Test {
   protected:
     Dhcp() {
-        Must("mkdir -p /usr/libexec /run/dhclient4-wan0 /var/lib/vexonet");
-        Must("ln -s " VEXO_SOURCE_DIR "/appliance/dhcp /usr/libexec/vexonetwork");
-        Must("ln -s " VEXO_SOURCE_DIR "/appliance/dhcp /usr/share/vexonetwork");
-        Must("ln -s " + CtlProgram() + " /usr/bin/vexonetctl");
         Must("ip -4 address flush dev wan0");
-        appliance.StartDaemon();
+        machine.Boot();
     }
 
     /// A server of one address, whose leases last six seconds.
     void Serve(const std::string& address, const std::string& options) {
-        WriteFile("/tmp/dhcpd.conf",
+        WriteFile("/etc/dhcpd.conf",
                   "authoritative; max-lease-time 6; subnet 192.0.2.0 netmask 255.255.255.0 { range "
                       + address + "; option routers 192.0.2.1; " + options + " }");
-        WriteFile("/tmp/dhcpd.leases", "");
+        WriteFile("/etc/leases", "");
         server = Process();
-        server = Process(Words("ip netns exec isp-wan0 dhcpd -4 -f -q -user root -group root -cf "
-                               "/tmp/dhcpd.conf -lf /tmp/dhcpd.leases -pf /tmp/dhcpd.pid far"),
-                         "/tmp/dhcpd.log");
+        server = Process(Words("ip netns exec isp-wan0 dhcpd -4 -f -cf /etc/dhcpd.conf"
+                               " -lf /etc/leases -pf /etc/dhcpd.pid far"),
+                         "/etc/dhcpd.log");
     }
 
-    /// As its unit does.
-    void StartClient() {
-        client = Process(Words("dhclient -4 -d -cf /usr/share/vexonetwork/dhclient4.conf"
-                               " -sf /usr/libexec/vexonetwork/dhclient4-script"
-                               " -lf /var/lib/vexonet/dhclient4-wan0.leases"
-                               " -pf /run/dhclient4-wan0/pid wan0"),
-                         kClientLog);
+    void Client(const std::string& verb) {
+        machine.Do("systemctl " + verb + " dhclient4@wan0.service");
     }
-    static testing::AssertionResult Logs(const std::string& text, int times = 1) {
-        const std::regex pattern(text);
-        const auto isThere = [&] {
-            const std::string log = ReadFile(kClientLog);
-            return std::distance(std::sregex_iterator(log.begin(), log.end(), pattern), {})
-                   >= times;
-        };
-        return testing::AssertionResult(Eventually(isThere)) << ReadFile(kClientLog);
+    AssertionResult Logs(const std::string& text, std::size_t times = 1) {
+        const auto log = [&] { return machine.Do("journalctl --unit dhclient4@wan0.service"); };
+        const auto isThere = [&] { return Count(log(), text) >= times; };
+        return AssertionResult(Eventually(isThere)) << log();
     }
+    std::string DaemonLog() { return machine.Do("journalctl --unit vexonetd.service"); }
+    std::string Entry() { return machine.Do("vexonetctl gateway show wan0 --json"); }
     static std::string Addresses() { return Must("ip -4 -o address show dev wan0"); }
-    static std::string Entry() { return Must(CtlProgram() + " gateway show wan0 --json"); }
 
-    Appliance appliance;
     Uplink wan0 = MakeUplink(0);
     Process server;
-    Process client;
+    Machine machine;
 };
 
 TEST_F(Dhcp, ALeaseLivesAndIsGivenBack) {
     Serve("192.0.2.100", kDns + std::string("option interface-mtu 1400;"));
-    StartClient();
+    Client("start");
     ASSERT_TRUE(Logs("bound to 192.0.2.100"));
     EXPECT_THAT(Addresses(), HasSubstr("192.0.2.100/24 brd 192.0.2.255 scope global dynamic"));
     EXPECT_THAT(Must("ip link show wan0"), HasSubstr("mtu 1400"));
@@ -77,12 +60,12 @@ TEST_F(Dhcp, ALeaseLivesAndIsGivenBack) {
     EXPECT_THAT(Entry(), HasSubstr("\"class\" : \"ethernet\""));
     EXPECT_EQ(ReadFile("/etc/iproute2/config/resolv4.conf"), "nameserver 192.0.2.53\n");
 
-    const std::string log = appliance.Log();
+    const std::string log = DaemonLog();
     ASSERT_TRUE(Logs("bound to 192.0.2.100", 2)) << "it is renewed";
-    client = Process();  // a restart of the unit keeps the lease
-    StartClient();
+    Client("kill --signal=KILL");  // which gives nothing back
+    Client("start");
     ASSERT_TRUE(Logs("bound to 192.0.2.100", 3));
-    EXPECT_EQ(appliance.Log(), log) << "neither caused an election";
+    EXPECT_EQ(DaemonLog(), log) << "neither caused an election";
 
     Serve("192.0.2.200", "");
     ASSERT_TRUE(Logs("bound to 192.0.2.200")) << "the provider has other addresses now";
@@ -90,7 +73,7 @@ TEST_F(Dhcp, ALeaseLivesAndIsGivenBack) {
     ExpectDefaultRoutes("-4", {"via 192.0.2.1 dev wan0 src 192.0.2.200"});
     EXPECT_EQ(ReadFile("/etc/iproute2/config/resolv4.conf"), "");
 
-    Must("/usr/libexec/vexonetwork/dhclient4-release wan0");
+    Client("stop");
     EXPECT_EQ(Addresses(), "");
     ExpectDefaultRoutes("-4", {});
     EXPECT_THAT(Entry(), HasSubstr("\"gateway\" : \"\""));
@@ -99,21 +82,21 @@ TEST_F(Dhcp, ALeaseLivesAndIsGivenBack) {
 TEST_F(Dhcp, WhatAHostileServerOffersIsLeftOut) {
     Serve("192.0.2.100",
           "option routers 224.0.0.1; option domain-name-servers 255.255.255.255;"
-          "option interface-mtu 68; option host-name \"$(touch /tmp/owned)\";"
-          "option domain-name \"x'; touch /tmp/owned; '\";");
-    StartClient();
+          "option interface-mtu 68; option host-name \"$(touch /var/lib/vexonet/owned)\";"
+          "option domain-name \"x'; touch /var/lib/vexonet/owned; '\";");
+    Client("start");
     ASSERT_TRUE(Logs("bound to 192.0.2.100"));
     EXPECT_TRUE(Logs("left out, as it is no host's address: 224.0.0.1"));
     EXPECT_TRUE(Logs("left out, as it is no host's address: 255.255.255.255"));
     EXPECT_TRUE(Logs("left out, as it is too small: MTU 68"));
     EXPECT_THAT(Must("ip link show wan0"), HasSubstr("mtu 1500"));
     EXPECT_THAT(Entry(), HasSubstr("\"gateway\" : \"\""));
-    EXPECT_FALSE(std::filesystem::exists("/tmp/owned"));
+    EXPECT_FALSE(std::filesystem::exists("/var/lib/vexonet/owned"));
 
-    client = Process();
-    WriteFile("/var/lib/vexonet/dhclient4-wan0.leases", "");
+    Client("stop");
+    WriteFile(kLeases, "");
     Serve("192.0.2.101", "option subnet-mask 128.0.0.0;");
-    StartClient();
+    Client("start");
     EXPECT_TRUE(Logs("DHCPDECLINE of 192.0.2.101")) << "half of the Internet is not on this cable";
     EXPECT_THAT(Addresses(), Not(HasSubstr("192.0.2.101")));
 }
