@@ -29,6 +29,10 @@ bool IsGatewayInterface(GatewayType type, const std::string& ifname) {
     return utils::GetBool(Ask("HAS_GATEWAY_DATA", type, ifname), "exist").value_or(false);
 }
 
+void RestoreGateway(const std::string& ifname) {
+    Ask("RESTORE_GATEWAY_DATA", "ALL", ifname);
+}
+
 void RefreshGateway(GatewayType type) {
     Ask("REFRESH_GATEWAY", type);
 }

@@ -10,6 +10,9 @@ using GatewayType = const char*;
 /// Asks the route module whether a list has an entry of the interface.
 bool IsGatewayInterface(GatewayType type, const std::string& ifname);
 
+/// Tells the route module that the interface has a link, for which its entry may have waited.
+void RestoreGateway(const std::string& ifname);
+
 /// Has the route module elect the default gateway anew.
 void RefreshGateway(GatewayType type);
 

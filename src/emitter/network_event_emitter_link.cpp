@@ -16,6 +16,7 @@
 #include <vlib/file.h>
 #include <vlib/net.h>
 
+#include "emitter/gateway_refresh.h"
 #include "emitter/interface_kind.h"
 
 #define VEXO_LOG_SOURCE "network_event_emitter"
@@ -120,6 +121,7 @@ void NetworkEventEmitter::DeliverLinkEvent(const std::string& ifname, bool runni
     }
     if (running) {
         RequestDHCPIP(ifname);
+        RestoreGateway(ifname);
     }
     PutOffElection(ifname, kLinkChange);
 }

@@ -70,6 +70,7 @@ int RouteModule::InitialModule() {
     // A module that is initialised once more starts from the files again, not from both.
     gateways_v4.clear();
     gateways_v6.clear();
+    left_out.clear();
     ReadGatewayListFromFile(GTYPE_V4);
     ReadGatewayListFromFile(GTYPE_V6);
 
@@ -115,6 +116,7 @@ void RouteModule::Dispatch(const Json::Value& request, Json::Value& reply) {
         {"SET_SLAVE_DATA", &RouteModule::SetSlaveForGatewayInfo},
         {"COPY_GATEWAY_DATA", &RouteModule::CopyGatewayData},
         {"REFRESH_GATEWAY", &RouteModule::RefreshDefaultGateway},
+        {"RESTORE_GATEWAY_DATA", &RouteModule::RestoreGatewayData},
     };
     const std::string method = utils::GetString(request, "method").value_or("");
     for (const Query& query : kQueries) {

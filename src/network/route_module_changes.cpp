@@ -165,6 +165,7 @@ int RouteModule::DelGatewayInfo(const Json::Value& request) {
     if (!ifname) {
         return -1;
     }
+    ForgetLeftOut(*gatewayType, *ifname);
     Gateways& gateways = GatewaysOf(*gatewayType);
     const auto entry = Find(gateways, *ifname);
     bool hadDns = false;

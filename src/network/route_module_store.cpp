@@ -1,10 +1,13 @@
 // The files of the gateway lists.
 
+#include <algorithm>
+
 #include <vexo/dns.h>
 #include <vexo/net_interface.h>
 #include <vexobase/replace_file.h>
 #include <vexonetwork/network/module/route_module.h>
 #include <vexonetwork/utils/config.h>
+#include <vexonetwork/utils/json_reader.h>
 #include <vlib/exec.h>
 #include <vlib/file.h>
 
@@ -63,15 +66,41 @@ int RouteModule::ReadGatewayListFromFile(GATEWAY_TYPE gatewayType) {
     }
     // The tenth and later entries come after the first, as their names do; the appliance's
     // support knows the order of long lists after a start this way.
+    std::size_t place = 0;
     for (const auto& [section, pairs] : file.GetKeyValues()) {
         GatewayInfo entry = ToEntry(pairs);
+        ++place;
         if (VEXONetIfIsLink(entry.ifname.c_str()) < 1) {
             VEXO_LOG(LOG_INFO, "Interface [%s] is not up, skip it", entry.ifname.c_str());
+            left_out.push_back({gatewayType, place - 1, std::move(entry)});
             continue;
         }
         GatewaysOf(gatewayType).push_back(std::move(entry));
     }
     return 0;
+}
+
+/// The switch behind the cable may need longer to start than the appliance.
+int RouteModule::RestoreGatewayData(const Json::Value& request) {
+    const std::string ifname = utils::GetString(request, "ifname").value_or("");
+    for (const LeftOut& each : left_out) {
+        Gateways& gateways = GatewaysOf(each.list);
+        const bool isListed =
+            std::ranges::find(gateways, each.entry.ifname, &GatewayInfo::ifname) != gateways.end();
+        if (each.entry.ifname == ifname && !isListed) {
+            const auto place = std::min(each.place, gateways.size());
+            gateways.insert(gateways.begin() + static_cast<std::ptrdiff_t>(place), each.entry);
+        }
+    }
+    ForgetLeftOut(GTYPE_V4, ifname);
+    ForgetLeftOut(GTYPE_V6, ifname);
+    return 0;
+}
+
+void RouteModule::ForgetLeftOut(GATEWAY_TYPE list, const std::string& ifname) {
+    std::erase_if(left_out, [&](const LeftOut& each) {
+        return each.list == list && each.entry.ifname == ifname;
+    });
 }
 
 int RouteModule::WriteGatewayListToFile(GATEWAY_TYPE gatewayType) {

@@ -37,6 +37,24 @@ TEST_F(Election, OnlyWiredEthernetNeedsLink) {
     EXPECT_THAT(DefaultRoutes("-4"), ElementsAre("via 10.9.0.1 dev wlan0 src 10.9.0.2"));
 }
 
+TEST_F(Election, AnEntryWithoutLinkAtStartTakesItsPlaceWhenTheLinkComes) {
+    Add("wan0", 0, Gateway(wan0.gateway));
+    Add("wan1", 1, Gateway(wan1.gateway));
+    SetLink(wan0, false);
+    SetLink(wan1, false);
+    ASSERT_EQ(module.InitialModule(), 0);
+    EXPECT_EQ(Order(), "");
+    for (const char* ifname : {"wan1", "wan0", "wan0", "eth7"}) {
+        Do("RESTORE_GATEWAY_DATA", "'ifname': '" + std::string(ifname) + "'");
+    }
+    EXPECT_EQ(Order(), "wan0 wan1");
+
+    ASSERT_EQ(module.InitialModule(), 0);
+    Delete("wan0");
+    Do("RESTORE_GATEWAY_DATA", "'ifname': 'wan0'");
+    EXPECT_EQ(Order(), "") << "who was taken out meanwhile stays out";
+}
+
 TEST_F(Election, OddNamesAreReadBackAndReachTheKernel) {
     Must("ip link add name #a=[ type veth peer name -6");
     Must("ip addr add 10.9.0.2/24 dev -6");

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -53,7 +54,8 @@ class RouteModule : public BaseModule {
     // The steps below return 0, or -1 after a log line. They take no lock.
 
     /// Appends the entries of the priority file to the list, in byte order of their section names;
-    /// entries without link are dropped. A missing file is success.
+    /// entries without link are left out, and from the file at the next write. A missing file is
+    /// success.
     int ReadGatewayListFromFile(GATEWAY_TYPE gatewayType);
     int WriteGatewayListToFile(GATEWAY_TYPE gatewayType);
 
@@ -89,16 +91,29 @@ class RouteModule : public BaseModule {
     /// For the rooms of this process, not on the bus: "exist" tells whether the list of "type", or
     /// one of the lists for "ALL", has an entry of "ifname". Reads no file.
     int HasGatewayData(const Json::Value& request, Json::Value& reply);
+
+    /// For the rooms of this process, not on the bus: "ifname" has a link. Where it was left out
+    /// of a list at start for the want of one, its entry takes its place again.
+    int RestoreGatewayData(const Json::Value& request);
     int AddGatewayInfo(const Json::Value& request);
     int DelGatewayInfo(const Json::Value& request);
     int SetSlaveForGatewayInfo(const Json::Value& request);
     int CopyGatewayData(const Json::Value& request);
 
+    /// An entry that had no link at start, and its place in the file.
+    struct LeftOut {
+        GATEWAY_TYPE list;
+        std::size_t place;
+        GatewayInfo entry;
+    };
+
     Gateways& GatewaysOf(GATEWAY_TYPE gatewayType);
+    void ForgetLeftOut(GATEWAY_TYPE list, const std::string& ifname);
     int IsConfigChanged(const Json::Value& request, bool gateway);
 
     Gateways gateways_v4;
     Gateways gateways_v6;
+    std::vector<LeftOut> left_out;
     PthreadMutex request_mutex;
 };
 
