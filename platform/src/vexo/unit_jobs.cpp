@@ -7,7 +7,6 @@
 #include <deque>
 #include <exception>
 #include <mutex>
-#include <ranges>
 #include <thread>
 
 #include <vexobase/log.h>
@@ -63,9 +62,9 @@ class JobQueue {
 
     const char* Newest(const std::string& unit) {
         const std::lock_guard lock(mutex);
-        const auto newestFirst = std::views::reverse(jobs);
-        const auto place = std::ranges::find(newestFirst, unit, &Job::unit);
-        return place == newestFirst.end() ? nullptr : place->method;
+        const auto place = std::find_if(jobs.rbegin(), jobs.rend(),
+                                        [&unit](const Job& job) { return job.unit == unit; });
+        return place == jobs.rend() ? nullptr : place->method;
     }
 
   private:
