@@ -15,7 +15,7 @@ namespace vexotest {
 class Machine {
   public:
     /// Installs; nothing runs yet.
-    Machine() { Must(std::string(kProgram) + " install " VEXO_BINARY_DIR); }
+    Machine() { EXPECT_EQ(Run({kProgram, "install", VEXO_BINARY_DIR}).status, 0); }
     ~Machine() {
         if (testing::Test::HasFailure() && FirstProcess() != 0) {
             ADD_FAILURE() << Try("journalctl --lines=60").out;

@@ -102,8 +102,8 @@ TEST_F(Explain, ForetellsWhatTheKernelMakesOfAGateway) {
 /// `vexonetctl monitor` in the background.
 class Monitor {
   public:
-    explicit Monitor(const std::string& option = "")
-        : process(Words(CtlProgram() + " monitor " + option), folder / "out", folder / "err", {}) {
+    explicit Monitor(const Arguments& options = {})
+        : process(Command(options), folder / "out", folder / "err", {}) {
         // It listens to the hooks last.
         const std::regex socket(" 2 +" + std::to_string(process.Pid()) + " +00800000 ");
         EXPECT_TRUE(
@@ -120,6 +120,11 @@ class Monitor {
     }
 
   private:
+    static Arguments Command(Arguments options) {
+        options.insert(options.begin(), {CtlProgram(), "monitor"});
+        return options;
+    }
+
     TempFolder folder;
     Process process;
 };
@@ -130,7 +135,7 @@ TEST(MonitorCommand, TellsWhatHappensInTheKernelAndToHooks) {
     Appliance appliance;
     appliance.StartDaemon();
     Monitor text;
-    Monitor json("--json");
+    Monitor json({"--json"});
     Must("ip addr add 10.9.0.2/24 dev wan0");
     EXPECT_EQ(Ctl("gateway add wan0 --gateway 192.0.2.1").status, 0);
     Must("ip -6 route add 2001:db8:77::/48 via 2001:db8:0::1 table 300");
