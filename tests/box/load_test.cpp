@@ -94,12 +94,15 @@ TEST(Load, EightClientsAtOnce) {
         EXPECT_EQ(client.Failures(), 0);
     }
 
-    // An election moves its winner in memory only; a last request that writes brings all in step.
-    EXPECT_EQ(
-        appliance.Call(
-            "AddGatewayData",
-            R"({"type": "GTYPE_V4", "ifname": "last", "priority": -1, "dns": "192.0.2.254"})"),
-        0);
+    // A request that writes elects afterwards, which moves the winner in memory only: the second
+    // one brings all in step.
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_EQ(
+            appliance.Call(
+                "AddGatewayData",
+                R"({"type": "GTYPE_V4", "ifname": "last", "priority": -1, "dns": "192.0.2.254"})"),
+            0);
+    }
     const Json::Value list = appliance.GatewayList("GTYPE_V4");
     EXPECT_EQ(ReadFile("/etc/iproute2/config/resolv4.conf"), NameServers(list));
     ConfigSection file("/etc/iproute2/config/gateway_v4_priority");
