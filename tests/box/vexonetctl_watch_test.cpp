@@ -1,9 +1,9 @@
 // What vexonetctl tells of elections and events, beside what the kernel and the daemon really do.
 
 #include <gmock/gmock.h>
+#include <regex.h>
 
 #include <csignal>
-#include <regex>
 
 #include <vexo/event_log.h>
 
@@ -99,19 +99,26 @@ TEST_F(Explain, ForetellsWhatTheKernelMakesOfAGateway) {
     }
 }
 
+/// An extended regular expression, regex(7); GCC 12 warns of its own library's under sanitizers.
+bool Matches(const std::string& text, const std::string& pattern) {
+    regex_t compiled;
+    EXPECT_EQ(::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB | REG_NEWLINE), 0);
+    const bool matches = ::regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
+    ::regfree(&compiled);
+    return matches;
+}
+
 /// `vexonetctl monitor` in the background.
 class Monitor {
   public:
     explicit Monitor(const Arguments& options = {})
         : process(Command(options), folder / "out", folder / "err", {}) {
         // It listens to the hooks last.
-        const std::regex socket(" 2 +" + std::to_string(process.Pid()) + " +00800000 ");
-        EXPECT_TRUE(
-            Eventually([&] { return std::regex_search(ReadFile("/proc/net/netlink"), socket); }));
+        const std::string socket = " 2 +" + std::to_string(process.Pid()) + " +00800000 ";
+        EXPECT_TRUE(Eventually([&] { return Matches(ReadFile("/proc/net/netlink"), socket); }));
     }
     bool Tells(const std::string& pattern) {
-        const std::regex line(pattern);
-        return Eventually([&] { return std::regex_search(ReadFile(folder / "out"), line); });
+        return Eventually([&] { return Matches(ReadFile(folder / "out"), pattern); });
     }
     void ExpectEnd(int signal) {
         process.Signal(signal);
@@ -140,15 +147,15 @@ TEST(MonitorCommand, TellsWhatHappensInTheKernelAndToHooks) {
     EXPECT_EQ(Ctl("gateway add wan0 --gateway 192.0.2.1").status, 0);
     Must("ip -6 route add 2001:db8:77::/48 via 2001:db8:0::1 table 300");
     Must("ip link del wan0");
-    EXPECT_TRUE(text.Tells("\\d  address  wan0 10\\.9\\.0\\.2/24 added\n"));
+    EXPECT_TRUE(text.Tells("[0-9]  address  wan0 10\\.9\\.0\\.2/24 added\n"));
     EXPECT_TRUE(
-        text.Tells("\\d  hook     net/gateway_config_change 10-fail status 3 after \\d+ ms"
+        text.Tells("[0-9]  hook     net/gateway_config_change 10-fail status 3 after [0-9]+ ms"
                    " IFNAME=wan0 .*STAGE=after\n"));
-    EXPECT_TRUE(text.Tells("\\d  route    default via 192\\.0\\.2\\.1 dev wan0 added\n"));
+    EXPECT_TRUE(text.Tells("[0-9]  route    default via 192\\.0\\.2\\.1 dev wan0 added\n"));
     EXPECT_TRUE(
         text.Tells("  route    2001:db8:77::/48 via 2001:db8::1 dev wan0 table 300"
                    " \\(IPv6\\) added\n"));
-    EXPECT_TRUE(text.Tells("\\d  link     wan0 removed\n"));
+    EXPECT_TRUE(text.Tells("[0-9]  link     wan0 removed\n"));
     EXPECT_TRUE(
         json.Tells("\\{\"action\":\"added\",\"address\":\"10.9.0.2\".*\"kind\":\"address\""));
     EXPECT_TRUE(
