@@ -170,24 +170,14 @@ bool IPv6Module::Ipv6Enable(const std::string& ifname) {
     return method != kMethodOff && method != kMethodManual && !isRouterItself && ifname != "lbr0";
 }
 
-bool IPv6Module::FollowsRouters(const std::string& ifname) {
+bool IPv6Module::AskOnceInBurst(Question question, std::map<std::string, bool>& answers,
+                                const std::string& ifname) {
     if (!in_burst) {
-        return Ipv6Enable(ifname);
+        return (this->*question)(ifname);
     }
-    const auto [answer, isNew] = burst_answers.try_emplace(ifname);
+    const auto [answer, isNew] = answers.try_emplace(ifname);
     if (isNew) {
-        answer->second = Ipv6Enable(ifname);
-    }
-    return answer->second;
-}
-
-bool IPv6Module::IsRouterThere(const std::string& ifname) {
-    if (!in_burst) {
-        return IsGatewayReachable(ifname);
-    }
-    const auto [answer, isNew] = burst_neighbours.try_emplace(ifname);
-    if (isNew) {
-        answer->second = IsGatewayReachable(ifname);
+        answer->second = (this->*question)(ifname);
     }
     return answer->second;
 }
@@ -242,7 +232,7 @@ void IPv6Module::ProcessRA(const std::string& router, const std::string& ifname,
     }
     published = false;
     RaRecord& record = ra_records[ifname];
-    if (!FollowsRouters(ifname)) {
+    if (!AskOnceInBurst(&IPv6Module::Ipv6Enable, burst_answers, ifname)) {
         record = {};
         return;
     }
@@ -255,7 +245,8 @@ void IPv6Module::ProcessRA(const std::string& router, const std::string& ifname,
             return;
         }
     } else {
-        if (IsRouterThere(ifname) && !IsRaExchangeable(ifname)) {
+        if (AskOnceInBurst(&IPv6Module::IsGatewayReachable, burst_neighbours, ifname)
+            && !IsRaExchangeable(ifname)) {
             if (MayLog()) {
                 VEXO_LOG(LOG_INFO, "Original gateway [%s] reachable.", record.gateway.c_str());
             }

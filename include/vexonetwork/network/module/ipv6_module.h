@@ -115,8 +115,9 @@ class IPv6Module : public BaseModule {
                     in6_pktinfo** pktinfo);
     bool TakeControl(const msghdr& message, in6_pktinfo** pktinfo);
     void ForgetRequested();
-    bool FollowsRouters(const std::string& ifname);
-    bool IsRouterThere(const std::string& ifname);
+    using Question = bool (IPv6Module::*)(const std::string& ifname);
+    bool AskOnceInBurst(Question question, std::map<std::string, bool>& answers,
+                        const std::string& ifname);
     bool IsHasty(const std::string& router, const std::string& ifname, bool managed, bool other);
     void AddGateway(const std::string& router, const std::string& ifname);
     void ApplyFlags(const std::string& ifname, bool managed, bool other);
