@@ -8,8 +8,8 @@
 
 #include <vexonetwork/network/arpscanner.h>
 
-#include "network/device_texts.h"
-#include "network/netbios_lookups.h"
+#include "network/devices/device_texts.h"
+#include "network/devices/netbios_lookups.h"
 #include "support/appliance.h"
 #include "support/event_queue.h"
 #include "support/syslog_spy.h"

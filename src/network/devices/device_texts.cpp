@@ -1,4 +1,4 @@
-#include "network/device_texts.h"
+#include "network/devices/device_texts.h"
 
 #include <algorithm>
 

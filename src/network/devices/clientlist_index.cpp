@@ -1,4 +1,4 @@
-#include "network/clientlist_index.h"
+#include "network/devices/clientlist_index.h"
 
 namespace vexonetwork::network {
 

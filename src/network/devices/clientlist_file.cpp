@@ -1,4 +1,4 @@
-#include "network/clientlist_file.h"
+#include "network/devices/clientlist_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

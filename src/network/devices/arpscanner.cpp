@@ -8,8 +8,8 @@
 #include <vexobase/log.h>
 #include <vlib/net.h>
 
-#include "network/device_texts.h"
-#include "network/netbios_lookups.h"
+#include "network/devices/device_texts.h"
+#include "network/devices/netbios_lookups.h"
 
 namespace vexonetwork::network {
 

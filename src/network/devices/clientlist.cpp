@@ -12,8 +12,8 @@
 #include <vexobase/log.h>
 #include <vexonetwork/utils/json_reader.h>
 
-#include "network/clientlist_file.h"
-#include "network/clientlist_index.h"
+#include "network/devices/clientlist_file.h"
+#include "network/devices/clientlist_index.h"
 
 namespace vexonetwork::network {
 

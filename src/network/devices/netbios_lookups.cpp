@@ -1,4 +1,4 @@
-#include "network/netbios_lookups.h"
+#include "network/devices/netbios_lookups.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include <vlib/exec.h>
 #include <vlib/net.h>
 
-#include "network/device_texts.h"
+#include "network/devices/device_texts.h"
 
 #define VEXO_LOG_SOURCE "arpscanner"
 #include <vexobase/log.h>
