@@ -3,13 +3,54 @@
 #include <sys/socket.h>
 
 #include <cstdio>
+#include <functional>
+#include <utility>
 
 #include <vexobase/log.h>
 #include <vexobase/unique_fd.h>
+#include <vexonetwork/utils/json_reader.h>
 #include <vexonetwork/utils/utils.h>
 #include <vlib/net.h>
 
 namespace vexonetwork::network {
+
+namespace {
+
+using Predicate = std::function<bool(const Json::Value& entry)>;
+
+std::string TextOf(const Json::Value& entry, const char* key) {
+    return utils::GetString(entry, key).value_or("");
+}
+
+bool HasGateway(const Json::Value& entry) {
+    const std::string gateway = TextOf(entry, "gateway");
+    return !gateway.empty() && gateway != "NULL";
+}
+
+bool IsWireless(const Json::Value& entry) {
+    return TextOf(entry, "class") == "wlan" || TextOf(entry, "ifname").starts_with("wlan");
+}
+
+bool IsWired(const Json::Value& entry) {
+    return !IsWireless(entry)
+           && (TextOf(entry, "class") == "ethernet" || TextOf(entry, "ifname").starts_with("eth"));
+}
+
+Predicate PredicateOf(const std::string& type) {
+    if (type == "wan") {
+        return HasGateway;
+    }
+    if (type == "ethernet") {
+        return IsWired;
+    }
+    return type == "wlan" ? IsWireless : Predicate();
+}
+
+bool IsSlave(const Json::Value& entry) {
+    return utils::GetBool(entry, "slave").value_or(false);
+}
+
+}  // namespace
 
 bool IsEthernetLinkDetected(const std::string& ifname) {
     const vexobase::UniqueFd fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -43,6 +84,20 @@ int GetSubnetFormat(const std::string& ip, const std::string& mask, std::string&
     }
     subnet = output;
     return 0;
+}
+
+void FilterList(std::string type, Json::Value& list) {
+    const Predicate isWanted = PredicateOf(type);
+    if (!isWanted) {
+        VEXO_LOG(LOG_ERR, "Unknown kind of gateways [%s]", type.c_str());
+    }
+    Json::Value kept(Json::arrayValue);
+    for (Json::ArrayIndex i = 0; isWanted && list.isArray() && i < list.size(); ++i) {
+        if (!IsSlave(list[i]) && isWanted(list[i])) {
+            kept.append(list[i]);
+        }
+    }
+    list = std::move(kept);
 }
 
 }  // namespace vexonetwork::network

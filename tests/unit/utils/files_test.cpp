@@ -13,6 +13,7 @@
 #include <vexobase/unique_fd.h>
 #include <vexonetwork/utils/create_pid_file.h>
 #include <vexonetwork/utils/file.h>
+#include <vexonetwork/utils/json_reader.h>
 #include <vexonetwork/utils/lock.h>
 #include <vexonetwork/utils/reset_files.h>
 #include <vexonetwork/utils/semaphore.h>
@@ -108,6 +109,36 @@ TEST_F(Files, AnswersAboutInterfacesAndSubnets) {
         spy.Messages(),
         ElementsAre("Failed get interface flags for absent", "Failed to copy interface name far",
                     "Failed to translate to ip/mask format to a subnet format."));
+}
+
+TEST_F(Files, FiltersGatewayListsByKind) {
+    Json::Value all;
+    ASSERT_TRUE(vexonetwork::utils::ParseJson(
+        R"([{"ifname": "eth0", "class": "unknown", "gateway": "192.0.2.1", "slave": false},
+            {"ifname": "eth1", "class": "ethernet", "gateway": "192.0.2.1", "slave": true},
+            {"ifname": "lan", "class": "ethernet", "gateway": "", "slave": false},
+            {"ifname": "wlan0", "class": "ethernet", "gateway": "NULL", "slave": false},
+            {"ifname": "radio", "class": "wlan", "gateway": "192.0.2.9", "slave": false},
+            {"ifname": 7, "class": [], "gateway": {}, "slave": "no"}, null, 4])",
+        all));
+    const auto namesOf = [&](const char* type) {
+        Json::Value list = all;
+        vexonetwork::network::FilterList(type, list);
+        EXPECT_TRUE(list.isArray());
+        std::string names;
+        for (const Json::Value& entry : list) {
+            names += entry["ifname"].asString() + " ";
+        }
+        return names;
+    };
+    EXPECT_EQ(namesOf("wan"), "eth0 radio ");
+    EXPECT_EQ(namesOf("ethernet"), "eth0 lan ");
+    EXPECT_EQ(namesOf("wlan"), "wlan0 radio ");
+    EXPECT_EQ(namesOf("dsl"), "");
+    EXPECT_THAT(spy.Messages(), ElementsAre("Unknown kind of gateways [dsl]"));
+    Json::Value none;
+    vexonetwork::network::FilterList("wan", none);
+    EXPECT_EQ(none, Json::Value(Json::arrayValue));
 }
 
 TEST_F(Files, LockWaitsForItsTurnAndGivesUp) {
