@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -31,7 +32,7 @@ class ClientList {
     void EraseList();
 
     /// Takes the place of the document by the one in a file, of whatever form; only a regular file
-    /// is read. What is no JSON leaves the document as it was.
+    /// of this user's own is read. What is no JSON leaves the document as it was.
     /// @return whether the file was read
     bool LoadClientList(const std::string& path);
     bool Load(const std::string& path) { return LoadClientList(path); }
@@ -40,6 +41,9 @@ class ClientList {
     /// something else there: a link or another's file is removed, and not written through.
     /// @return whether the file could be opened
     bool WriteToFile(const std::string& path);
+
+    /// The same for a list whose lock is lost; nobody can change it meanwhile.
+    bool WriteWithoutLock(const std::string& path) const;
 
     Json::Value GetClientList() const { return root; }
 
@@ -58,6 +62,9 @@ class ClientList {
     /// taken, and the next call that needs it waits for ever: ask VerifyMacIsExist first.
     /// @return whether it was removed
     bool EraseObject(const std::string& mac);
+
+    /// Whether EraseObject has left the lock taken. May be called from any thread.
+    bool IsLockLost() const { return lockLost; }
 
     /// Sets the members of `keys` in the entry of an address and keeps its others, then renews
     /// "displayName" and "asso_time". Members that addresses and names are taken from must not be
@@ -85,6 +92,7 @@ class ClientList {
     const Json::Value& EntryAt(unsigned int place) const;
 
     PthreadMutex mutex;
+    std::atomic<bool> lockLost = false;
     Json::Value root;
     std::unique_ptr<ClientListIndex> places;  ///< kept in step with root
 };

@@ -130,6 +130,10 @@ bool ClientList::LoadClientList(const std::string& path) {
 
 bool ClientList::WriteToFile(const std::string& path) {
     const Hold hold(mutex);
+    return WriteWithoutLock(path);
+}
+
+bool ClientList::WriteWithoutLock(const std::string& path) const {
     const vexobase::UniqueFd fd = OpenPlainFile(path);
     if (!fd) {
         VEXO_LOG(LOG_ERR, "Error - %s could not open", path.c_str());
@@ -179,6 +183,7 @@ bool ClientList::EraseObject(const std::string& mac) {
     if (!place) {
         // Kept as it has always been: who erases what is not there is left with the lock.
         hold.Keep();
+        lockLost = true;
         return false;
     }
     Json::Value& entries = *Entries();

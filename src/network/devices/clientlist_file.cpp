@@ -29,7 +29,7 @@ bool IsPlain(const UniqueFd& fd, struct stat& info) {
         return false;
     }
     errno = EINVAL;
-    return S_ISREG(info.st_mode);
+    return S_ISREG(info.st_mode) && info.st_uid == ::geteuid();
 }
 
 }  // namespace

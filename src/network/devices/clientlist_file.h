@@ -11,7 +11,7 @@ namespace vexonetwork::network {
 /// Files in a folder where others may write, as /tmp: neither a link nor a pipe that somebody has
 /// put there leads anywhere.
 
-/// @return the whole of a regular file of at most 64 MiB, or nothing with errno
+/// @return the whole of a regular file of this user's own, of at most 64 MiB, or nothing with errno
 std::optional<std::string> ReadPlainFile(const std::string& path);
 
 /// Opens a file of this user's own for writing and empties it. A link, a pipe, another user's file

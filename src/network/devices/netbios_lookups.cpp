@@ -80,10 +80,20 @@ class Lookups {
             }
             Program program(VLIBCPopen(kProgram, "r", "-A", address, nullptr));
             if (program == nullptr) {
-                VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s -A %s]", kProgram, address);
+                LogFailure(address);
                 continue;
             }
             running.push_back({next, std::move(program), now + kPatience});
+        }
+    }
+
+    /// Where the program is missing this would be a line for each device of the network.
+    void LogFailure(const char* address) {
+        constexpr unsigned kMostLines = 10;
+        if (++failures <= kMostLines) {
+            VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s -A %s]", kProgram, address);
+        } else if (failures == kMostLines + 1) {
+            VEXO_LOG(LOG_ERR, "The devices that are left are not told of one by one");
         }
     }
 
@@ -116,6 +126,7 @@ class Lookups {
     std::vector<std::string> names;
     std::vector<Lookup> running;
     std::size_t next = 0;
+    unsigned failures = 0;
     const steady_clock::time_point lastStart = steady_clock::now() + kAskingTime;
 };
 
