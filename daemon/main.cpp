@@ -12,6 +12,8 @@
 #include <vexonetwork/dbus/net_server.h>
 #include <vexonetwork/network/module/module_manager.h>
 
+#include "device_list_watch.h"
+#include "end_watch.h"
 #include "event_thread.h"
 #include "leftovers.h"
 #include "options.h"
@@ -76,12 +78,16 @@ class Modules {
     Modules& operator=(const Modules&) = delete;
 };
 
-int Serve(const Options& options, int signals) {
+int Serve(const Options& options, int signals, EndWatch& endWatch) {
     const Modules modules;
     NetServer server;
     const EventThread events;
+    const DeviceListWatch deviceListWatch;
     const Supervision supervision(signals, server);
-    if (server.StartLoop() != 0) {
+    const int result = server.StartLoop();
+    endWatch.Begin();
+    deviceListWatch.Check();
+    if (result != 0) {
         return EndWith(options, WhyNotServing(supervision.WasReady()));
     }
     return kEnded;
@@ -98,7 +104,8 @@ int Run(const Options& options) {
     }
     RemoveLeftovers();
     vexonetwork::dbus::UseApplianceBus();
-    return Serve(options, signals.Get());
+    EndWatch endWatch(signals.Get());
+    return Serve(options, signals.Get(), endWatch);
 }
 
 }  // namespace

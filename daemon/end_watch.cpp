@@ -1,0 +1,68 @@
+#include "end_watch.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <string.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <span>
+#include <system_error>
+#include <vector>
+
+#include <vexobase/log.h>
+
+namespace vexonetd {
+namespace {
+
+// A hook has 30 s, systemd gives the unit 45 s.
+constexpr int kPatienceMilliseconds = 40'000;
+constexpr int kForever = -1;
+
+/// @return whether one of them is readable; false when the time is over
+bool Await(std::span<const int> descriptors, int timeout) {
+    std::vector<pollfd> events;
+    for (const int fd : descriptors) {
+        events.push_back({fd, POLLIN, 0});
+    }
+    int ready = -1;
+    do {
+        ready = ::poll(events.data(), events.size(), timeout);
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
+}
+
+}  // namespace
+
+EndWatch::EndWatch(int signals)
+    : begun(::eventfd(0, EFD_CLOEXEC)), over(::eventfd(0, EFD_CLOEXEC)) {
+    if (!begun || !over) {
+        throw std::system_error(errno, std::generic_category(), "cannot watch the end");
+    }
+    thread = std::thread([this, signals] { Watch(signals); });
+    ::pthread_setname_np(thread.native_handle(), "end-watch");
+}
+
+EndWatch::~EndWatch() {
+    ::eventfd_write(over.Get(), 1);
+    thread.join();
+}
+
+void EndWatch::Begin() {
+    ::eventfd_write(begun.Get(), 1);
+}
+
+void EndWatch::Watch(int signals) const {
+    // The signal itself is left to the main loop; one that hangs does not come to it.
+    const std::array beginnings = {signals, begun.Get(), over.Get()};
+    Await(beginnings, kForever);
+    const std::array end = {over.Get()};
+    if (!Await(end, kPatienceMilliseconds)) {
+        VEXO_LOG(LOG_ERR, "The end hangs in a request, a module or a hook; ending without it");
+        ::_exit(1);
+    }
+}
+
+}  // namespace vexonetd
