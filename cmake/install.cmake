@@ -40,7 +40,8 @@ install(PROGRAMS appliance/dhcp/dhclient4-release appliance/dhcp/dhclient4-scrip
   DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/vexonetwork)
 install(FILES appliance/dhcp/dhclient-functions
   DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/vexonetwork)
-install(FILES appliance/debian/copyright docs/appliance.md docs/files.md docs/requests.md TYPE DOC)
+install(FILES appliance/debian/copyright docs/appliance.md docs/files.md docs/host-finder.md
+  docs/requests.md TYPE DOC)
 install(FILES appliance/debian/copyright
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vexonetwork-dev COMPONENT dev)
 install(DIRECTORY appliance/hooks/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
@@ -65,7 +66,7 @@ set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
   "It keeps ordered lists of gateways for IPv4 and IPv6 and elects the default routes.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "dbus, iproute2, ndisc6, systemd")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "iputils-ping, isc-dhcp-client, logrotate")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "curl, iputils-ping, isc-dhcp-client, logrotate")
 list(TRANSFORM debian_scripts PREPEND ${PROJECT_SOURCE_DIR}/appliance/debian/
   OUTPUT_VARIABLE CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
