@@ -2,6 +2,8 @@
 
 #include <json/value.h>
 
+#include <memory>
+
 namespace vexonetwork::network {
 
 /// The host finder: asks every minute, by UDP broadcast on the bridges, which other appliances are
@@ -21,6 +23,14 @@ class KeloScanner {
     /// @return {"ClientList": [...]} with "ipAddr", "macAddr", "friendlyName", "modelName",
     ///         "serial" and "firmware" of each appliance that answered the last questions
     Json::Value GetData();
+
+  private:
+    struct State;
+
+    KeloScanner();
+    ~KeloScanner();
+
+    const std::unique_ptr<State> state;
 };
 
 }  // namespace vexonetwork::network
