@@ -1,6 +1,7 @@
 #include "daemon.h"
 
 #include <vexonetwork/dbus/bus_address.h>
+#include <vexonetwork/utils/json_reader.h>
 #include <vlib/proc.h>
 
 #include "failure.h"
@@ -80,6 +81,37 @@ void Daemon::Send(Request request, Json::Value info) {
 
 void Daemon::ForgetRouter(const std::string& ifname) {
     if (client.ResetIPv6Module(ifname) != 0) {
+        Refused();
+    }
+}
+
+Json::Value Daemon::Devices(const std::string& source) {
+    // The daemon gives silent devices 20 s, and serves one caller after another.
+    constexpr int kMilliseconds = 60'000;
+    std::string reply;
+    Json::Value list;
+    if (client.NewMessage("GetDeviceListData") != 0 || client.Append(source) != 0
+        || client.SendMessage(true, kMilliseconds) != 0 || client.GetReply(reply) != 0
+        || !vexonetwork::utils::ParseJson(reply, list)) {
+        Refused();
+    }
+    const Json::Value devices =
+        list.isObject() ? list["ClientList"] : Json::Value(Json::arrayValue);
+    return devices.isArray() ? devices : Json::Value(Json::arrayValue);
+}
+
+void Daemon::LabelDevice(const std::string& mac, const std::string& name, const std::string& type) {
+    Json::Value label(Json::objectValue);
+    label["macAddr"] = mac;
+    label["userdef_displayName"] = name;
+    label["userdef_deviceType"] = type;
+    if (client.SetDeviceListData(label) != 0) {
+        Refused();
+    }
+}
+
+void Daemon::ForgetDevice(const std::string& mac) {
+    if (client.DelDeviceListData(mac) != 0) {
         Refused();
     }
 }

@@ -41,6 +41,14 @@ class Daemon {
     /// Has it forget the router that it follows on an interface.
     void ForgetRouter(const std::string& ifname);
 
+    /// The devices on the LAN, an array of entries.
+    /// @param source  "all", "upnp" or "kelo"
+    Json::Value Devices(const std::string& source);
+
+    /// Both ask for a device that the daemon knows; see Devices.
+    void LabelDevice(const std::string& mac, const std::string& name, const std::string& type);
+    void ForgetDevice(const std::string& mac);
+
     /// The ordered list, an array of entries.
     Json::Value Entries(const Family& family);
 

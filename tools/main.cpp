@@ -48,6 +48,7 @@ void Declare(CLI::App& app, Command& chosen) {
     AddStatusCommand(app, chosen);
     AddGatewayCommands(app, chosen);
     AddIPv6Commands(app, chosen);
+    AddDeviceCommands(app, chosen);
     AddMonitorCommand(app, chosen);
     AddEventsCommand(app, chosen);
 }
