@@ -11,6 +11,12 @@ enum {
     VEXO_IPV6_STATELESS_DHCP = 4,  ///< SLAAC, the rest by DHCPv6; IPV6_METHOD=slaac-dhcp
 };
 
+/// What VEXOLnxIPv6ProcAction does.
+enum {
+    VEXO_IPV6_ENABLE = 0,
+    VEXO_IPV6_DISABLE = 1,
+};
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -44,6 +50,12 @@ int VEXONetIPv6ConfGet(const char* ifname, int* method, char* address, int addre
 ///         without IPv6 in the kernel, changes nothing; of what fails later the rest is done.
 int VEXONetIPv6ConfSet(int method, const char* ifname, const char* address, int prefix,
                        const char* gateway);
+
+/// Switches the IPv6 of an interface in the kernel (net.ipv6.conf.NAME.disable_ipv6), until the
+/// next boot and whatever is configured.
+/// @param action  VEXO_IPV6_ENABLE or VEXO_IPV6_DISABLE
+/// @return 0, also when it is so already, or -1 with the platform's error
+int VEXOLnxIPv6ProcAction(const char* ifname, int action);
 
 #ifdef __cplusplus
 }

@@ -13,6 +13,11 @@ typedef struct VEXONETIFINFO {
     int mtu;
 } VEXONETIFINFO;
 
+/// Kinds of interfaces for VEXONetIsDevTypeMatch.
+enum {
+    VEXO_DEV_ETHERNET = 2,  ///< Ethernet frames: also bonds, VLANs, bridges; no PPP, no tunnels
+};
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -26,6 +31,21 @@ int VEXONetIfIsLink(const char* ifname);
 
 /// @return 1 when the interface is administratively up, 0 when not, -1 when there is no such one
 int VEXONetIsIFUp(const char* ifname);
+
+/// @param type  VEXO_DEV_…
+/// @return 1 when the interface is of that kind, 0 when not, -1 when there is no such interface or
+///         no such kind
+int VEXONetIsDevTypeMatch(const char* ifname, int type);
+
+/// Writes the name of the interface of the present PPPoE connection: of the point-to-point
+/// interfaces that are up and named ppp…, as pppd names them, the one that was made first.
+/// @return 0, or -1 (there is none, or `size` is too small); the buffer is then unchanged
+int VEXOPPPoeIntfGet(char* ifname, int size);
+
+/// Whether an IPv4 address has no meaning on the Internet: private (RFC 1918), shared with other
+/// customers of a provider (RFC 6598), link-local (RFC 3927) or loopback.
+/// @return 1 or 0; -1 when the text is no IPv4 address of four decimal octets
+int VEXONetIsPrivateIP(const char* address);
 
 /// Writes the interface's first IPv4 address as text.
 /// @return 0, or -1 (no such interface, no address, or `size` too small); the buffer is then

@@ -109,3 +109,12 @@ int VEXONetIPv6ConfSet(int method, const char* ifname, const char* address, int 
     const int applied = vexoplatform::ApplyIpv6Method(ifname, method, after);
     return stored == 0 && applied == 0 ? 0 : -1;
 }
+
+int VEXOLnxIPv6ProcAction(const char* ifname, int action) {
+    if (!vexoplatform::IsInterfaceName(ifname)
+        || (action != VEXO_IPV6_ENABLE && action != VEXO_IPV6_DISABLE)) {
+        return Fail(VLIB_ERR_BAD_PARAMETER);
+    }
+    const bool isDone = vexoplatform::PutIpv6Setting(ifname, "disable_ipv6", action) >= 0;
+    return isDone ? 0 : Fail(VLIB_ERR_WRITE_FAILED);
+}

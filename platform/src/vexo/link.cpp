@@ -44,6 +44,7 @@ std::optional<Link> ParseLink(const nlmsghdr& message) {
     const auto portKind = attributes.Nest(IFLA_LINKINFO).Text(IFLA_INFO_SLAVE_KIND);
     return Link{.name = *name,
                 .index = header->ifi_index,
+                .hardware = header->ifi_type,
                 .flags = header->ifi_flags,
                 .operState = FoldOperState(attributes.U8(IFLA_OPERSTATE)),
                 .carrier = (header->ifi_flags & IFF_LOWER_UP) != 0,

@@ -17,7 +17,8 @@ enum class OperState { kUnknown, kDown, kUp };
 struct Link {
     std::string name;
     int index = 0;
-    unsigned int flags = 0;  ///< IFF_…, also those above 16 bits
+    unsigned short hardware = 0;  ///< ARPHRD_…
+    unsigned int flags = 0;       ///< IFF_…, also those above 16 bits
     OperState operState = OperState::kUnknown;
     bool carrier = false;  ///< only an interface that is up has one
     int mtu = 0;

@@ -2,8 +2,11 @@
 
 #include <arpa/inet.h>
 #include <net/if.h>
+#include <net/if_arp.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -92,6 +95,52 @@ int VEXONetIsIFUp(const char* ifname) {
         return -1;
     }
     return (link->flags & IFF_UP) != 0 ? 1 : 0;
+}
+
+int VEXONetIsDevTypeMatch(const char* ifname, int type) {
+    if (type != VEXO_DEV_ETHERNET) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    const auto link = FindLinkOrError(ifname);
+    if (!link) {
+        return -1;
+    }
+    return link->hardware == ARPHRD_ETHER ? 1 : 0;
+}
+
+int VEXOPPPoeIntfGet(char* ifname, int size) {
+    const auto links = vexoplatform::ListLinks();
+    if (!links) {
+        VLIBCErrSet(VLIB_ERR_NETLINK_FAILED);
+        return -1;
+    }
+    constexpr unsigned int kConnected = IFF_UP | IFF_POINTOPOINT;
+    const auto found = std::ranges::find_if(*links, [](const Link& link) {
+        return (link.flags & kConnected) == kConnected && link.name.starts_with("ppp");
+    });
+    if (found == links->end()) {
+        VLIBCErrSet(VLIB_ERR_NOT_FOUND);
+        return -1;
+    }
+    return PutOut(found->name, ifname, size);
+}
+
+int VEXONetIsPrivateIP(const char* address) {
+    const auto parsed = vlib::ParseIpv4(address == nullptr ? "" : address);
+    if (!parsed) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    struct Network {
+        std::uint32_t address;
+        int prefix;
+    };
+    static constexpr Network kNetworks[] = {{0x0A000000, 8},  {0xAC100000, 12}, {0xC0A80000, 16},
+                                            {0x64400000, 10}, {0xA9FE0000, 16}, {0x7F000000, 8}};
+    return std::ranges::any_of(kNetworks, [&](const Network& network) {
+        return (parsed->s_addr & vlib::Netmask(network.prefix).s_addr) == htonl(network.address);
+    });
 }
 
 int VEXOILnxGetIP(const char* ifname, char* ip, int size) {

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <vexonetwork/ipv6/router/router6_attr.h>
+
+namespace vexo::network::ipv6::router {
+
+/// A /64 and who has it.
+struct Router6PrefixAttr {
+    std::string prefix;  ///< in canonical form (RFC 5952), without a length
+    std::string wan;     ///< of the router it is routed to
+    std::string lan;     ///< "" while it is free
+};
+
+/// Hands the /64s of the routers' prefixes to LAN interfaces. A shorter prefix has two of them.
+class Router6Prefix {
+  public:
+    /// Loads; what cannot be loaded is left out, with a log line.
+    Router6Prefix();
+
+    /// Reads the routers' files and asks the daemon once for its list of gateways. A file that is
+    /// not whole is left out: who has got what of its prefix is not known.
+    /// @return 0, or -1 when the folder cannot be read; `routers` is then unchanged
+    int Load();
+
+    /// @return the address in canonical form, or "" when it is no IPv6 address
+    static std::string NormalizePrefix(const std::string& text);
+
+    /// The /64s that are handed out of a prefix: itself, or the first two, as texts.
+    /// @return nothing for a longer prefix, or an address that is none
+    static std::vector<std::string> EnumPrefix64(const std::string& address, int length);
+
+    /// @return the LAN that has the /64 from this router, or ""
+    std::string AllocatedTo(const std::string& prefix, const Router6Attr& router) const;
+
+    /// Grants a /64 that is free, or takes it back, in `routers` and in the file. Both read the
+    /// files anew, as another process may have granted since, and keep others out meanwhile.
+    /// A LAN can have one /64 of a router, for that is what the file has room for.
+    /// @return 0, also when there was nothing to take back; -1 with nothing changed
+    int Allocate(const std::string& prefix, const std::string& lan);
+    int Deallocate(const std::string& prefix, const std::string& lan);
+
+    std::vector<Router6PrefixAttr> List() const;
+
+    std::vector<Router6Attr> routers;  ///< in byte order of their files' names
+
+  private:
+    static std::optional<Router6Attr> LoadRouter(const std::string& path,
+                                                 const Router6Attr::PriorityOf& priorityOf);
+    int AllocateLocked(const std::string& prefix, const std::string& lan);
+    int DeallocateLocked(const std::string& prefix, const std::string& lan);
+};
+
+}  // namespace vexo::network::ipv6::router

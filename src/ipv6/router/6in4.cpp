@@ -1,0 +1,120 @@
+#include <net/if.h>
+
+#include <vexo/firewall.h>
+#include <vexo/net_interface.h>
+#include <vexobase/log.h>
+#include <vexonetwork/dbus/dbus_client.h>
+#include <vexonetwork/ipv6/router/tunnel_6in4.h>
+#include <vlib/exec.h>
+#include <vlib/net.h>
+
+#include "ipv6/router/router_names.h"
+
+namespace vexo::network::ipv6::router {
+
+namespace {
+
+constexpr char kIp[] = "/sbin/ip";
+
+bool HasRoomForName(const std::string& device) {
+    if (device.size() >= IFNAMSIZ) {
+        VEXO_LOG(LOG_ERR, "No device can have the name %s, it is longer than %d bytes",
+                 device.c_str(), IFNAMSIZ - 1);
+        return false;
+    }
+    return true;
+}
+
+bool AddAddress(const std::string& device, const std::string& addressLength) {
+    const AddressLength parts = SplitAddress(addressLength);
+    return VEXONetSetIP("-6", device.c_str(), parts.address.c_str(), parts.length.value_or(0),
+                        "add", device.c_str())
+           >= 0;
+}
+
+}  // namespace
+
+bool Tunnel6in4::ValidateAttr() const {
+    if (BlVLIBIsIpAddr(attr.local_addr_v4.c_str()) != 1) {
+        VEXO_LOG(LOG_ERR, "Invalid local v4 address (%s)", attr.local_addr_v4.c_str());
+        return false;
+    }
+    if (BlVLIBIsIpAddr(attr.remote_addr_v4.c_str()) != 1) {
+        VEXO_LOG(LOG_ERR, "Invalid remote v4 address (%s)", attr.remote_addr_v4.c_str());
+        return false;
+    }
+    if (!HasRoomForName(TunnelDevice(Wan()))) {
+        return false;
+    }
+    if (!Router6Base::ValidateAttr()) {
+        VEXO_LOG(LOG_ERR, "Base check failed");
+        return false;
+    }
+    return true;
+}
+
+bool Tunnel6in4::Create() const {
+    const std::string wan = Wan();
+    if (wan.empty()) {
+        VEXO_LOG(LOG_ERR, "Failed to get WAN, may caused by broken PPPoE connection");
+        return false;
+    }
+    // A device of that name that is there already is another's, and stays.
+    const std::string device = TunnelDevice(wan);
+    if (!HasRoomForName(device) || !MakeDevice(device)) {
+        return false;
+    }
+    if (!SetUp(device)) {
+        Destroy();
+        return false;
+    }
+    if (VEXOFwRuleHup() < 0) {
+        VEXO_LOG(LOG_ERR, "Failed to reload firewall.");
+    }
+    return true;
+}
+
+bool Tunnel6in4::MakeDevice(const std::string& device) const {
+    const char* local = attr.local_addr_v4.c_str();
+    const char* remote = attr.remote_addr_v4.c_str();
+    if (VLIBCExecl(VLIB_EXEC_QUIET, kIp, "tunnel", "add", device.c_str(), "mode", "sit", "remote",
+                   remote, "local", local, "ttl", "255", nullptr)
+        != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to create tunnel device %s (%s -> %s)", device.c_str(), local,
+                 remote);
+        return false;
+    }
+    return true;
+}
+
+bool Tunnel6in4::SetUp(const std::string& device) const {
+    if (VLIBCExecl(VLIB_EXEC_QUIET, kIp, "link", "set", device.c_str(), "up", nullptr) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to bring up device %s", device.c_str());
+        return false;
+    }
+    if (!AddAddress(device, attr.local_addr_v6)) {
+        // The message tables have the two in this order.
+        VEXO_LOG(LOG_ERR, "Failed to add [%s] to device %s", device.c_str(),
+                 attr.local_addr_v6.c_str());
+        return false;
+    }
+    if (!vexonetwork::utils::SetGatewayInfo(device, kGatewayType, "::", "NULL", "ethernet",
+                                            WantedPriority(attr.is_default_gateway), true)) {
+        VEXO_LOG(LOG_ERR, "Failed to add gateway info on dev %s", device.c_str());
+        return false;
+    }
+    return Router6Base::Create();
+}
+
+bool Tunnel6in4::Destroy() const {
+    const std::string device = TunnelDevice(Wan());
+    if (VLIBCExecl(VLIB_EXEC_QUIET, kIp, "tunnel", "del", device.c_str(), nullptr) != 0) {
+        VEXO_LOG(LOG_WARNING, "Unable to delete tunnel device %s", device.c_str());
+    }
+    if (!vexonetwork::utils::DelGatewayInfo(device, kGatewayType, true)) {
+        VEXO_LOG(LOG_WARNING, "Failed to del gateway info on dev %s", device.c_str());
+    }
+    return Router6Base::Destroy();
+}
+
+}  // namespace vexo::network::ipv6::router

@@ -1,0 +1,281 @@
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <optional>
+
+#include <vexobase/log.h>
+#include <vexonetwork/dbus/net_client.h>
+#include <vexonetwork/ipv6/router/router6_lock.h>
+#include <vexonetwork/ipv6/router/router6_prefix.h>
+#include <vexonetwork/utils/json_reader.h>
+#include <vlib/file.h>
+
+#include "ipv6/router/router_names.h"
+#include "utils/sz_containers.h"
+
+namespace vexo::network::ipv6::router {
+
+namespace {
+
+constexpr char kFolder[] = "/etc/sysconfig/networking";
+constexpr char kNames[] = "ipv6-";
+constexpr int kLongestSplit = 64;
+
+/// Places in the daemon's list of IPv6 gateways, asked for once, when the first one is wanted.
+class GatewayPlaces {
+  public:
+    int operator()(const std::string& ifname) {
+        if (!places) {
+            places = Ask();
+        }
+        const auto place = places->find(ifname);
+        return place == places->end() ? -1 : place->second;
+    }
+
+  private:
+    using Places = std::map<std::string, int>;
+
+    static Places Ask() {
+        Json::Value request;
+        request["type"] = kGatewayType;
+        Json::Value list;
+        if (vexonetwork::dbus::NetClient().GetGatewayListData(request, list) < 0) {
+            VEXO_LOG(LOG_ERR, "Failed to get the list of IPv6 gateways");
+        }
+        Places places;
+        for (const Json::Value& entry : list) {
+            const auto ifname = vexonetwork::utils::GetString(entry, "ifname");
+            const auto priority = vexonetwork::utils::GetInt(entry, "priority");
+            if (ifname && priority) {
+                places.emplace(*ifname, *priority);
+            }
+        }
+        return places;
+    }
+
+    std::optional<Places> places;
+};
+
+std::optional<in6_addr> ParseAddress(const std::string& text) {
+    in6_addr address{};
+    // A NUL inside would hide what follows it.
+    const bool isWhole = text.find('\0') == text.npos;
+    if (!isWhole || ::inet_pton(AF_INET6, text.c_str(), &address) != 1) {
+        VEXO_LOG(LOG_ERR, "Failed to convert %s into binary form", text.c_str());
+        return std::nullopt;
+    }
+    return address;
+}
+
+/// @return "" when it cannot be told
+std::string ToText(const in6_addr& address) {
+    char text[INET6_ADDRSTRLEN] = {};
+    return ::inet_ntop(AF_INET6, &address, text, sizeof text) == nullptr ? "" : text;
+}
+
+/// The router's /64s in canonical form; none, with a log line, when its prefix has none.
+std::vector<std::string> CandidatesOf(const Router6Attr& router) {
+    if (router.prefix.empty()) {
+        VEXO_LOG(LOG_INFO, "Empty prefix, skip");
+        return {};
+    }
+    const AddressLength parts = SplitAddress(router.prefix);
+    if (parts.address.empty() || parts.length.value_or(-1) < 0) {
+        VEXO_LOG(LOG_WARNING, "Unable to tokenize prefix %s, skip", router.prefix.c_str());
+        return {};
+    }
+    auto candidates = Router6Prefix::EnumPrefix64(parts.address, *parts.length);
+    if (candidates.empty()) {
+        VEXO_LOG(LOG_WARNING, "Unable to enumerate available prefix");
+    }
+    std::ranges::transform(candidates, candidates.begin(), Router6Prefix::NormalizePrefix);
+    std::erase(candidates, "");
+    return candidates;
+}
+
+bool HasPrefix(const Router6Attr& router, const std::string& lan) {
+    return std::ranges::find(router.lans, lan, &Router6Attr::LanList::value_type::first)
+           != router.lans.end();
+}
+
+/// Changes a router in memory and in its file, or neither.
+template <typename Change>
+bool SaveChanged(Router6Attr& router, Change change) {
+    Router6Attr changed = router;
+    change(changed);
+    if (changed.SaveConfig() != 0) {
+        return false;
+    }
+    router = std::move(changed);
+    return true;
+}
+
+}  // namespace
+
+Router6Prefix::Router6Prefix() {
+    if (Load() != 0) {
+        VEXO_LOG(LOG_WARNING, "Failed to load (some of) IPv6 router config");
+    }
+}
+
+int Router6Prefix::Load() {
+    vexonetwork::utils::UniqueSzList names(VLIBCSzListAlloc(1024));
+    if (!names) {
+        VEXO_LOG(LOG_ERR, "Failed to allocate list");
+        return -1;
+    }
+    constexpr int kFiles = 2;
+    if (VLIBCFileEnumDir(kFolder, kNames, names.Address(), kFiles) < 0) {
+        VEXO_LOG(LOG_ERR, "Failed to enum dir (%s/%s)", kFolder, kNames);
+        return -1;
+    }
+    if (!names) {
+        VEXO_LOG(LOG_ERR, "Returned list is NULL");
+        return -1;
+    }
+    GatewayPlaces places;
+    std::vector<Router6Attr> loaded;
+    for (int i = 0; i < names->count; ++i) {
+        auto router =
+            LoadRouter(std::string(kFolder) + "/" + VLIBCSzListGet(names.Get(), i), places);
+        if (router) {
+            loaded.push_back(std::move(*router));
+        }
+    }
+    routers = std::move(loaded);
+    return 0;
+}
+
+std::optional<Router6Attr> Router6Prefix::LoadRouter(const std::string& path,
+                                                     const Router6Attr::PriorityOf& priorityOf) {
+    char wan[1024] = {};
+    if (VLIBCFileGetSectionValue(path.c_str(), "conf", "wan", wan, sizeof wan) < 0) {
+        VEXO_LOG(LOG_WARNING, "Failed to get wan from %s", path.c_str());
+        return std::nullopt;
+    }
+    Router6Attr router;
+    router.wan = wan;
+    // A copy of a router's file, or a file on its way to replace one, is no second router.
+    if (router.GetConfigName() != path) {
+        VEXO_LOG(LOG_WARNING, "%s is not the configuration of its wan [%s], skip", path.c_str(),
+                 wan);
+        return std::nullopt;
+    }
+    if (router.LoadConfig(priorityOf) != 0) {
+        VEXO_LOG(LOG_WARNING, "%s cannot be read, skip", path.c_str());
+        return std::nullopt;
+    }
+    return router;
+}
+
+std::string Router6Prefix::NormalizePrefix(const std::string& text) {
+    const auto address = ParseAddress(text);
+    if (!address) {
+        return "";
+    }
+    std::string canonical = ToText(*address);
+    if (canonical.empty()) {
+        VEXO_LOG(LOG_ERR, "Failed to convert prefix into text form");
+    }
+    return canonical;
+}
+
+std::vector<std::string> Router6Prefix::EnumPrefix64(const std::string& address, int length) {
+    if (length > kLongestSplit) {
+        VEXO_LOG(LOG_ERR, "Error: require larger prefix range for splitting (cur: %d, max: %d)",
+                 length, kLongestSplit - 1);
+        return {};
+    }
+    if (length == kLongestSplit) {
+        return {address};
+    }
+    auto prefix = ParseAddress(address);
+    if (!prefix) {
+        return {};
+    }
+    std::vector<std::string> subnets;
+    constexpr std::uint8_t kLastBit = 1;
+    std::uint8_t& lastByte = prefix->s6_addr[7];
+    for (const std::uint8_t bit : {std::uint8_t{0}, kLastBit}) {
+        lastByte = static_cast<std::uint8_t>((lastByte & ~kLastBit) | bit);
+        subnets.push_back(ToText(*prefix));
+        if (subnets.back().empty()) {
+            VEXO_LOG(LOG_ERR, "Failed to split prefix back (%s)", address.c_str());
+            return {};
+        }
+    }
+    return subnets;
+}
+
+std::string Router6Prefix::AllocatedTo(const std::string& prefix, const Router6Attr& router) const {
+    const std::string wanted = NormalizePrefix(prefix);
+    for (const auto& [lan, lanPrefix] : router.lans) {
+        if (!wanted.empty() && NormalizePrefix(lanPrefix) == wanted) {
+            return lan;
+        }
+    }
+    return "";
+}
+
+int Router6Prefix::Allocate(const std::string& prefix, const std::string& lan) {
+    const Router6Lock lock;
+    return lock && Load() == 0 ? AllocateLocked(NormalizePrefix(prefix), lan) : -1;
+}
+
+int Router6Prefix::AllocateLocked(const std::string& prefix, const std::string& lan) {
+    for (Router6Attr& router : routers) {
+        const auto candidates = CandidatesOf(router);
+        if (prefix.empty() || std::ranges::find(candidates, prefix) == candidates.end()
+            || !AllocatedTo(prefix, router).empty()) {
+            continue;
+        }
+        if (HasPrefix(router, lan)) {
+            VEXO_LOG(LOG_ERR, "%s has a prefix of %s already, deallocate that one first",
+                     lan.c_str(), router.wan.c_str());
+            return -1;
+        }
+        const auto grant = [&](Router6Attr& changed) { changed.AddLan(lan, prefix); };
+        return SaveChanged(router, grant) ? 0 : -1;
+    }
+    VEXO_LOG(LOG_WARNING, "Unable to find matching prefix %s allocate for %s", prefix.c_str(),
+             lan.c_str());
+    return -1;
+}
+
+int Router6Prefix::Deallocate(const std::string& prefix, const std::string& lan) {
+    const Router6Lock lock;
+    return lock && Load() == 0 ? DeallocateLocked(NormalizePrefix(prefix), lan) : -1;
+}
+
+int Router6Prefix::DeallocateLocked(const std::string& prefix, const std::string& lan) {
+    bool isHeld = false;
+    for (Router6Attr& router : routers) {
+        if (AllocatedTo(prefix, router).empty()) {
+            continue;
+        }
+        isHeld = true;
+        const auto takeBack = [&](Router6Attr& changed) { changed.RemoveLan(lan, prefix); };
+        if (!SaveChanged(router, takeBack)) {
+            return -1;
+        }
+    }
+    if (!isHeld) {
+        VEXO_LOG(LOG_INFO, "No matching prefix %s on %s to remove, possibly gone", prefix.c_str(),
+                 lan.c_str());
+    }
+    return 0;
+}
+
+std::vector<Router6PrefixAttr> Router6Prefix::List() const {
+    std::vector<Router6PrefixAttr> list;
+    for (const Router6Attr& router : routers) {
+        for (const std::string& candidate : CandidatesOf(router)) {
+            list.push_back({candidate, router.wan, AllocatedTo(candidate, router)});
+        }
+    }
+    return list;
+}
+
+}  // namespace vexo::network::ipv6::router
