@@ -95,7 +95,10 @@ std::optional<LinkMessage> ReadLinkMessage(const nlmsghdr* message) {
     return LinkMessage{.isNew = message->nlmsg_type == RTM_NEWLINK,
                        .index = static_cast<unsigned>(header->ifi_index),
                        .flags = header->ifi_flags,
-                       .ifname = std::move(ifname)};
+                       .ifname = std::move(ifname),
+                       .family = header->ifi_family,
+                       .type = header->ifi_type,
+                       .hardwareAddress = std::string(attributes.Bytes(IFLA_ADDRESS))};
 }
 
 std::optional<AddressMessage> ReadAddressMessage(const nlmsghdr* message) {

@@ -14,6 +14,9 @@ struct LinkMessage {
     unsigned index = 0;
     unsigned flags = 0;  ///< IFF_…
     std::string ifname;
+    int family = 0;     ///< AF_UNSPEC; AF_BRIDGE tells of a bridge's port, not of the link
+    unsigned type = 0;  ///< ARPHRD_…
+    std::string hardwareAddress;  ///< the bytes; "" when it has none
 };
 
 struct AddressMessage {
