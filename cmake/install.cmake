@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 # Two components, two Debian packages: runtime for an appliance, dev for who builds against it.
 
 # Programs find the libraries, and these one another, wherever the whole is installed.
-set_target_properties(vexonetd vexonetctl PROPERTIES
+set_target_properties(vexonetd vexonet-conflictd vexonetctl PROPERTIES
   INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 set_target_properties(vexonetwork vexoplatform PROPERTIES INSTALL_RPATH "$ORIGIN")
 

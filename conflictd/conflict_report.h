@@ -1,0 +1,40 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "conflict.h"
+#include "report_budget.h"
+
+namespace conflictd {
+
+/// Tells conflicts to the system log, the event log and the hooks net/ip_conflict, within a
+/// budget. Hooks take their time, so they run on a thread of their own.
+class ConflictReport {
+  public:
+    ConflictReport();
+
+    /// Hooks that have not begun are left out; the one that runs is waited for.
+    ~ConflictReport();
+    ConflictReport(const ConflictReport&) = delete;
+    ConflictReport& operator=(const ConflictReport&) = delete;
+
+    void Tell(const Conflict& conflict, Clock::time_point now);
+
+  private:
+    void SayTooMany(Clock::time_point now);
+    void QueueHook(const Conflict& conflict);
+    void RunHooks();
+
+    ReportBudget budget;
+    Clock::time_point silentUntil;  ///< about conflicts that are not told
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<Conflict> waiting;
+    bool stopping = false;
+    std::thread thread;
+};
+
+}  // namespace conflictd
