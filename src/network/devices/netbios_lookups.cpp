@@ -23,6 +23,9 @@ using std::chrono::steady_clock;
 constexpr char kProgram[] = "/usr/local/bin/nmblookup";
 constexpr auto kAskingTime = std::chrono::seconds(15);
 
+/// Then the program is missing: neither time nor lines are spent on each device of the network.
+constexpr unsigned kMostFailures = 10;
+
 /// The output is more than a node with 255 names has to say.
 constexpr SideBySide::Limits kLimits = {
     .atOnce = 100, .patience = std::chrono::seconds(5), .output = 65536};
@@ -49,27 +52,19 @@ class Lookups {
         for (; next < addresses.size() && programs.HasRoom(); ++next) {
             const char* address = addresses[next].c_str();
             // What is no address could be taken for an option.
-            if (steady_clock::now() >= lastStart || BlVLIBIsIpAddr(address) != 1) {
+            if (failures >= kMostFailures || steady_clock::now() >= lastStart
+                || BlVLIBIsIpAddr(address) != 1) {
                 continue;
             }
             FILE* program = VLIBCPopen(kProgram, "r", "-A", address, nullptr);
             if (program == nullptr) {
-                LogFailure(address);
+                ++failures;
+                VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s -A %s]", kProgram, address);
                 continue;
             }
             programs.Add(program, [&name = names[next]](const std::string& answer, bool) {
                 name = ParseNodeStatus(answer);
             });
-        }
-    }
-
-    /// Where the program is missing this would be a line for each device of the network.
-    void LogFailure(const char* address) {
-        constexpr unsigned kMostLines = 10;
-        if (++failures <= kMostLines) {
-            VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s -A %s]", kProgram, address);
-        } else if (failures == kMostLines + 1) {
-            VEXO_LOG(LOG_ERR, "The devices that are left are not told of one by one");
         }
     }
 
