@@ -75,10 +75,8 @@ int RouteModule::InitialModule() {
     ReadGatewayListFromFile(GTYPE_V6);
 
     PolicyRoute policy;
-    policy.DisableTable(IPType::V4, "static");
-    policy.DisableTable(IPType::V6, "static");
-    policy.EnableTable(IPType::V4, "static", "all");
-    policy.EnableTable(IPType::V6, "static", "all");
+    policy.RenewTable(IPType::V4, "static", "all");
+    policy.RenewTable(IPType::V6, "static", "all");
     return 0;
 }
 

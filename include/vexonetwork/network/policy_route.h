@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 namespace vexonetwork::network {
@@ -11,21 +12,40 @@ enum class IPType { V4, V6 };
 /// The routes of table T stand in "/etc/iproute2/config/T-table", one section each with the keys
 /// `destination` (prefix or "default"), `gateway`, `ifname` and `metric`; a route belongs to the
 /// family of its destination, or of its gateway when the destination is "default". A default
-/// route via "0.0.0.0" or "::" is one by the device alone. Numbers of tables are kept in
-/// "/etc/iproute2/rt_tables". Rules and routes are set by "/sbin/ip", see ip-rule(8).
+/// route via "0.0.0.0" or "::" is one by the device alone. A route by an interface that is not
+/// there, or down, waits for it. Numbers of tables are kept in "/etc/iproute2/rt_tables".
 ///
-/// Results are 0, or -1 after a log line. No lock is taken.
+/// Rules and routes are set by rtnetlink(7) and carry protocol 86; those of others are left alone.
+/// Results are 0, or -1 after a log line; an object says what stays wrong only once. No lock is
+/// taken. For one thread.
 class PolicyRoute {
   public:
-    /// Removes the table's rules of one family and flushes its routes. A table without a number
-    /// has nothing in the kernel, and nothing is run.
+    PolicyRoute();
+    ~PolicyRoute();
+    PolicyRoute(PolicyRoute&&) noexcept;
+    PolicyRoute& operator=(PolicyRoute&&) noexcept;
+
+    /// Removes the table's rules of one family, then its routes. A table without a number has
+    /// nothing in the kernel.
     int DisableTable(IPType type, const std::string& table);
 
     /// Installs the table's routes of one family and a rule that sends packets from `source`
-    /// ("all", an address or a prefix) there. A table without a number gets one. A route that is
-    /// malformed or refused is logged and left out, and the result is then -1; a table without
-    /// routes of the family is left alone.
+    /// ("all", an address or a prefix) there, beside its other rules; routes of before that have
+    /// left the file go. A table without a number gets one. A route that is malformed or refused
+    /// is logged and left out, and the result is then -1; a table without routes of the family is
+    /// left alone.
     int EnableTable(IPType type, const std::string& table, const std::string& source);
+
+    /// What DisableTable() and EnableTable() come to, without a moment in which a packet finds
+    /// less than before or after.
+    int RenewTable(IPType type, const std::string& table, const std::string& source);
+
+  private:
+    struct Told;  ///< what was said
+
+    int Install(IPType type, const std::string& table, const std::string& source, bool alone);
+
+    std::unique_ptr<Told> told;
 };
 
 }  // namespace vexonetwork::network

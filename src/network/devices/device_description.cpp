@@ -20,6 +20,8 @@ constexpr std::size_t kMostText = 256;
 /// document is freed, and the time for attributes grows with their square.
 constexpr auto kMostMarkup = 4096;
 
+constexpr std::string_view kFrame = "our-frame-of-a-description";
+
 bool IsLayout(std::uint32_t character) {
     return character == '\t' || character == '\r' || character == '\n';
 }
@@ -87,26 +89,42 @@ std::string TextOf(IXML_Node* device, std::string_view name) {
 bool IsHarmless(std::string_view xml) {
     const auto markup =
         std::count_if(xml.begin(), xml.end(), [](char c) { return c == '<' || c == '='; });
-    return xml.size() <= kMostDescriptionBytes && markup <= kMostMarkup
-           && xml.find('\0') == xml.npos && xml.find("<!DOCTYPE") == xml.npos;
+    return markup <= kMostMarkup && xml.find("<!DOCTYPE") == xml.npos
+           && xml.find(kFrame) == xml.npos;
+}
+
+/// The elements of a description in one more of our own: the parser loses the memory of a text that
+/// stands in none.
+std::string Framed(std::string_view xml) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    constexpr std::string_view kDeclarationEnd = "?>";
+    if (xml.starts_with(kByteOrderMark)) {
+        xml.remove_prefix(kByteOrderMark.size());
+    }
+    if (xml.starts_with("<?xml")) {
+        const auto end = std::min(xml.find(kDeclarationEnd), xml.size() - kDeclarationEnd.size());
+        xml.remove_prefix(end + kDeclarationEnd.size());
+    }
+    const std::string name(kFrame);
+    return "<" + name + ">" + std::string(xml) + "</" + name + ">";
 }
 
 }  // namespace
 
 std::optional<DeviceDescription> ParseDescription(std::string_view xml) {
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (xml.starts_with(kByteOrderMark)) {
-        xml.remove_prefix(kByteOrderMark.size());
-    }
-    if (!IsHarmless(xml)) {
+    if (xml.size() > kMostDescriptionBytes) {
         return std::nullopt;
     }
     const std::string text = OnlyCharacters(xml);
-    Document document;
-    if (::ixmlParseBufferEx(text.c_str(), document.Address()) != IXML_SUCCESS) {
+    if (!IsHarmless(text)) {
         return std::nullopt;
     }
-    IXML_Node* device = FindChild(FindChild(&document->n, "root"), "device");
+    Document document;
+    if (::ixmlParseBufferEx(Framed(text).c_str(), document.Address()) != IXML_SUCCESS) {
+        return std::nullopt;
+    }
+    IXML_Node* frame = ::ixmlNode_getFirstChild(&document->n);
+    IXML_Node* device = FindChild(FindChild(frame, "root"), "device");
     DeviceDescription description{TextOf(device, "friendlyName"), TextOf(device, "modelName"),
                                   TextOf(device, "modelDescription"),
                                   TextOf(device, "manufacturer")};

@@ -38,15 +38,15 @@ TEST_F(Policy, TheModulesStartInstallsTheStaticTable) {
         ASSERT_EQ(module.InitialModule(), 0);
         EXPECT_EQ(ReadFile(kTables),
                   "255 local\n0xc8 hexadecimal # kept\n100\tforeign\n101\tstatic\n");
-        EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 101\n");
-        EXPECT_EQ(Rules("-6"), "32000:\tfrom all lookup 101\n");
+        EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 101 proto 86\n");
+        EXPECT_EQ(Rules("-6"), "32000:\tfrom all lookup 101 proto 86\n");
         EXPECT_EQ(Routes("-4"),
-                  "default via 192.0.2.1 dev wan0 metric 7 \n"
-                  "10.20.0.0/16 via 192.0.2.1 dev wan0 \n");
+                  "default via 192.0.2.1 dev wan0 proto 86 metric 7 \n"
+                  "10.20.0.0/16 via 192.0.2.1 dev wan0 proto 86 \n");
         EXPECT_THAT(Routes("-6"), HasSubstr("2001:db8:f::/48 dev wan0"));
         EXPECT_THAT(Routes("-6"), HasSubstr("default dev wan0"));
         EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "all"), 0) << "twice is once";
-        EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 101\n");
+        EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 101 proto 86\n");
         EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "192.0.2.0/24"), 0);
     }
     Must("rm /etc/iproute2/config/static-table");
@@ -65,9 +65,9 @@ TEST_F(Policy, GoodRoutesServeAndBadOnesAreNamed) {
               "[refused]\n\tdestination=10.6.0.0/16\n\tgateway=203.0.113.1\n"
               "[good]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
     EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "all"), -1);
-    EXPECT_EQ(Routes("-4", "100"), "10.7.0.0/16 dev wan0 scope link \n");
+    EXPECT_EQ(Routes("-4", "100"), "10.7.0.0/16 dev wan0 proto 86 scope link \n");
     EXPECT_THAT(log.Messages(),
-                ElementsAre("Bad route [empty] in [/etc/iproute2/config/static-table]",
+                ElementsAre(HasSubstr("Bad route [empty] in [/etc/iproute2/config/static-table]: "),
                             HasSubstr("[no way]"), HasSubstr("[name]"), HasSubstr("[metric]"),
                             HasSubstr("[option]"),
                             HasSubstr("Failed to add route [10.6.0.0/16] via [203.0.113.1]")));

@@ -1,4 +1,4 @@
-#include "network/table_number.h"
+#include "network/policy/table_number.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <sys/socket.h>
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace vexonetwork::network {
+
+/// An address of either family in network order, or none.
+struct Address {
+    int family = AF_UNSPEC;
+    std::array<std::uint8_t, 16> bytes{};  ///< an IPv4 address takes the first four
+
+    explicit operator bool() const { return family != AF_UNSPEC; }
+    auto operator<=>(const Address&) const = default;
+};
+
+/// An address and how many of its leading bits count.
+struct Prefix {
+    Address address;
+    std::uint8_t length = 0;
+
+    auto operator<=>(const Prefix&) const = default;
+};
+
+constexpr std::size_t AddressSize(int family) {
+    return family == AF_INET ? 4 : 16;
+}
+constexpr std::uint8_t AddressBits(int family) {
+    return family == AF_INET ? 32 : 128;
+}
+
+/// All addresses of a family.
+constexpr Prefix Everything(int family) {
+    return {{family, {}}, 0};
+}
+
+/// Reads what inet_pton(3) takes.
+std::optional<Address> ParseAddress(int family, const std::string& text);
+
+/// Reads an address, or one with a prefix length. The bits behind the length stay.
+std::optional<Prefix> ParsePrefix(int family, const std::string& text);
+
+/// The prefix with the bits behind its length cleared.
+Prefix NetworkOf(Prefix prefix);
+
+bool IsLinkLocal(const Address& address);
+
+/// 0.0.0.0 or ::, which stand for "no gateway".
+bool IsUnspecified(const Address& address);
+
+/// As people write them: "default" for everything, an address alone for one of full length; ""
+/// for no address.
+std::string ToText(const Address& address);
+std::string ToText(const Prefix& prefix);
+
+}  // namespace vexonetwork::network

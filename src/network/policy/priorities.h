@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+
+namespace vexonetwork::network {
+
+// Where our rules stand before the kernel's own for the main table, which has 32766. A packet from
+// an uplink's address goes by a static route or within the networks around us where there is one;
+// then by its uplink. Everything else goes by the static routes, then as the kernel likes.
+
+inline constexpr std::uint32_t kStaticNetworksPriority = 31000;  ///< without default routes
+inline constexpr std::uint32_t kMainNetworksPriority = 31001;    ///< without default routes
+inline constexpr std::uint32_t kUplinkPriority = 31100;          ///< by source
+inline constexpr std::uint32_t kTablePriority = 32000;           ///< PolicyRoute's tables
+
+}  // namespace vexonetwork::network
