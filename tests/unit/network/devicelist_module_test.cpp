@@ -1,0 +1,204 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <vexonetwork/network/module/devicelist_module.h>
+#include <vexonetwork/utils/json_reader.h>
+
+#include "support/appliance.h"
+#include "support/syslog_spy.h"
+
+namespace vexotest {
+namespace {
+
+using namespace testing;
+using vexonetwork::network::module::DeviceListModule;
+
+constexpr char kFile[] = "/tmp/connectionlist_upnpscanner.json";
+constexpr char kMissing[] = "indata has no member (";
+
+/// A bridge with two devices that the kernel knows.
+void MakeLan() {
+    WriteFile("/etc/vexoinfo.conf", "net_topology=2\n");
+    for (const char* command :
+         {"ip link add br0 type bridge", "ip address add 192.0.2.1/24 dev br0",
+          "ip link set br0 up",
+          "ip neigh add 192.0.2.2 lladdr 02:00:00:00:00:02 nud permanent dev br0",
+          "ip neigh add 192.0.2.3 lladdr 02:00:00:00:00:03 nud permanent dev br0"}) {
+        Must(command);
+    }
+}
+
+int Ask(DeviceListModule& module, const std::string& request, Json::Value* reply = nullptr) {
+    Json::Value out;
+    return module.ProcessRequest(Parsed(request), reply == nullptr ? out : *reply);
+}
+
+/// The entries for all, by MAC.
+std::map<std::string, Json::Value> All(DeviceListModule& module) {
+    Json::Value reply;
+    EXPECT_EQ(Ask(module, R"({"method": "get", "scannertype": "all"})", &reply), 0);
+    std::map<std::string, Json::Value> entries;
+    for (const Json::Value& entry : reply["ClientList"]) {
+        entries[entry["macAddr"].asString()] = entry;
+    }
+    EXPECT_EQ(reply["ClientList"].size(), entries.size()) << reply;
+    return entries;
+}
+
+TEST(DeviceListModuleTest, EveryWrongRequestSaysWhatIsWrong) {
+    const std::string set = R"({"method": "set", "macAddr": "m", "userdef_displayName": )";
+    const std::string noSet = "failed to set data";
+    const std::string noGet = "failed to get data by scannertype";
+    const std::string noDel = "failed to del data";
+    const auto missing = [](const std::string& name) {
+        return kMissing + name + ") or wrong format";
+    };
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {"{}", {missing("method")}},
+        {"[\"method\"]", {missing("method")}},
+        {R"({"method": 1})", {missing("method")}},
+        {R"({"method": "put"})", {"unknown type from input (put)"}},
+        {R"({"method": "get", "scannertype": []})", {missing("scannertype"), noGet}},
+        {R"({"method": "get", "scannertype": "arp"})", {"unknown type from input (arp)", noGet}},
+        {R"({"method": "get", "scannertype": "upnp"})",
+         {"no upnp scanner when getting data", "failed to get upnp data", noGet}},
+        {R"({"method": "get", "scannertype": "kelo"})",
+         {"no kelo scanner when getting data", "failed to get upnp data", noGet}},
+        {R"({"method": "get", "scannertype": "all"})",
+         {"no arp scanner when getting data", "cannot get arp data", "failed to get all list data",
+          noGet}},
+        {R"({"method": "set"})", {missing("macAddr"), noSet}},
+        {set + "7}", {missing("userdef_displayName"), noSet}},
+        {set + "\"n\"}", {missing("userdef_deviceType"), noSet}},
+        {set + R"("n", "userdef_deviceType": ""})", {"input string should not be empty", noSet}},
+        {set + R"("n", "userdef_deviceType": "t"})", {"failed to get object (m) from list", noSet}},
+        {R"({"method": "del", "macAddr": {}})", {missing("macAddr"), noDel}},
+        {R"({"method": "del", "macAddr": ""})", {"input mac should not be empty", noDel}},
+        {R"({"method": "del", "macAddr": "m"})", {"failed to erase object (m) from list", noDel}},
+    };
+    DeviceListModule module;
+    for (const auto& [request, messages] : cases) {
+        EXPECT_FALSE(module.IsListLost());
+        const SyslogSpy log;
+        EXPECT_EQ(Ask(module, request), -1) << request;
+        EXPECT_EQ(log.Messages(), messages) << request;
+        EXPECT_EQ(log.Lines()[0].source, "devicelist_module");
+    }
+    EXPECT_TRUE(module.IsListLost()) << "the last one deletes what is not there";
+    EXPECT_TRUE(module.RescueList());
+    EXPECT_EQ(ReadFile(kFile), "{\n\t\"ClientList\" : []\n}\n");
+}
+
+TEST(DeviceListModuleTest, NeighboursAreAddedAndTheOthersOnlyEnrichThem) {
+    MakeLan();
+    DeviceListModule module;
+    module.InitialModule();
+    EXPECT_THAT(All(module), SizeIs(2));
+    EXPECT_EQ(module.MergeList(Parsed(R"({"ClientList": [
+                  {"macAddr": "02:00:00:00:00:02", "modelName": "TV 5", "ipAddr": "192.0.2.2"},
+                  {"ipAddr": "192.0.2.3", "friendlyName": "Printer", "upnp_location": "http://x"},
+                  {"macAddr": "02:00:00:00:00:04", "friendlyName": "Stranger"}]})"),
+                               false),
+              0);
+    EXPECT_EQ(Ask(module, R"({"method": "set", "macAddr": "02:00:00:00:00:03",
+                              "userdef_displayName": "Mine", "userdef_deviceType": "lamp"})"),
+              0);
+    auto devices = All(module);
+    EXPECT_THAT(devices, SizeIs(2));
+    EXPECT_EQ(devices["02:00:00:00:00:02"]["displayName"], "TV 5");
+    const Json::Value& printer = devices["02:00:00:00:00:03"];
+    EXPECT_EQ(printer["displayName"], "Printer");
+    EXPECT_EQ(printer["upnp_location"], "http://x");
+    EXPECT_EQ(printer["netif"], "br0");
+
+    // One that has left stays, with its name, over a restart too.
+    Must("ip neigh del 192.0.2.3 dev br0");
+    module.TerminateModule();
+    DeviceListModule next;
+    next.InitialModule();
+    devices = All(next);
+    EXPECT_EQ(devices["02:00:00:00:00:03"]["userdef_displayName"], "Mine");
+    EXPECT_EQ(devices["02:00:00:00:00:03"]["userdef_deviceType"], "lamp");
+    EXPECT_EQ(Ask(next, R"({"method": "del", "macAddr": "02:00:00:00:00:03"})"), 0);
+    EXPECT_THAT(All(next), SizeIs(1));
+    next.TerminateModule();
+}
+
+TEST(DeviceListModuleTest, WhatIsNoDeviceEndsTheMerge) {
+    for (const char* list : {"5", "[]", "{}", R"({"ClientList": {}})"}) {
+        const SyslogSpy log;
+        DeviceListModule module;
+        EXPECT_EQ(module.MergeList(Parsed(list), true), -1);
+        EXPECT_THAT(log.Messages(), ElementsAre("wrong format of input list")) << list;
+    }
+    for (const char* element :
+         {"5", "\"x\"", "[]", "null", "{}", R"({"macAddr": "", "ipAddr": null})",
+          R"({"macAddr": {"a": 1}, "ipAddr": ["192.0.2.9"]})"}) {
+        const SyslogSpy log;
+        DeviceListModule module;
+        const std::string list = R"({"ClientList": [{"macAddr": "m", "a": 1}, )"
+                                 + std::string(element) + R"(, {"macAddr": "n", "a": 1}]})";
+        EXPECT_EQ(module.MergeList(Parsed(list), true), -1);
+        EXPECT_THAT(log.Messages(), ElementsAre("cannot get ip or mac from list object"))
+            << element;
+        EXPECT_EQ(Ask(module, R"({"method": "del", "macAddr": "m"})"), 0) << "merged before";
+        EXPECT_EQ(Ask(module, R"({"method": "del", "macAddr": "n"})"), -1);
+    }
+}
+
+TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
+    MakeLan();
+    const std::string device = R"({"ClientList": [{"macAddr": "old", "a": 1}]})";
+    const std::string file = kFile;
+    WriteFile("/tmp/list", device);
+    const std::string skipped = "failed to read (" + file + ") to client list, skip it";
+    // Most are a text, some are something else in the place of a file.
+    const std::string forms[] = {"",
+                                 device.substr(0, 30),
+                                 std::string(5000, '\0'),
+                                 std::string(100'000, '['),
+                                 "7",
+                                 "[]",
+                                 "{}",
+                                 R"({"ClientList": {"macAddr": "old"}})",
+                                 R"({"ClientList": [5, {"macAddr": "old"}, "x"]})",
+                                 "!ln -s /tmp/list " + file,
+                                 "!mkfifo " + file,
+                                 "!install -o 1000 /tmp/list " + file,
+                                 "!truncate --size 100M " + file};
+    for (const std::string& form : forms) {
+        ::unlink(kFile);
+        form.starts_with('!') ? void(Must(form.substr(1))) : WriteFile(file, form);
+        const SyslogSpy log;
+        DeviceListModule module;
+        module.InitialModule();
+        EXPECT_TRUE(log.Has("devicelist_module", skipped)) << form.substr(0, 60);
+        EXPECT_THAT(All(module), AllOf(SizeIs(2), Not(Contains(Key("old"))))) << form.substr(0, 60);
+        EXPECT_THAT(ReadFile(file), HasSubstr("02:00:00:00:00:03"));
+        EXPECT_EQ(ReadFile("/tmp/list"), device);
+        module.TerminateModule();
+    }
+    WriteFile(file, device);
+    const SyslogSpy log;
+    DeviceListModule module;
+    module.InitClientList();
+    EXPECT_THAT(log.Messages(), IsEmpty());
+    EXPECT_EQ(Ask(module, R"({"method": "del", "macAddr": "old"})"), 0);
+}
+
+TEST(DeviceListModuleTest, WhereTheFileCannotBeWrittenTheRequestFails) {
+    Must(std::string("mkdir ") + kFile);
+    DeviceListModule module;
+    module.InitialModule();
+    const SyslogSpy log;
+    EXPECT_EQ(Ask(module, R"({"method": "get", "scannertype": "all"})"), -1);
+    module.TerminateModule();
+    const std::string path = kFile;
+    EXPECT_TRUE(log.Has("devicelist_module", "failed to write back to (" + path + ")"));
+    EXPECT_TRUE(log.Has("devicelist_module",
+                        "failed to write (" + path + ") to client list when terminate"));
+}
+
+}  // namespace
+}  // namespace vexotest
