@@ -15,6 +15,7 @@ void AddStatusCommand(CLI::App& app, Command& chosen);
 void AddGatewayCommands(CLI::App& app, Command& chosen);
 void AddIPv6Commands(CLI::App& app, Command& chosen);
 void AddDeviceCommands(CLI::App& app, Command& chosen);
+void AddConflictCommands(CLI::App& app, Command& chosen);
 void AddMonitorCommand(CLI::App& app, Command& chosen);
 void AddEventsCommand(CLI::App& app, Command& chosen);
 

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,73 +11,35 @@
 #include "commands.h"
 #include "event_file.h"
 #include "failure.h"
+#include "logged_event.h"
 #include "table.h"
-#include "time_text.h"
 #include <CLI/CLI.hpp>
 
 namespace vexonetctl {
 namespace {
 
-using vexonetwork::utils::GetInt;
-using vexonetwork::utils::GetString;
 using Texts = std::vector<std::string>;
 
-constexpr char kLog[] = "/var/log/vexo/events.jsonl";
 constexpr std::size_t kUsualCount = 100;
 
 struct KnownEvent {
     int number;
-    const char* text;  ///< %1 and %2 are arguments
+    const char* text;  ///< %1, %2 and so on are arguments
 };
 
-constexpr std::array<KnownEvent, 5> kKnownEvents = {{
+constexpr std::array<KnownEvent, 6> kKnownEvents = {{
     {293606159, "default gateway is none still"},
     {293606160, "default gateway %1 removed"},
     {293606161, "default gateway changed from %1 to %2"},
     {0x11801322, "link of %1 is up"},
     {0x11801323, "link of %1 is down"},
+    {kConflictEvent, "address %2 of %1 is also used by %3"},
 }};
 
 struct EventsOptions {
     bool json = false;
     std::size_t count = kUsualCount;
 };
-
-/// One entry of the event log.
-struct LoggedEvent {
-    std::string time;
-    int level = 0;
-    int number = 0;
-    Texts arguments;
-};
-
-std::optional<Texts> ArgumentsOf(const Json::Value& entry) {
-    const Json::Value& list = entry["arguments"];
-    Texts arguments;
-    if (!list.isArray()) {
-        return std::nullopt;
-    }
-    for (const Json::Value& argument : list) {
-        if (!argument.isString()) {
-            return std::nullopt;
-        }
-        arguments.push_back(argument.asString());
-    }
-    return arguments;
-}
-
-/// @param entry  any JSON
-/// @return nothing for what is no entry
-std::optional<LoggedEvent> ReadEntry(const Json::Value& entry) {
-    const auto time = GetString(entry, "time");
-    const auto level = GetInt(entry, "level");
-    const auto number = GetInt(entry, "event");
-    const auto arguments = entry.isObject() ? ArgumentsOf(entry) : std::nullopt;
-    if (!time || !level || !number || !arguments) {
-        return std::nullopt;
-    }
-    return LoggedEvent{*time, *level, *number, *arguments};
-}
 
 /// The text with the arguments in place; those it has no place for are left out.
 std::string Fill(const std::string& pattern, const Texts& arguments) {
@@ -109,9 +70,8 @@ std::string Say(const LoggedEvent& event) {
 
 Table::Row RowOf(const LoggedEvent& event) {
     constexpr std::array kLevels = {"info", "warning", "error"};
-    const auto time = FromUtcText(event.time);
     const bool isKnown = event.level >= 1 && event.level <= int(kLevels.size());
-    return {time ? ToLocalText(*time) : event.time,
+    return {LocalTimeOf(event),
             isKnown ? kLevels[std::size_t(event.level - 1)] : std::to_string(event.level),
             Say(event)};
 }
@@ -120,7 +80,7 @@ void SayDamaged(int damaged) {
     if (damaged > 0) {
         std::cout.flush();
         std::cerr << "vexonetctl: " << damaged
-                  << (damaged == 1 ? " damaged line of " : " damaged lines of ") << kLog
+                  << (damaged == 1 ? " damaged line of " : " damaged lines of ") << kEventLog
                   << (damaged == 1 ? " is left out\n" : " are left out\n");
     }
 }
@@ -129,10 +89,10 @@ void ShowEvents(const EventsOptions& options) {
     Table table({"TIME", "LEVEL", "EVENT"});
     int shown = 0;
     int damaged = 0;
-    VisitLastLines(kLog, options.count, [&](const std::string& line) {
+    VisitLastLines(kEventLog, options.count, [&](const std::string& line) {
         Json::Value entry;
         const bool isJson = vexonetwork::utils::ParseJson(line, entry);
-        const auto event = isJson ? ReadEntry(entry) : std::nullopt;
+        const auto event = isJson ? ReadLoggedEvent(entry) : std::nullopt;
         if (!event) {
             ++damaged;
         } else if (options.json) {

@@ -49,6 +49,7 @@ void Declare(CLI::App& app, Command& chosen) {
     AddGatewayCommands(app, chosen);
     AddIPv6Commands(app, chosen);
     AddDeviceCommands(app, chosen);
+    AddConflictCommands(app, chosen);
     AddMonitorCommand(app, chosen);
     AddEventsCommand(app, chosen);
 }
