@@ -11,6 +11,7 @@ namespace vexoplatform {
 /// What a DHCPv6 client asks for; the KIND of its unit.
 inline constexpr char kDhcp6Addresses[] = "na";
 inline constexpr char kDhcp6Information[] = "info";
+inline constexpr char kDhcp6Prefix[] = "pd";
 
 /// Has the system manager restart the client.
 /// @return 0 when that is queued, or -1 with a log line and the platform's error

@@ -23,9 +23,16 @@ using vexobase::UniqueFd;
 
 constexpr char kSettings[] = "/proc/sys/net/ipv6/conf/";
 
-// IFA_PROTO: the kernel's own numbers end at 3, ours is that of the IPv4 addresses too.
 constexpr std::uint8_t kMadeOfAdvertisement = 2;
-constexpr std::uint8_t kConfigured = 0x76;
+
+std::optional<AddressPurpose> PurposeOf(std::optional<std::uint8_t> mark) {
+    for (const auto purpose : {AddressPurpose::kConfigured, AddressPurpose::kLan}) {
+        if (mark == static_cast<std::uint8_t>(purpose)) {
+            return purpose;
+        }
+    }
+    return std::nullopt;
+}
 
 std::string SettingPath(const std::string& ifname, const char* setting) {
     return kSettings + ifname + "/" + setting;
@@ -63,7 +70,7 @@ std::optional<GlobalAddress> ParseAddress(const nlmsghdr& message) {
     const auto origin = attributes.U8(IFA_PROTO);
     result.autonomous =
         origin == kMadeOfAdvertisement || (header->ifa_flags & IFA_F_TEMPORARY) != 0;
-    result.configured = origin == kConfigured;
+    result.purpose = PurposeOf(origin);
     return result;
 }
 
@@ -130,16 +137,16 @@ std::optional<std::vector<GlobalAddress>> ListGlobalAddresses(int index) {
     header.ifa_family = AF_INET6;
     header.ifa_index = static_cast<unsigned int>(index);
     auto addresses = NetlinkDump<GlobalAddress>(request, ParseAddress);
-    if (addresses) {
+    if (addresses && index != 0) {
         std::erase_if(*addresses, [&](const GlobalAddress& each) { return each.index != index; });
     }
     return addresses;
 }
 
-int PutIpv6Address(int index, const Ipv6Address& address) {
+int PutIpv6Address(int index, const Ipv6Address& address, AddressPurpose purpose) {
     NetlinkRequest request(RTM_NEWADDR, NLM_F_CREATE | NLM_F_REPLACE);
     PutAddressHeader(request, index, address);
-    request.Put(IFA_PROTO, std::as_bytes(std::span(&kConfigured, 1)));
+    request.Put(IFA_PROTO, std::as_bytes(std::span(&purpose, 1)));
     return NetlinkExchange(request);
 }
 

@@ -95,13 +95,15 @@ int PutAddresses(const Link& link, const Plan& plan, const Ipv6Config& config) {
     for (const GlobalAddress& each : *addresses) {
         const bool same = wanted && IsSame(each.address, *wanted);
         isThere = isThere || (same && each.permanent);
-        const bool stale = (each.configured && !same && (wanted || !isNamed))
+        const bool configured = each.purpose == AddressPurpose::kConfigured;
+        const bool stale = (configured && !same && (wanted || !isNamed))
                            || (each.autonomous && !plan.autonomous && !same);
         if (stale && RemoveIpv6Address(link.index, each.address) != 0) {
             result = Refused(link.name, "take an IPv6 address from");
         }
     }
-    if (wanted && !isThere && PutIpv6Address(link.index, *wanted) != 0) {
+    if (wanted && !isThere
+        && PutIpv6Address(link.index, *wanted, AddressPurpose::kConfigured) != 0) {
         result = Refused(link.name, "put " + config.address + "/" + config.prefix + " on");
     }
     return result;
@@ -201,7 +203,10 @@ int SetUpIpv6(const std::string& ifname) {
                  ifname.c_str(), config->badMethod.c_str());
         return 0;
     }
-    return Apply(ifname, method, *config, RestartDhcp6Client);
+    const int result = Apply(ifname, method, *config, RestartDhcp6Client);
+    // Whether there is one is no matter of the method: it asks for the LANs.
+    const bool hasPrefixClient = Dhcp6ClientRuns(ifname, kDhcp6Prefix);
+    return hasPrefixClient && RestartDhcp6Client(ifname, kDhcp6Prefix) != 0 ? -1 : result;
 }
 
 }  // namespace vexoplatform
