@@ -1,0 +1,76 @@
+#include <array>
+
+#include <vexo/lan_address.h>
+#include <vexobase/log.h>
+#include <vexonetwork/ipv6/router/router6_lans.h>
+#include <vexonetwork/ipv6/router/router6_lock.h>
+#include <vexonetwork/ipv6/router/router6_prefix.h>
+#include <vlib/file.h>
+
+#include "ipv6/lan/announcements.h"
+#include "ipv6/lan/grants.h"
+
+namespace vexo::network::ipv6::router {
+
+namespace {
+
+/// What has been loaded is the daemon's word of this moment, which is none where the daemon does
+/// not run; the file keeps what it says.
+int SaveWithFormerFlag(Router6Attr router) {
+    std::array<char, 8> flag{};
+    const std::string path = router.GetConfigName();
+    ::VLIBCFileGetSectionValue(path.c_str(), "conf", "is_default_gateway", flag.data(),
+                               int(flag.size()));
+    router.is_default_gateway = std::string(flag.data()) == "yes";
+    return router.SaveConfig();
+}
+
+int BringInStep(Router6Attr& router) {
+    const bool changed = FollowDelegation(router);
+    const bool moved = MoveGrants(router);
+    if ((changed || moved) && SaveWithFormerFlag(router) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to save the prefix of WAN [%s]", router.wan.c_str());
+        return -1;
+    }
+    return 0;
+}
+
+int PutAddresses(const std::vector<LanPrefix>& grants) {
+    constexpr int kLanLength = 64;
+    std::vector<VEXOLANADDRESS> addresses;
+    for (const LanPrefix& each : grants) {
+        VEXOLANADDRESS address{};
+        if (each.lan.size() >= sizeof address.ifname) {
+            VEXO_LOG(LOG_ERR, "No interface can have the name [%s]", each.lan.c_str());
+            continue;
+        }
+        each.lan.copy(address.ifname, sizeof address.ifname - 1);
+        address.address = each.OwnAddress();
+        address.prefix = kLanLength;
+        addresses.push_back(address);
+    }
+    return ::VEXONetLanAddressSet(addresses.data(), int(addresses.size()));
+}
+
+}  // namespace
+
+int ApplyRouter6Lans() {
+    const Router6Lock lock;
+    Router6Prefix all;
+    // Without the files nothing is known, which is not that nothing is granted.
+    if (!lock || all.Load() != 0) {
+        return -1;
+    }
+    int result = 0;
+    std::vector<LanPrefix> grants;
+    for (Router6Attr& router : all.routers) {
+        result |= BringInStep(router);
+        const auto more = GrantsOf(router);
+        grants.insert(grants.end(), more.begin(), more.end());
+    }
+    result |= PutAddresses(grants);
+    result |= Announce(grants);
+    return result == 0 ? 0 : -1;
+}
+
+}  // namespace vexo::network::ipv6::router
