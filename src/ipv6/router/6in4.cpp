@@ -1,5 +1,3 @@
-#include <net/if.h>
-
 #include <vexo/firewall.h>
 #include <vexo/net_interface.h>
 #include <vexobase/log.h>
@@ -9,6 +7,7 @@
 #include <vlib/net.h>
 
 #include "ipv6/router/router_names.h"
+#include "network/interface_name.h"
 
 namespace vexo::network::ipv6::router {
 
@@ -16,10 +15,11 @@ namespace {
 
 constexpr char kIp[] = "/sbin/ip";
 
-bool HasRoomForName(const std::string& device) {
-    if (device.size() >= IFNAMSIZ) {
-        VEXO_LOG(LOG_ERR, "No device can have the name %s, it is longer than %d bytes",
-                 device.c_str(), IFNAMSIZ - 1);
+bool CanBeMade(const std::string& device) {
+    if (!vexonetwork::network::IsInterfaceName(device)) {
+        VEXO_LOG(LOG_ERR,
+                 "No device can have the name [%s], a tunnel needs a wan with at most 10 bytes",
+                 device.c_str());
         return false;
     }
     return true;
@@ -43,7 +43,7 @@ bool Tunnel6in4::ValidateAttr() const {
         VEXO_LOG(LOG_ERR, "Invalid remote v4 address (%s)", attr.remote_addr_v4.c_str());
         return false;
     }
-    if (!HasRoomForName(TunnelDevice(Wan()))) {
+    if (!CanBeMade(TunnelDevice(Wan()))) {
         return false;
     }
     if (!Router6Base::ValidateAttr()) {
@@ -61,7 +61,7 @@ bool Tunnel6in4::Create() const {
     }
     // A device of that name that is there already is another's, and stays.
     const std::string device = TunnelDevice(wan);
-    if (!HasRoomForName(device) || !MakeDevice(device)) {
+    if (!CanBeMade(device) || !MakeDevice(device)) {
         return false;
     }
     if (!SetUp(device)) {

@@ -47,8 +47,13 @@ bool DHCPPD::StopDHCPPD() const {
 
 bool DHCPPD::Create() const {
     const std::string wan = Wan();
-    if (!HasFiles(wan) || !StartDHCPPD()) {
+    if (!HasFiles(wan)) {
+        VEXO_LOG(LOG_ERR, "No interface can have the name [%s]", wan.c_str());
+        return false;
+    }
+    if (!StartDHCPPD()) {
         VEXO_LOG(LOG_ERR, "Failed to execute dhclient on dev [%s]", wan.c_str());
+        StopDHCPPD();  // the system manager may try it again by itself
         return false;
     }
     // A WAN may have its place in the list for what it heard from routers before.

@@ -11,7 +11,8 @@ namespace vexo::network::ipv6::router {
 
 /// Makes routers of what callers ask for or what is configured. Members of JSON objects that have
 /// another type than a string, or a bool, count as missing; nothing is thrown. Results are the
-/// caller's to delete; each null but that of "off" is explained in the system log.
+/// caller's to delete; each null but that of "off" is explained in the system log. Texts are to be
+/// given as std::string, for a literal could be JSON too.
 class Router6Factory {
   public:
     /// What is configured for the WAN that the request names in "wan".
