@@ -7,18 +7,20 @@ namespace {
 
 using namespace vexonetwork::network;
 
-constexpr char kQuestion[] = R"("version":1,"type":"question","token":"0123456789abcdef")";
-constexpr char kAnswer[] =
-    R"("version":1,"type":"answer","token":"0123456789abcdef","ipAddr":"192.0.2.7","macAddr":"02:00:00:00:00:07")";
-
-std::string With(const std::string& members, const std::string& more = "") {
-    return "{" + members + more + "}";
+/// An answer with this member in place of its own.
+std::string With(const std::string& member) {
+    return R"({"version":1,"type":"answer","token":"0123456789abcdef","ipAddr":"192.0.2.7",)"
+           R"("macAddr":"02:00:00:00:00:07",)"
+           + member + "}";
 }
 
 TEST(HostFinderMessageTest, WhatIsWrittenIsReadAgain) {
-    HostFinderMessage answer;
+    HostFinderMessage question;
+    question.token = "00112233445566ff";
+    EXPECT_EQ(ParseHostFinder(ToDatagram(question)), question);
+
+    HostFinderMessage answer = question;
     answer.type = HostFinderMessage::Type::kAnswer;
-    answer.token = "00112233445566ff";
     answer.ipAddr = "192.0.2.7";
     answer.macAddr = "02:00:00:00:00:07";
     // What takes most room as JSON.
@@ -30,85 +32,61 @@ TEST(HostFinderMessageTest, WhatIsWrittenIsReadAgain) {
     const std::string datagram = ToDatagram(answer);
     EXPECT_LE(datagram.size(), kLongestHostFinderMessage);
     EXPECT_EQ(ParseHostFinder(datagram), answer);
-
-    HostFinderMessage question;
-    question.token = answer.token;
-    EXPECT_EQ(ParseHostFinder(ToDatagram(question)), question);
 }
 
 TEST(HostFinderMessageTest, ForeignAndMalformedDatagramsAreRefused) {
-    EXPECT_TRUE(ParseHostFinder(With(kQuestion, R"(,"more":[{"later":1}])")));
-    EXPECT_TRUE(ParseHostFinder(With(kAnswer)));
-    const std::string deep(500, '[');
-    for (const std::string& datagram : {
-             std::string(),
-             std::string("\0", 1),
-             std::string("M-SEARCH * HTTP/1.1\r\n"),
-             std::string("[]"),
-             std::string("null"),
-             With(kQuestion).substr(0, 50),
-             With(kQuestion, ",\"more\":" + deep),
-             With(kQuestion) + std::string(kLongestHostFinderMessage, ' '),
-             With(R"("version":2,"type":"question","token":"0123456789abcdef")"),
-             With(R"("version":1.0,"type":"question","token":"0123456789abcdef")"),
-             With(R"("version":"1","type":"question","token":"0123456789abcdef")"),
-             With(R"("type":"question","token":"0123456789abcdef")"),
-             With(R"("version":1,"token":"0123456789abcdef")"),
-             With(R"("version":1,"type":["answer"],"token":"0123456789abcdef")"),
-             With(R"("version":1,"type":"question")"),
-             With(R"("version":1,"type":"question","token":1234567890123456)"),
-             With(R"("version":1,"type":"question","token":"0123456789ABCDEF")"),
-             With(R"("version":1,"type":"question","token":"0123456789abcde")"),
-             With(R"("version":1,"type":"question","token":"0123456789abcdef0")"),
-         }) {
+    const std::string good = With(R"("later":[{"more":1}])");
+    EXPECT_TRUE(ParseHostFinder(good));
+    for (const std::string& datagram :
+         {std::string(), std::string("\0", 1), std::string("M-SEARCH * HTTP/1.1\r\n"),
+          std::string("[]"), std::string("null"), good.substr(0, 90), std::string(1000, '['),
+          good + std::string(kLongestHostFinderMessage, ' '), std::string(R"({"version":1})")}) {
         EXPECT_FALSE(ParseHostFinder(datagram)) << datagram;
     }
-}
-
-TEST(HostFinderMessageTest, AnAnswerNeedsTheAddressesOfOneStation) {
-    for (const char* address : {R"("192.0.2")", R"("192.0.2.256")", R"("192.0.2.07")", R"("")", "7",
-                                R"("192.0.2.7\u0000")", R"("::1")", R"(["192.0.2.7"])", "null"}) {
-        EXPECT_FALSE(ParseHostFinder(With(kAnswer, R"(,"ipAddr":)" + std::string(address))))
-            << address;
-    }
-    for (const char* mac :
-         {R"("00:00:00:00:00:00")", R"("ff:ff:ff:ff:ff:ff")", R"("01:00:5e:00:00:01")",
-          R"("02:00:00:00:00:0A")", R"("020000000007")", R"("02-00-00-00-00-07")", "{}",
-          R"("02:00:00:00:00:07:08")", R"("02:00:00:00:00:0")", R"("0g:00:00:00:00:07")"}) {
-        EXPECT_FALSE(ParseHostFinder(With(kAnswer, R"(,"macAddr":)" + std::string(mac)))) << mac;
+    for (const char* member : {R"("version":2)",
+                               R"("version":1.0)",
+                               R"("version":"1")",
+                               R"("type":["answer"])",
+                               R"("type":"farewell")",
+                               R"("token":1234567890123456)",
+                               R"("token":"0123456789ABCDEF")",
+                               R"("token":"0123456789abcde")",
+                               R"("token":"0123456789abcdef0")",
+                               R"("ipAddr":"192.0.2.256")",
+                               R"("ipAddr":"192.0.2.07")",
+                               R"("ipAddr":"192.0.2.7\u0000")",
+                               R"("ipAddr":["192.0.2.7"])",
+                               R"("ipAddr":null)",
+                               R"("macAddr":"00:00:00:00:00:00")",
+                               R"("macAddr":"01:00:5e:00:00:01")",
+                               R"("macAddr":"02:00:00:00:00:0A")",
+                               R"("macAddr":"02-00-00-00-00-07")",
+                               R"("macAddr":"02:00:00:00:00:07:08")",
+                               R"("macAddr":{})"}) {
+        EXPECT_FALSE(ParseHostFinder(With(member))) << member;
     }
 }
 
 TEST(HostFinderMessageTest, TextsThatAreNoneAreLeftOut) {
     const std::string longest(64, 'x');
+    const std::string quote = "\"";
     const std::pair<std::string, std::string> names[] = {
-        {R"("nas")", "nas"},
         {R"("\u0416\ud83d\ude00 \"x\"")", "\u0416\U0001f600 \"x\""},
-        {'"' + longest + '"', longest},
-        {"\"x" + longest + '"', ""},
-        {R"("")", ""},
-        {"5", ""},
-        {"true", ""},
-        {R"(["nas"])", ""},
-        {R"({"nas":1})", ""},
-        {R"("a\u0000b")", ""},
-        {R"("a\u001b[31m")", ""},
-        {R"("a\nb")", ""},
-        {R"("\u007f")", ""},
-        {R"("\u0085")", ""},
-        {R"("\udc00")", ""},           // half of a character
-        {"\"\xff\"", ""},              // no UTF-8 at all
-        {"\"\xc0\xaf\"", ""},          // too long for its character
-        {"\"\xe0\x80\xaf\"", ""},      //
-        {"\"\xf0\x80\x80\xaf\"", ""},  //
-        {"\"\xf4\x90\x80\x80\"", ""},  // beyond Unicode
-        {"\"nas\xe2\x82\"", ""},       // cut
-    };
+        {quote + longest + quote, longest},
+        {quote + longest + "x\"", ""}};
     for (const auto& [json, name] : names) {
+        EXPECT_EQ(ParseHostFinder(With(R"("serial":)" + json))->serial, name) << json;
+    }
+    // Other types, control characters, half a character, no UTF-8, one too long, one cut.
+    for (const char* json :
+         {R"("")", "5", "true", "null", R"(["nas"])", R"({"nas":1})", R"("a\u0000b")",
+          R"("\u001b[31m")", R"("a\nb")", R"("\u007f")", R"("\u0085")", R"("\udc00")", "\"\xff\"",
+          "\"\xc0\xaf\"", "\"\xe0\x80\xaf\"", "\"\xf0\x80\x80\xaf\"", "\"\xf4\x90\x80\x80\"",
+          "\"nas\xe2\x82\""}) {
         const auto answer =
-            ParseHostFinder(With(kAnswer, R"(,"serial":"7","friendlyName":)" + json));
+            ParseHostFinder(With(R"("serial":"7","friendlyName":)" + std::string(json)));
         ASSERT_TRUE(answer) << json;
-        EXPECT_EQ(answer->friendlyName, name) << json;
+        EXPECT_EQ(answer->friendlyName, "") << json;
         EXPECT_EQ(answer->serial, "7") << json;
     }
 }

@@ -1,0 +1,187 @@
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/socket.h>
+
+#include <csignal>
+#include <thread>
+
+#include "support/appliance.h"
+
+// The daemon on a bridge, its neighbours in network namespaces: a second daemon with a bus of its
+// own, and a stranger who sends what he likes.
+
+namespace vexotest {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+sockaddr_in At(const char* address) {
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_port = htons(29470);
+    EXPECT_EQ(::inet_pton(AF_INET, address, &place.sin_addr), 1);
+    return place;
+}
+
+/// A socket in the stranger's namespace.
+class Stranger {
+  public:
+    explicit Stranger(const char* address) {
+        std::thread([&] {
+            const vexobase::UniqueFd space(::open("/run/netns/stranger", O_RDONLY | O_CLOEXEC));
+            EXPECT_EQ(::setns(space.Get(), CLONE_NEWNET), 0);
+            socket.Reset(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        }).join();
+        const sockaddr_in own = At(address);
+        const int on = 1;
+        ::setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        EXPECT_EQ(::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
+    }
+
+    void Send(const Json::Value& message) const {
+        const std::string text = message.toStyledString();
+        const sockaddr_in to = At("192.0.2.1");
+        ::sendto(socket.Get(), text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                 sizeof to);
+    }
+
+    /// @return null when nothing comes in time
+    Json::Value Receive(int milliseconds) const {
+        pollfd ready{socket.Get(), POLLIN, 0};
+        char text[2048];
+        const ssize_t length =
+            ::poll(&ready, 1, milliseconds) == 1 ? ::recv(ready.fd, text, sizeof text, 0) : 0;
+        return length > 0 ? Parsed(std::string(text, static_cast<size_t>(length))) : Json::Value();
+    }
+
+    /// @return the answer, past the daemon's own questions; null when none comes in time
+    Json::Value Ask() const {
+        Send(question);
+        for (;;) {
+            const Json::Value message = Receive(400);
+            if (message["type"] != "question") {
+                return message;
+            }
+        }
+    }
+
+    const Json::Value question =
+        Parsed(R"({"version":1,"type":"question","token":"00000000000000aa"})");
+
+  private:
+    vexobase::UniqueFd socket;
+};
+
+class HostFinderStory : public testing::Test {
+  protected:
+    HostFinderStory() {
+        WriteFile("/etc/vexoinfo.conf", "model=N4\nserial=17\nfirmware=2.1 \"beta\"\n");
+        Must("hostname cellar");
+        Must("ip link add lbr0 address 02:00:00:00:00:01 type bridge");
+        Must("ip address add 192.0.2.1/24 dev lbr0");
+        Must("ip link set lbr0 up");
+        for (const std::string name : {"attic", "stranger"}) {
+            Must("ip netns add " + name);
+            Must("ip link add " + name + " master lbr0 type veth peer name far netns " + name);
+            Must("ip link set up dev " + name);
+        }
+        Must("ip -n stranger address add 192.0.2.9/24 dev far");
+        Must("ip -n stranger address add 198.51.100.9/24 dev far");
+        Must("ip -n stranger link set far up");
+    }
+
+    Json::Value Found() {
+        std::string reply;
+        EXPECT_EQ(appliance.Call("GetDeviceListData", "kelo", &reply), 0) << appliance.Log();
+        return Parsed(reply)["ClientList"];
+    }
+
+    Appliance appliance;
+};
+
+TEST_F(HostFinderStory, TwoAppliancesFindEachOtherAndMissWhoLeft) {
+    Must("ip -n attic link add xbr7 address 02:00:00:00:00:02 type bridge");
+    Must("ip -n attic address add 192.0.2.2/24 dev xbr7");
+    Must("ip -n attic link set far master xbr7 up");
+    Must("ip -n attic link set xbr7 up");
+    TempFolder folder;
+    WriteScript(folder / "attic",
+                "set -e; mount -t tmpfs none /run; mkdir /run/vexonet\n"
+                "printf 'model=N2\\n' >/run/info; mount --bind /run/info /etc/vexoinfo.conf\n"
+                "hostname attic\n"
+                "dbus-daemon --session --address=unix:path=/run/vexonet/bus --fork\n"
+                "exec "
+                    + DaemonProgram() + " --foreground\n");
+    Process attic({"ip", "netns", "exec", "attic", "unshare", "--uts", folder / "attic"},
+                  folder / "log");
+    appliance.StartDaemon();
+    EXPECT_TRUE(Eventually([&] { return Found().size() == 1; })) << ReadFile(folder / "log");
+    const Json::Value other = Found()[0];
+    EXPECT_EQ(other["ipAddr"], "192.0.2.2");
+    EXPECT_EQ(other["macAddr"], "02:00:00:00:00:02");
+    EXPECT_EQ(other["friendlyName"], "attic");
+    EXPECT_EQ(other["modelName"], "N2");
+    EXPECT_FALSE(other.isMember("serial") || other.isMember("firmware"));
+    const std::string ask = "nsenter -m -t " + std::to_string(attic.Pid())
+                            + " dbus-send --session --print-reply=literal --dest=com.vexo.network"
+                              " / com.vexo.network.GetDeviceListData string:kelo";
+    EXPECT_TRUE(Eventually(
+        [&] { return vexotest::Run(Words(ask)).out.find("\"cellar\"") != std::string::npos; }));
+
+    attic.Signal(SIGKILL);
+    attic.Wait();
+    EXPECT_EQ(Found().size(), 1U);
+    Must("ip link set lbr0 address 02:00:00:00:00:03");  // begins a round, as a minute would
+    EXPECT_TRUE(Eventually([&] { return Found().empty(); }));
+}
+
+TEST_F(HostFinderStory, StrangersAreNeitherBelievedNorServedWithoutEnd) {
+    const Stranger stranger("0.0.0.0");
+    const Stranger outside("198.51.100.9");
+    appliance.StartDaemon();
+    Json::Value truth = Parsed(R"({"version":1,"type":"answer","ipAddr":"192.0.2.9",
+        "macAddr":"02:00:00:00:00:09","serial":"true","friendlyName":9})");
+    truth["token"] = stranger.Receive(20'000)["token"];
+    for (const auto& [sender, key, value] : {std::tuple{&outside, "ipAddr", "198.51.100.9"},
+                                             {&stranger, "ipAddr", "192.0.2.8"},
+                                             {&stranger, "token", "0123456789abcdef"},
+                                             {&stranger, "macAddr", "9"}}) {
+        Json::Value lie = truth;
+        lie["serial"] = "lie";
+        lie[key] = value;
+        sender->Send(lie);
+    }
+    stranger.Send(truth);
+    EXPECT_TRUE(outside.Ask().isNull());
+    EXPECT_EQ(stranger.Ask(), Parsed(R"({"version":1,"type":"answer","token":"00000000000000aa",
+        "ipAddr":"192.0.2.1","macAddr":"02:00:00:00:00:01","friendlyName":"cellar",
+        "modelName":"N4","serial":"17","firmware":"2.1 \"beta\""})"));
+    int answers = 0;
+    for (const auto start = steady_clock::now(); steady_clock::now() - start < 1s;) {
+        for (int i = 0; i < 100; ++i) {
+            stranger.Send(stranger.question);
+        }
+        answers += stranger.Receive(1)["type"] == "answer";
+    }
+    EXPECT_THAT(answers, testing::AllOf(testing::Ge(1), testing::Le(10)));
+
+    EXPECT_TRUE(Eventually([&] { return !Found().empty(); })) << appliance.Log();
+    const Json::Value found = Found();
+    ASSERT_EQ(found.size(), 1U) << found;
+    EXPECT_EQ(found[0]["serial"], "true");
+    EXPECT_FALSE(found[0].isMember("friendlyName"));
+
+    // With so much time between the questions, silence is not for want of a turn.
+    const auto isSilent = [&] { return stranger.Ask().isNull() && stranger.Ask().isNull(); };
+    WriteFile("/etc/vexoinfo.conf", "host_finder=no\n");
+    EXPECT_TRUE(Eventually(isSilent));
+    WriteFile("/etc/vexoinfo.conf", "host_finder=yes\n");
+    EXPECT_TRUE(Eventually([&] { return !isSilent(); }));
+}
+
+}  // namespace
+}  // namespace vexotest
