@@ -89,6 +89,23 @@ TEST_F(ApplianceWithUplinks, WhateverEndsTheDaemonItIsBackWithItsListsAndRoute) 
     EXPECT_THAT(machine.Do("journalctl --unit vexonetd"), HasSubstr("Watchdog timeout"));
 }
 
+TEST_F(ApplianceWithUplinks, ALostDeviceListIsServedAgainWithItsNames) {
+    Must("ip link add br0 type bridge");
+    Must("ip link set br0 up");
+    Must("ip neigh add 192.0.2.77 lladdr 02:00:00:00:00:77 nud permanent dev br0");
+    machine.Do("vexonetctl device label 02:00:00:00:00:77 --name Mine --type tv");
+    const std::string former = machine.PidOf("vexonetd");
+    machine.Try(
+        "busctl --address=unix:path=/run/vexonet/bus call com.vexo.network / com.vexo.network"
+        " DelDeviceListData s 02:00:00:00:00:78");
+    ASSERT_TRUE(Eventually([&] {
+        return machine.PidOf("vexonetd") != former
+               && machine.Try("vexonetctl device list").out.find("Mine") != std::string::npos;
+    }));
+    EXPECT_THAT(machine.Do("journalctl --unit vexonetd"), HasSubstr("The device list is lost"));
+    EXPECT_EQ(machine.Try("journalctl --quiet --unit vexonetd --grep (denied|permitted)").out, "");
+}
+
 TEST_F(ApplianceWithUplinks, ListsOutliveRebootsAndPowerCuts) {
     machine.Reboot();
     ExpectTheSame();
