@@ -17,7 +17,7 @@ std::optional<std::string> CanonicalMac(const std::string& text);
 /// a "macAddr". Upper and lower case are the same. Null when there is none.
 const Json::Value* FindDevice(const Json::Value& devices, const std::string& mac);
 
-/// When a device was last heard of, from the daemon's "14:03:59 2026/11/14", whose year is that of
+/// When a device was last found, from the daemon's "14:03:59 2026/11/14", whose year is that of
 /// the ISO 8601 week.
 /// @param now  of two dates that are written alike the later one counts that is not in the future
 /// @return nothing for a text of another form
