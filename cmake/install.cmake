@@ -66,7 +66,7 @@ set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
   "It keeps ordered lists of gateways for IPv4 and IPv6 and elects the default routes.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "dbus, iproute2, ndisc6, systemd")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "curl, iputils-ping, isc-dhcp-client, logrotate")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "curl, iputils-ping, isc-dhcp-client, logrotate, radvd")
 list(TRANSFORM debian_scripts PREPEND ${PROJECT_SOURCE_DIR}/appliance/debian/
   OUTPUT_VARIABLE CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)

@@ -52,7 +52,7 @@ Addresses OnInterfacesThatAreThere(std::span<const VEXOLANADDRESS> wanted) {
     for (const VEXOLANADDRESS& each : wanted) {
         const int index = static_cast<int>(::if_nametoindex(each.ifname));
         if (index == 0) {
-            VEXO_LOG(LOG_INFO, "There is no interface [%s] yet, its LAN address waits",
+            VEXO_LOG(LOG_NOTICE, "There is no interface [%s] yet, its LAN address waits",
                      each.ifname);
             continue;
         }

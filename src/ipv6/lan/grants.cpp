@@ -111,7 +111,7 @@ bool FollowDelegation(Router6Attr& router) {
     if (told.empty() || prefix == router.prefix) {
         return false;
     }
-    VEXO_LOG(LOG_INFO, "The prefix delegated on [%s] was [%s] and is [%s]", wan.c_str(),
+    VEXO_LOG(LOG_NOTICE, "The prefix delegated on [%s] was [%s] and is [%s]", wan.c_str(),
              router.prefix.c_str(), prefix.c_str());
     router.prefix = prefix;
     return true;
