@@ -16,6 +16,8 @@ void AddGatewayCommands(CLI::App& app, Command& chosen);
 void AddIPv6Commands(CLI::App& app, Command& chosen);
 void AddDeviceCommands(CLI::App& app, Command& chosen);
 void AddConflictCommands(CLI::App& app, Command& chosen);
+void AddRouter6Commands(CLI::App& app, Command& chosen);
+void AddPrefixCommands(CLI::App& app, Command& chosen);
 void AddMonitorCommand(CLI::App& app, Command& chosen);
 void AddEventsCommand(CLI::App& app, Command& chosen);
 

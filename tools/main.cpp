@@ -50,6 +50,8 @@ void Declare(CLI::App& app, Command& chosen) {
     AddIPv6Commands(app, chosen);
     AddDeviceCommands(app, chosen);
     AddConflictCommands(app, chosen);
+    AddRouter6Commands(app, chosen);
+    AddPrefixCommands(app, chosen);
     AddMonitorCommand(app, chosen);
     AddEventsCommand(app, chosen);
 }

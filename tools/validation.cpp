@@ -34,6 +34,18 @@ bool IsBlankOrControl(unsigned char c) {
     return c <= ' ' || c == 0x7f;
 }
 
+/// Of ADDRESS/LENGTH in IPv6; none when it is something else, or longer than that.
+std::optional<int> LengthOfPrefix(const std::string& text, int longest) {
+    const auto slash = std::min(text.find('/'), text.size());
+    const std::string digits = text.substr(std::min(slash + 1, text.size()));
+    if (!ParseAddress(kFamilies[1], text.substr(0, slash)) || digits.empty() || digits.size() > 3
+        || digits.find_first_not_of("0123456789") != digits.npos) {
+        return std::nullopt;
+    }
+    const int length = std::stoi(digits);
+    return length > 0 && length <= longest ? std::optional(length) : std::nullopt;
+}
+
 std::optional<int> ToPriority(std::string_view word) {
     if (word == "first" || word == "last" || word == "keep") {
         return word == "first" ? kFirst : word == "last" ? kLast : kKeep;
@@ -74,6 +86,32 @@ std::string CheckPriority(const std::string& word) {
 
 std::string CheckOnOrOff(const std::string& word) {
     return word == "on" || word == "off" ? "" : "'" + word + "' is neither on nor off";
+}
+
+std::string CheckAddressV4(const std::string& word) {
+    return ParseAddress(kFamilies[0], word) ? ""
+                                            : "'" + word + "' is no IPv4 address such as 192.0.2.1";
+}
+
+std::string CheckAddressLengthV6(const std::string& word) {
+    constexpr int kLongest = 128;
+    return LengthOfPrefix(word, kLongest)
+               ? ""
+               : "'" + word + "' is no IPv6 address with a length such as 2001:db8::2/64";
+}
+
+std::string CheckRoutedPrefix(const std::string& word) {
+    constexpr int kLongest = 64;
+    return LengthOfPrefix(word, kLongest)
+               ? ""
+               : "'" + word + "' is no prefix of at most 64 bits such as 2001:db8:8::/48";
+}
+
+std::string CheckLanPrefix(const std::string& word) {
+    const bool isAddress = ParseAddress(kFamilies[1], word).has_value();
+    return isAddress || (word.ends_with("/64") && LengthOfPrefix(word, 64))
+               ? ""
+               : "'" + word + "' is no /64 such as 2001:db8:8::; see: vexonetctl prefix list";
 }
 
 int PriorityNumber(const std::string& word) {

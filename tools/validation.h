@@ -11,6 +11,10 @@ std::string CheckInterfaceName(const std::string& name);
 std::string CheckClassWord(const std::string& word);
 std::string CheckPriority(const std::string& word);
 std::string CheckOnOrOff(const std::string& word);
+std::string CheckAddressV4(const std::string& word);
+std::string CheckAddressLengthV6(const std::string& word);  ///< ADDRESS/LENGTH
+std::string CheckRoutedPrefix(const std::string& word);     ///< the same, with room for a /64
+std::string CheckLanPrefix(const std::string& word);        ///< the address of a /64, or with it
 
 /// The daemon's number for what CheckPriority accepts: first, last, keep or a place in the list.
 int PriorityNumber(const std::string& word);
