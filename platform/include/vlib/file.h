@@ -80,6 +80,18 @@ int VLIBCFileEnumSection(const char* path, VLIBSZLIST** list);
 /// @return the number of lines taken, or -1 when the file or the section is absent
 int VLIBCFileGetSection(const char* path, const char* section, VLIBSZHASH** hash);
 
+/// One of the sections that VLIBCFileGetSections reads.
+typedef struct VLIBSECTION {
+    const char* name;
+    VLIBSZHASH* pairs;  ///< the table for its pairs, which keeps what else it holds; may move
+    int taken;          ///< takes the number of its lines, or -1 when it is absent
+} VLIBSECTION;
+
+/// Reads the pairs of several sections from one opening of the file, so that they are of one
+/// state of it also while it is being replaced.
+/// @return how many of the sections are there, or -1 when the file cannot be read
+int VLIBCFileGetSections(const char* path, VLIBSECTION* sections, int count);
+
 /// Reads one key of one section, verbatim.
 /// @return as VLIBCFileGetKeyValue
 int VLIBCFileGetSectionValue(const char* path, const char* section, const char* key, char* value,

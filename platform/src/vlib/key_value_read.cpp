@@ -63,6 +63,19 @@ int CopyOut(std::string_view text, char* buffer, int size) {
     return static_cast<int>(length);
 }
 
+/// @return the number of lines taken, or -1 when the section is absent or memory is short
+int TakeSection(std::string_view text, const char* section, VLIBSZHASH** hash) {
+    int taken = 0;
+    const auto result = ForEachPairOf(text, section, [&](const Line& pair) {
+        ++taken;
+        return SetPair(*hash, pair.name, pair.value) == 0;
+    });
+    if (result == SectionResult::kAbsent) {
+        VLIBCErrSet(VLIB_ERR_NOT_FOUND);
+    }
+    return result == SectionResult::kRead ? taken : -1;
+}
+
 int Fail(int error) {
     VLIBCErrSet(error);
     return -1;
@@ -168,15 +181,27 @@ int VLIBCFileGetSection(const char* path, const char* section, VLIBSZHASH** hash
     if (!file) {
         return -1;
     }
-    int taken = 0;
-    const auto result = ForEachPairOf(file->View(), section, [&](const Line& pair) {
-        ++taken;
-        return SetPair(*hash, pair.name, pair.value) == 0;
-    });
-    if (result == SectionResult::kAbsent) {
-        return Fail(VLIB_ERR_NOT_FOUND);
+    return TakeSection(file->View(), section, hash);
+}
+
+int VLIBCFileGetSections(const char* path, VLIBSECTION* sections, int count) {
+    const auto isWhole = [](const VLIBSECTION& section) {
+        return section.name != nullptr && section.pairs != nullptr;
+    };
+    if (path == nullptr || sections == nullptr || count < 0
+        || !std::all_of(sections, sections + count, isWhole)) {
+        return Fail(VLIB_ERR_BAD_PARAMETER);
     }
-    return result == SectionResult::kRead ? taken : -1;
+    const auto file = ReadFileText(path);
+    if (!file) {
+        return -1;
+    }
+    int present = 0;
+    for (VLIBSECTION* each = sections; each != sections + count; ++each) {
+        each->taken = TakeSection(file->View(), each->name, &each->pairs);
+        present += each->taken >= 0 ? 1 : 0;
+    }
+    return present;
 }
 
 int VLIBCFileGetSectionValue(const char* path, const char* section, const char* key, char* value,

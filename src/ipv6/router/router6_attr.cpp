@@ -15,6 +15,7 @@
 #include <vexonetwork/ipv6/router/router6_attr.h>
 #include <vlib/file.h>
 
+#include "ipv6/router/router6_file.h"
 #include "ipv6/router/router_names.h"
 #include "utils/sz_containers.h"
 
@@ -28,6 +29,7 @@ constexpr int kCapacity = 1024;
 constexpr char kLineFormat[] = "\t%s=%s\n";
 
 struct Section {
+    Router6File::Section place;
     const char* name;
     const char* word;  ///< in messages
     int (Router6Attr::*generate)(PVLIBSZHASH*) const;
@@ -35,9 +37,12 @@ struct Section {
 };
 
 constexpr std::array<Section, 3> kSections = {
-    {{"conf", "config", &Router6Attr::GenConfSection, &Router6Attr::GetConfSection},
-     {"addr", "address", &Router6Attr::GenAddrSection, &Router6Attr::GetAddrSection},
-     {"lan", "prefix", &Router6Attr::GenPrefSection, &Router6Attr::GetPrefSection}}};
+    {{Router6File::kConf, "conf", "config", &Router6Attr::GenConfSection,
+      &Router6Attr::GetConfSection},
+     {Router6File::kAddr, "addr", "address", &Router6Attr::GenAddrSection,
+      &Router6Attr::GetAddrSection},
+     {Router6File::kLan, "lan", "prefix", &Router6Attr::GenPrefSection,
+      &Router6Attr::GetPrefSection}}};
 
 /// A stream into memory.
 class TextStream {
@@ -200,42 +205,38 @@ int Router6Attr::SaveConfig() const {
 }
 
 int Router6Attr::LoadConfig() {
-    return LoadConfig([](const std::string& ifname) {
-        return vexonetwork::utils::GetGatewayPriority(ifname, kGatewayType);
-    });
-}
-
-int Router6Attr::LoadConfig(const PriorityOf& priorityOf) {
-    const std::string tunnel = TunnelDevice(ConvertInterface(wan));
-    if (LoadFile(GetConfigName()) != 0) {
-        return -1;
-    }
-    const int priority = priorityOf(type == "native" ? ConvertInterface(wan) : tunnel);
-    if (priority >= 0) {
-        is_default_gateway = priority == 0;
-    }
-    return 0;
-}
-
-int Router6Attr::LoadFile(const std::string& path) {
-    UniqueSzHash hash(VLIBCSzHashAlloc(kCapacity));
-    if (!hash) {
+    Router6File file;
+    if (!file) {
         VEXO_LOG_AT(282, LOG_ERR, "Failed to allocate PVLIBSZHASH");
         return -1;
     }
+    const std::string path = GetConfigName();
     if (VLIBCFileExist(path.c_str()) != 1) {
         VEXO_LOG(LOG_INFO, "No existing IPv6 config");
         return -1;
     }
+    file.Read(path);
+    return Take(file, path, [](const std::string& ifname) {
+        return vexonetwork::utils::GetGatewayPriority(ifname, kGatewayType);
+    });
+}
+
+int Router6Attr::Take(const Router6File& file, const std::string& path,
+                      const PriorityOf& priorityOf) {
+    const std::string tunnel = TunnelDevice(ConvertInterface(wan));
     for (const Section& section : kSections) {
-        VLIBCHashRemoveAll(hash.Get());
-        if (VLIBCFileGetSection(path.c_str(), section.name, hash.Address()) < 0) {
+        const PVLIBSZHASH pairs = file.Find(section.place);
+        if (pairs == nullptr) {
             VEXO_LOG(LOG_ERR, "Failed to load %s section [file: %s]", section.word, path.c_str());
             return -1;
         }
-        if ((this->*section.get)(hash.Get()) != 0) {
+        if ((this->*section.get)(pairs) != 0) {
             VEXO_LOG(LOG_ERR, "Failed to get %s section", section.word);
         }
+    }
+    const int priority = priorityOf(type == "native" ? ConvertInterface(wan) : tunnel);
+    if (priority >= 0) {
+        is_default_gateway = priority == 0;
     }
     return 0;
 }

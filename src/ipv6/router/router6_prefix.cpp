@@ -12,6 +12,7 @@
 #include <vexonetwork/utils/json_reader.h>
 #include <vlib/file.h>
 
+#include "ipv6/router/router6_file.h"
 #include "ipv6/router/router_names.h"
 #include "utils/sz_containers.h"
 
@@ -135,7 +136,7 @@ int Router6Prefix::Load() {
         VEXO_LOG(LOG_ERR, "Returned list is NULL");
         return -1;
     }
-    GatewayPlaces places;
+    const Router6Attr::PriorityOf places = GatewayPlaces();
     std::vector<Router6Attr> loaded;
     for (int i = 0; i < names->count; ++i) {
         auto router =
@@ -150,21 +151,22 @@ int Router6Prefix::Load() {
 
 std::optional<Router6Attr> Router6Prefix::LoadRouter(const std::string& path,
                                                      const Router6Attr::PriorityOf& priorityOf) {
-    char wan[1024] = {};
-    if (VLIBCFileGetSectionValue(path.c_str(), "conf", "wan", wan, sizeof wan) < 0) {
+    Router6File file;
+    file.Read(path);
+    const char* wan = VLIBCSzHashGetValue(file.Find(Router6File::kConf), "wan");
+    if (wan == nullptr) {
         VEXO_LOG(LOG_WARNING, "Failed to get wan from %s", path.c_str());
         return std::nullopt;
     }
-    Router6Attr router;
-    router.wan = wan;
+    Router6Attr router(wan, false);
     // A copy of a router's file, or a file on its way to replace one, is no second router.
     if (router.GetConfigName() != path) {
         VEXO_LOG(LOG_WARNING, "%s is not the configuration of its wan [%s], skip", path.c_str(),
                  wan);
         return std::nullopt;
     }
-    if (router.LoadConfig(priorityOf) != 0) {
-        VEXO_LOG(LOG_WARNING, "%s cannot be read, skip", path.c_str());
+    if (router.Take(file, path, priorityOf) != 0) {
+        VEXO_LOG(LOG_WARNING, "%s is not whole, skip", path.c_str());
         return std::nullopt;
     }
     return router;

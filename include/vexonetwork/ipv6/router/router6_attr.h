@@ -11,6 +11,8 @@
 
 namespace vexo::network::ipv6::router {
 
+class Router6File;
+
 /// One set-up of the appliance as an IPv6 router, and its file
 /// /etc/sysconfig/networking/ipv6-WAN. Who loads, changes and saves it holds a Router6Lock.
 class Router6Attr {
@@ -88,9 +90,9 @@ class Router6Attr {
 
     using PriorityOf = std::function<int(const std::string& ifname)>;
 
-    /// As LoadConfig, with the places in the list of gateways as `priorityOf` tells them.
-    int LoadConfig(const PriorityOf& priorityOf);
-    int LoadFile(const std::string& path);
+    /// What LoadConfig does: takes the fields from a file that was read, then the flag from the
+    /// list of gateways, as `priorityOf` tells it.
+    int Take(const Router6File& file, const std::string& path, const PriorityOf& priorityOf);
 };
 
 }  // namespace vexo::network::ipv6::router
