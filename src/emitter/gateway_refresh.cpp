@@ -37,4 +37,16 @@ void RefreshGateway(GatewayType type) {
     Ask("REFRESH_GATEWAY", type);
 }
 
+void FollowNetwork(const std::vector<std::string>& ifnames) {
+    std::string words;
+    for (const std::string& ifname : ifnames) {
+        words += ifname + ' ';
+    }
+    Json::Value request(Json::objectValue);
+    request["method"] = "FOLLOW_NETWORK";
+    request["ifnames"] = words;
+    Json::Value reply;
+    ModuleManager::GetInstance().ProcessRequest(MODULE_ROUTE, request, reply);
+}
+
 }  // namespace vexonetwork

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace vexonetwork {
 
@@ -15,5 +16,9 @@ void RestoreGateway(const std::string& ifname);
 
 /// Has the route module elect the default gateway anew.
 void RefreshGateway(GatewayType type);
+
+/// Tells the route module that links or addresses of these interfaces have changed, or of any when
+/// none is named: static routes and policy routing follow.
+void FollowNetwork(const std::vector<std::string>& ifnames);
 
 }  // namespace vexonetwork

@@ -45,6 +45,7 @@ int NetworkEventEmitter::CheckIPChangeEvent(nlmsghdr* message) {
     }
     const std::string ifname = event->label.empty() ? NameOf(event->index) : event->label;
     if (IsDocker(ifname) || IsTap(ifname)) {
+        PutOffElection(ifname, kOtherChange);
         return 0;
     }
     if (event->family == AF_INET) {

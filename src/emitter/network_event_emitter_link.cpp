@@ -82,6 +82,8 @@ int NetworkEventEmitter::OnInterfaceStatusChange(const std::string& ifname, bool
     const bool same = known != linkUp.end() && known->second == running;
     if (!same) {
         LogLanPort(ifname, running, slave);
+        // Routes may lead by any interface, whoever else looks after it.
+        PutOffElection(ifname, kOtherChange);
     }
     if (!slave && !same) {
         DeliverLinkEvent(ifname, running);

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <optional>
+#include <set>
+#include <sstream>
 #include <string_view>
 
 #include <vexo/ha.h>
 #include <vexobase/log.h>
-#include <vexonetwork/network/policy_route.h>
 #include <vexonetwork/utils/json_reader.h>
 #include <vlib/file.h>
 
@@ -74,9 +76,8 @@ int RouteModule::InitialModule() {
     ReadGatewayListFromFile(GTYPE_V4);
     ReadGatewayListFromFile(GTYPE_V6);
 
-    PolicyRoute policy;
-    policy.RenewTable(IPType::V4, "static", "all");
-    policy.RenewTable(IPType::V6, "static", "all");
+    static_routes.Apply();
+    uplink_policy.Synchronise();
     return 0;
 }
 
@@ -115,6 +116,7 @@ void RouteModule::Dispatch(const Json::Value& request, Json::Value& reply) {
         {"COPY_GATEWAY_DATA", &RouteModule::CopyGatewayData},
         {"REFRESH_GATEWAY", &RouteModule::RefreshDefaultGateway},
         {"RESTORE_GATEWAY_DATA", &RouteModule::RestoreGatewayData},
+        {"FOLLOW_NETWORK", &RouteModule::FollowNetwork},
     };
     const std::string method = utils::GetString(request, "method").value_or("");
     for (const Query& query : kQueries) {
@@ -184,6 +186,15 @@ int RouteModule::HasGatewayData(const Json::Value& request, Json::Value& reply) 
                       != GatewaysOf(list).end();
     };
     reply["exist"] = isIn(GTYPE_V4) || isIn(GTYPE_V6);
+    return 0;
+}
+
+int RouteModule::FollowNetwork(const Json::Value& request) {
+    using Words = std::istream_iterator<std::string>;
+    std::istringstream words(utils::GetString(request, "ifnames").value_or(""));
+    const std::set<std::string> ifnames(Words(words), Words{});
+    static_routes.Follow(ifnames);
+    uplink_policy.Follow(ifnames);
     return 0;
 }
 

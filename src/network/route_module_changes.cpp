@@ -127,6 +127,7 @@ int RouteModule::AddGatewayInfo(const Json::Value& request) {
                    != 0)) {
         return -1;
     }
+    uplink_policy.Follow({addition.entry.ifname});
     RefreshDefaultGateway(request);
     announcement.Make(HOOK_STAGE_AFTER);
     return 0;
@@ -176,6 +177,7 @@ int RouteModule::DelGatewayInfo(const Json::Value& request) {
     if (WriteGatewayListToFile(*gatewayType) != 0 || (hadDns && WriteDnsFile(*gatewayType) != 0)) {
         return -1;
     }
+    uplink_policy.Follow({*ifname});
     RefreshDefaultGateway(request);
     return 0;
 }
@@ -230,10 +232,12 @@ int RouteModule::CopyGatewayData(const Json::Value& request) {
             gateways.insert(entry, copy);
         }
     }
-    return WriteGatewayListToFile(*gatewayType) != 0 || WriteDnsFile(*gatewayType) != 0
-                   || WriteGatewayToDatabase(*gatewayType, true, true) != 0
-               ? -1
-               : 0;
+    if (WriteGatewayListToFile(*gatewayType) != 0 || WriteDnsFile(*gatewayType) != 0
+        || WriteGatewayToDatabase(*gatewayType, true, true) != 0) {
+        return -1;
+    }
+    uplink_policy.Follow({*source, *destination});
+    return 0;
 }
 
 }  // namespace vexonetwork::network::module

@@ -92,7 +92,7 @@ class NetworkEventEmitter {
 
   private:
     /// What has changed of an interface, or-ed together.
-    enum Change : unsigned { kLinkChange = 1, kIPv4Change = 2, kIPv6Change = 4 };
+    enum Change : unsigned { kLinkChange = 1, kIPv4Change = 2, kIPv6Change = 4, kOtherChange = 8 };
 
     void Subscribe();
     void Handle(nlmsghdr* message);
@@ -112,6 +112,7 @@ class NetworkEventEmitter {
     std::chrono::milliseconds Patience() const;
     bool IsElectionDue() const;
     void Elect();
+    void Follow(const std::map<std::string, unsigned>& changed);
 
     int fd = -1;
     std::string none = "none";  ///< stands for an unknown or removed address
@@ -125,6 +126,7 @@ class NetworkEventEmitter {
 
     // What waits until no message is left, an election only so long.
     bool stockDue = false;
+    bool stockTaken = false;                  ///< what was lost may concern any interface
     std::map<std::string_view, bool> hooks;   ///< whether there are hooks; asked once in a burst
     std::map<std::string, unsigned> changes;  ///< by interface, Change or-ed together
     std::chrono::steady_clock::time_point firstChange;

@@ -37,10 +37,9 @@ RoutingState Wanted(const std::vector<PolicyTableRoute>& routes, std::uint32_t n
 
 /// The table's rules of before stay beside a new one.
 void KeepRules(RouteSocket& socket, const Scope& scope, RoutingState& wanted) {
-    const auto present = ReadState(
-        socket, {scope.family, {}, scope.firstPriority, scope.lastPriority, scope.ruledTable});
-    for (const Rule& rule : present ? present->rules : std::vector<Rule>()) {
-        if (rule.source != wanted.rules.front().source) {
+    const auto rules = socket.Rules(scope.family);
+    for (const Rule& rule : rules ? *rules : std::vector<Rule>()) {
+        if (scope.Holds(rule) && rule.source != wanted.rules.front().source) {
             wanted.rules.push_back(rule);
         }
     }

@@ -10,6 +10,7 @@
 #include <vexobase/replace_file.h>
 
 #include "network/parse_number.h"
+#include "network/policy/config_lock.h"
 
 #define VEXO_LOG_SOURCE "policy_route"
 #include <vexobase/log.h>
@@ -92,6 +93,10 @@ std::optional<std::uint32_t> FindTableNumber(const std::string& table) {
 }
 
 std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
+    if (const auto number = FindTableNumber(table)) {
+        return number;
+    }
+    const ConfigLock lock(kRouteTables);
     auto text = ReadRouteTables();
     if (!text) {
         VEXO_LOG(LOG_ERR, "Failed to read config [%s]", kRouteTables);

@@ -131,12 +131,15 @@ std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
     if (!rules) {
         return std::nullopt;
     }
-    std::ranges::copy_if(*rules, std::back_inserter(state.rules), [&](const Rule& rule) {
-        return rule.protocol == kOurProtocol && rule.priority >= scope.firstPriority
-               && rule.priority <= scope.lastPriority
-               && (scope.ruledTable == 0 || rule.table == scope.ruledTable);
-    });
-    for (const std::uint32_t table : scope.tables) {
+    std::ranges::copy_if(*rules, std::back_inserter(state.rules),
+                         [&](const Rule& rule) { return scope.Holds(rule); });
+    std::set<std::uint32_t> tables(scope.tables.begin(), scope.tables.end());
+    for (const Rule& rule : state.rules) {
+        if (!rule.suppressDefault) {
+            tables.insert(rule.table);
+        }
+    }
+    for (const std::uint32_t table : tables) {
         auto routes = socket.Routes(scope.family, table);
         if (!routes) {
             return std::nullopt;

@@ -27,13 +27,19 @@ struct Steps {
 /// removed; a wanted route in the place of a foreign one is added and the kernel will refuse it.
 Steps Compare(const RoutingState& wanted, const RoutingState& present);
 
-/// Which of our routes and rules are looked after together.
+/// Which of our routes and rules are looked after together: besides these tables those that the
+/// rules by source lead to.
 struct Scope {
     int family;
     std::vector<std::uint32_t> tables;
     std::uint32_t firstPriority;
     std::uint32_t lastPriority;
     std::uint32_t ruledTable = 0;  ///< only rules for this table; 0 for any
+
+    bool Holds(const Rule& rule) const {
+        return rule.protocol == kOurProtocol && rule.priority >= firstPriority
+               && rule.priority <= lastPriority && (ruledTable == 0 || rule.table == ruledTable);
+    }
 };
 
 /// Reads what the kernel has in a scope, foreign routes of the tables included.

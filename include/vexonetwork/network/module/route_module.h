@@ -8,6 +8,8 @@
 #include <vector>
 
 #include <vexonetwork/network/module/base_module.h>
+#include <vexonetwork/network/static_routes.h>
+#include <vexonetwork/network/uplink_policy.h>
 #include <vexonetwork/utils/ip_address.h>
 #include <vexonetwork/utils/pthread_mutex.h>
 
@@ -45,7 +47,7 @@ class RouteModule : public BaseModule {
     /// @return 0 always
     int ProcessRequest(const Json::Value& request, Json::Value& reply) override;
 
-    /// Loads the lists and installs the policy table of the static routes. Elects nothing.
+    /// Loads the lists and brings static routes and policy routing in step. Elects nothing.
     /// @return 0; failures are only logged
     int InitialModule() override;
     int TerminateModule() override { return 0; }
@@ -95,6 +97,11 @@ class RouteModule : public BaseModule {
     /// For the rooms of this process, not on the bus: "ifname" has a link. Where it was left out
     /// of a list at start for the want of one, its entry takes its place again.
     int RestoreGatewayData(const Json::Value& request);
+
+    /// For the rooms of this process, not on the bus: links or addresses of the interfaces in
+    /// the words of "ifnames" have changed, or of any when there are none. The static routes and
+    /// the policy routing of the uplinks follow.
+    int FollowNetwork(const Json::Value& request);
     int AddGatewayInfo(const Json::Value& request);
     int DelGatewayInfo(const Json::Value& request);
     int SetSlaveForGatewayInfo(const Json::Value& request);
@@ -114,6 +121,8 @@ class RouteModule : public BaseModule {
     Gateways gateways_v4;
     Gateways gateways_v6;
     std::vector<LeftOut> left_out;
+    StaticRoutes static_routes;
+    UplinkPolicy uplink_policy;
     PthreadMutex request_mutex;
 };
 

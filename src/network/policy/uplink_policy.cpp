@@ -1,0 +1,218 @@
+#include "vexonetwork/network/uplink_policy.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include <vexobase/replace_file.h>
+
+#include "network/interface_name.h"
+#include "network/policy/config_lock.h"
+#include "network/policy/priorities.h"
+#include "network/policy/stored_gateways.h"
+#include "network/policy/table_number.h"
+#include "network/policy/uplink_plan.h"
+
+namespace vexonetwork::network {
+namespace {
+
+constexpr char kSettings[] = "/etc/iproute2/config/policy";
+constexpr int kFamilies[] = {AF_INET, AF_INET6};
+
+/// The table of the static routes is nobody's uplink, nor are the kernel's own.
+bool CanTakePart(const std::string& ifname) {
+    constexpr std::string_view kTaken[] = {"static", "main", "default", "local", "unspec"};
+    return IsInterfaceName(ifname) && IsTableName(ifname)
+           && std::ranges::find(kTaken, ifname) == std::end(kTaken);
+}
+
+Scope ScopeOf(int family, const std::vector<Uplink>& uplinks) {
+    Scope scope{family, {}, kStaticNetworksPriority, kUplinkPriority};
+    std::ranges::transform(uplinks, std::back_inserter(scope.tables), &Uplink::table);
+    return scope;
+}
+
+/// An uplink as it is now, but for its table.
+Uplink Look(const std::string& ifname, const StoredGateways& gateways, Links& links,
+            RouteSocket& socket) {
+    Uplink uplink;
+    uplink.ifname = ifname;
+    uplink.link = links.Find(ifname);
+    if (uplink.link.index != 0) {
+        uplink.addresses = socket.Addresses(uplink.link.index).value_or(uplink.addresses);
+    }
+    uplink.gatewayV4 = gateways.Find(AF_INET, ifname);
+    uplink.gatewayV6 = gateways.Find(AF_INET6, ifname);
+    return uplink;
+}
+
+bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink& one, int family) {
+    const auto present = ReadState(socket, ScopeOf(family, all));
+    if (!present) {
+        return false;
+    }
+    const Steps steps = Compare(PlanUplinks(family, all, FindTableNumber("static")), *present);
+    const auto concerns = [&one](const Change& change) {
+        return std::visit([&one](const auto& each) { return each.table == one.table; },
+                          change.object);
+    };
+    return std::ranges::none_of(steps.additions, concerns)
+           && std::ranges::none_of(steps.removals, concerns);
+}
+
+UplinkStatus::Family FamilyStatus(RouteSocket& socket, const std::vector<Uplink>& all,
+                                  const Uplink& one, int family) {
+    UplinkStatus::Family status;
+    for (const InterfaceAddress& address : one.addresses) {
+        if (IsRuled(address, family)) {
+            status.addresses.push_back(ToText(address.local.address));
+        }
+    }
+    const auto& gateway = family == AF_INET ? one.gatewayV4 : one.gatewayV6;
+    status.gateway = gateway ? ToText(*gateway) : "";
+    status.isInStep = IsInStep(socket, all, one, family);
+    return status;
+}
+
+}  // namespace
+
+struct UplinkPolicy::State {
+    Complaints settings;
+    Complaints kernel;
+    FileStamps read;  ///< the settings as they were at the last look
+    std::vector<std::string> interfaces;
+
+    void ReadSettings();
+    std::vector<Uplink> LookAtUplinks(RouteSocket& socket);
+};
+
+void UplinkPolicy::State::ReadSettings() {
+    settings.Begin();
+    read = FileStamps({kSettings});
+    interfaces.clear();
+    const auto file = SectionFile::Read(kSettings);
+    if (!file) {
+        settings.Say(std::string("Failed to read config [") + kSettings + "]");
+        return;
+    }
+    for (const Section& section : file->sections) {
+        if (section.Value("enabled") != "yes") {
+            continue;
+        }
+        if (!CanTakePart(section.Name())) {
+            settings.Say("Bad interface [" + section.Name().substr(0, 32) + "] in [" + kSettings
+                         + "]");
+        } else if (std::ranges::find(interfaces, section.Name()) == interfaces.end()) {
+            interfaces.push_back(section.Name());
+        }
+    }
+}
+
+std::vector<Uplink> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket) {
+    const StoredGateways gateways;
+    Links links;
+    std::vector<Uplink> uplinks;
+    for (const std::string& ifname : interfaces) {
+        Uplink uplink = Look(ifname, gateways, links, socket);
+        if (const auto table = AllotTableNumber(ifname)) {
+            uplink.table = *table;
+            uplinks.push_back(std::move(uplink));
+        } else {
+            kernel.Say("Interface [" + ifname + "] has no routing table of its own");
+        }
+    }
+    return uplinks;
+}
+
+UplinkPolicy::UplinkPolicy() : state(std::make_unique<State>()) {}
+UplinkPolicy::~UplinkPolicy() = default;
+
+std::string UplinkPolicy::Enable(const std::vector<std::string>& ifnames) {
+    return Store(ifnames, true);
+}
+
+std::string UplinkPolicy::Disable(const std::vector<std::string>& ifnames) {
+    return Store(ifnames, false);
+}
+
+std::string UplinkPolicy::Store(const std::vector<std::string>& ifnames, bool enabled) {
+    const ConfigLock lock(kSettings);
+    if (!lock) {
+        return "the settings are being changed by another process; try again";
+    }
+    auto file = SectionFile::Read(kSettings);
+    if (!file) {
+        return std::string(kSettings) + " cannot be read";
+    }
+    for (const std::string& ifname : ifnames) {
+        if (!CanTakePart(ifname)) {
+            return "no routing table can bear the name of '" + ifname + "'";
+        }
+        auto section = std::ranges::find(file->sections, ifname, &Section::Name);
+        if (section == file->sections.end()) {
+            section = file->sections.insert(section, Section(ifname));
+        }
+        section->Set("enabled", enabled ? "yes" : "no");
+    }
+    if (vexobase::ReplaceFile(kSettings, file->Text()) != 0) {
+        return std::string(kSettings) + " cannot be written; nothing was changed";
+    }
+    return Synchronise() == 0 ? "" : "that is stored, but not all could be set; see the system log";
+}
+
+std::vector<std::string> UplinkPolicy::Interfaces() {
+    state->ReadSettings();
+    return state->interfaces;
+}
+
+std::vector<std::string> UplinkPolicy::Candidates() {
+    return StoredGateways().Interfaces();
+}
+
+int UplinkPolicy::Synchronise() {
+    constexpr int kMostAttempts = 3;
+    std::vector<std::string> files = StoredGateways::Files();
+    files.emplace_back(kSettings);
+    state->kernel.Begin();
+    for (int attempt = 1;; ++attempt) {
+        const FileStamps before(files);
+        const auto isCurrent = [&] { return FileStamps(files) == before; };
+        state->ReadSettings();
+        RouteSocket socket;
+        const std::vector<Uplink> uplinks = state->LookAtUplinks(socket);
+        bool done = uplinks.size() == state->interfaces.size();
+        for (const int family : kFamilies) {
+            const auto wanted = PlanUplinks(family, uplinks, FindTableNumber("static"));
+            done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, state->kernel)
+                   && done;
+        }
+        if (isCurrent() || attempt == kMostAttempts) {
+            return done ? 0 : -1;
+        }
+    }
+}
+
+void UplinkPolicy::Follow(const std::set<std::string>& changed) {
+    const bool isOn = !state->interfaces.empty();
+    const bool concerns =
+        changed.empty() || std::ranges::any_of(state->interfaces, [&](const std::string& each) {
+            return changed.contains(each);
+        });
+    if ((isOn && concerns) || FileStamps({kSettings}) != state->read) {
+        Synchronise();
+    }
+}
+
+std::vector<UplinkStatus> UplinkPolicy::Status() {
+    state->ReadSettings();
+    RouteSocket socket;
+    const std::vector<Uplink> uplinks = state->LookAtUplinks(socket);
+    std::vector<UplinkStatus> result;
+    for (const Uplink& uplink : uplinks) {
+        result.push_back({uplink.ifname, uplink.table, uplink.link.index != 0, uplink.link.isUp,
+                          FamilyStatus(socket, uplinks, uplink, AF_INET),
+                          FamilyStatus(socket, uplinks, uplink, AF_INET6)});
+    }
+    return result;
+}
+
+}  // namespace vexonetwork::network
