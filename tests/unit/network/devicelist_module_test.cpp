@@ -173,15 +173,5 @@ TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
     }
 }
 
-TEST(DeviceListModuleTest, WhereTheFileCannotBeWrittenTheRequestFails) {
-    Must(std::string("mkdir ") + kFile);
-    DeviceListModule module;
-    module.InitialModule();
-    const SyslogSpy log;
-    EXPECT_EQ(Ask(module, R"({"method": "get", "scannertype": "all"})"), -1);
-    module.TerminateModule();
-    EXPECT_THAT(log.Messages(), Contains(HasSubstr("failed to write back to (/tmp/connection")));
-}
-
 }  // namespace
 }  // namespace vexotest
