@@ -1,12 +1,16 @@
 // How soon the default route follows an advertisement, and how many of them can be looked at.
 
+#include <fcntl.h>
 #include <netinet/icmp6.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
 #include <memory>
 
 #include <vexobase/unique_fd.h>
+#include <vexonetwork/ipv6/router/router6_prefix.h>
+#include <vexonetwork/ipv6/router/tunnel_6in4.h>
 #include <vexonetwork/network/module/ipv6_module.h>
 #include <vexonetwork/network/module/module_manager.h>
 #include <vexonetwork/network/module/route_module.h>
@@ -19,6 +23,9 @@
 namespace vexobench {
 namespace {
 
+using vexo::network::ipv6::router::Router6Attr;
+using vexo::network::ipv6::router::Router6Prefix;
+using vexo::network::ipv6::router::Tunnel6in4;
 using vexonetwork::network::module::IPv6Module;
 using vexonetwork::network::module::ModuleManager;
 using vexonetwork::network::module::RouteModule;
@@ -139,12 +146,89 @@ Measurement Throughput() {
     return result;
 }
 
+Measurement RouterFiles() {
+    constexpr int kCount = 200;
+    vexotest::Appliance appliance;
+    appliance.StartDaemon();
+    vexotest::Must("mkdir -p /etc/sysconfig/networking");
+    std::vector<std::string> paths;
+    for (int i = 0; i < kCount; ++i) {
+        const std::string n = std::to_string(i);
+        Router6Attr attr("6in4", "wan" + n, "2001:db8:" + n + "::/48", "192.0.2.10", "192.0.2.1",
+                         "2001:db8:f::2/64", false);
+        attr.AddLan("eth1", "2001:db8:" + n + "::");
+        attr.SaveConfig();
+        paths.push_back(attr.GetConfigName());
+    }
+    Router6Prefix prefixes;
+    const auto ours = [&] { prefixes.Load(); };
+    const auto bare = [&] {
+        std::array<char, 4096> text{};
+        for (const std::string& path : paths) {
+            const vexobase::UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+            while (::read(file.Get(), text.data(), text.size()) > 0) {
+            }
+        }
+    };
+    const Measurement result = Alternate(200, ours, bare);
+    for (const Router6Attr& router : prefixes.routers) {
+        router.RemoveConfig();
+    }
+    return result;
+}
+
+int Ip(const std::string& arguments) {
+    std::vector<std::string> words = vexotest::Words(arguments);
+    std::vector<const char*> vector;
+    for (const std::string& word : words) {
+        vector.push_back(word.c_str());
+    }
+    vector.push_back(nullptr);
+    return VLIBCExec("/sbin/ip", vector.data());
+}
+
+Measurement TunnelUpAndDown() {
+    const vexotest::Uplink uplink = vexotest::MakeUplink(1);
+    vexotest::Appliance appliance;
+    appliance.StartDaemon();
+    vexotest::Must("mkdir -p /etc/sysconfig/networking /etc/sysconfig/network-scripts");
+    const Tunnel6in4 tunnel(
+        {"6in4", uplink.ifname, "", uplink.address, uplink.gateway, "2001:db8:f::2/64", true});
+    const auto ours = [&] {
+        tunnel.Create();
+        tunnel.Destroy();
+    };
+    const auto bare = [&] {
+        Ip("tunnel add bare mode sit remote " + uplink.gateway + " local " + uplink.address
+           + " ttl 255");
+        Ip("link set bare up");
+        Ip("-6 address add 2001:db8:f::2/64 dev bare");
+        Ip("-6 route add default dev bare");
+        Ip("tunnel del bare");
+    };
+    return Alternate(20, ours, bare);
+}
+
+/// Tunnels are a module that the kernel of this machine may not have; that of the vm box does.
+bool HasTunnels() {
+    const bool has = Ip("tunnel add probe mode sit remote 192.0.2.1") == 0;
+    Ip("tunnel del probe");
+    return has;
+}
+
 }  // namespace
 
 std::vector<Figure> RouterFigures() {
-    return {{"default route follows an advertisement", "a bare loop that runs the same /sbin/ip",
-             1.5, NewRoute},
-            {"advertisement that says nothing new", "recv", 3, Throughput}};
+    std::vector<Figure> figures = {
+        {"default route follows an advertisement", "a bare loop that runs the same /sbin/ip", 1.5,
+         NewRoute},
+        {"advertisement that says nothing new", "recv", 3, Throughput},
+        {"200 IPv6 routers loaded", "open, read, close of each file", 2, RouterFiles}};
+    if (HasTunnels()) {
+        figures.push_back({"IPv6 tunnel made and taken away",
+                           "a bare loop that runs the same /sbin/ip", 1.3, TunnelUpAndDown});
+    }
+    return figures;
 }
 
 }  // namespace vexobench

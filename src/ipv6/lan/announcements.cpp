@@ -71,31 +71,13 @@ std::string PrefixText(const Announcement& each) {
 std::string InterfaceText(const std::string& lan, const Announcements& prefixes) {
     // Without a prefix of its own a LAN has nothing that could be answered to.
     const bool isRouter = std::ranges::any_of(prefixes, IsGranted);
-    std::string text = "interface " + lan + "\n{\n    AdvSendAdvert on;\n    AdvDefaultLifetime "
+    std::string text = "interface " + lan + "\n{\n    AdvSendAdvert on;\n    AdvCurHopLimit 0;\n"
+                       "    AdvDefaultLifetime "
                        + std::to_string(isRouter ? kRouterSeconds : 0) + ";\n";
     for (const Announcement& each : prefixes) {
         text += PrefixText(each);
     }
     return text + "};\n";
-}
-
-Announcements ReadRecord() {
-    Json::Value all;
-    Announcements announcements;
-    const std::string text = vexonetwork::utils::FileToStr(kRecord);
-    if (text.empty() || !vexonetwork::utils::ParseJson(text, all) || !all.isArray()) {
-        return announcements;
-    }
-    for (const Json::Value& each : all) {
-        const auto lan = GetString(each, "lan");
-        const auto prefix = GetString(each, "prefix");
-        const Json::Value until =
-            each.isObject() ? each.get("withdrawn_until", Json::Value()) : Json::Value();
-        if (lan && prefix && until.isInt64()) {
-            announcements.push_back({*lan, *prefix, static_cast<std::time_t>(until.asInt64())});
-        }
-    }
-    return announcements;
 }
 
 std::string RecordText(const Announcements& announcements) {
@@ -141,6 +123,25 @@ int StartOrReload() {
 
 }  // namespace
 
+Announcements FormerAnnouncements() {
+    Json::Value all;
+    Announcements announcements;
+    const std::string text = vexonetwork::utils::FileToStr(kRecord);
+    if (text.empty() || !vexonetwork::utils::ParseJson(text, all) || !all.isArray()) {
+        return announcements;
+    }
+    for (const Json::Value& each : all) {
+        const auto lan = GetString(each, "lan");
+        const auto prefix = GetString(each, "prefix");
+        const Json::Value until =
+            each.isObject() ? each.get("withdrawn_until", Json::Value()) : Json::Value();
+        if (lan && prefix && until.isInt64()) {
+            announcements.push_back({*lan, *prefix, static_cast<std::time_t>(until.asInt64())});
+        }
+    }
+    return announcements;
+}
+
 Announcements NextAnnouncements(const Announcements& former, const std::vector<LanPrefix>& grants,
                                 std::time_t now) {
     Announcements next;
@@ -181,8 +182,8 @@ std::string RadvdConfiguration(const Announcements& announcements) {
     return text;
 }
 
-int Announce(const std::vector<LanPrefix>& grants) {
-    const Announcements next = NextAnnouncements(ReadRecord(), grants, std::time(nullptr));
+int Announce(const std::vector<LanPrefix>& grants, const Announcements& former) {
+    const Announcements next = NextAnnouncements(former, grants, std::time(nullptr));
     if (next.empty()) {
         return Stop();
     }

@@ -27,8 +27,11 @@ Announcements NextAnnouncements(const Announcements& former, const std::vector<L
 /// The configuration for radvd.conf(5).
 std::string RadvdConfiguration(const Announcements& announcements);
 
+/// What radvd announces now.
+Announcements FormerAnnouncements();
+
 /// Makes radvd announce this, in place of what it has announced.
 /// @return 0, or -1 with a log line
-int Announce(const std::vector<LanPrefix>& grants);
+int Announce(const std::vector<LanPrefix>& grants, const Announcements& former);
 
 }  // namespace vexo::network::ipv6::router

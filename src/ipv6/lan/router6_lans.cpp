@@ -9,6 +9,7 @@
 
 #include "ipv6/lan/announcements.h"
 #include "ipv6/lan/grants.h"
+#include "ipv6/lan/lan_mark.h"
 
 namespace vexo::network::ipv6::router {
 
@@ -68,8 +69,10 @@ int ApplyRouter6Lans() {
         const auto more = GrantsOf(router);
         grants.insert(grants.end(), more.begin(), more.end());
     }
+    const Announcements former = FormerAnnouncements();
+    result |= MarkLans(grants, former);
     result |= PutAddresses(grants);
-    result |= Announce(grants);
+    result |= Announce(grants, former);
     return result == 0 ? 0 : -1;
 }
 

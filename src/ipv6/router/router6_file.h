@@ -31,8 +31,12 @@ class Router6File {
                && sections[kLan].pairs != nullptr;
     }
 
-    /// For one file; what cannot be read has no sections.
+    /// In place of what was read before; what cannot be read has no sections.
     void Read(const std::string& path) {
+        for (VLIBSECTION& each : sections) {
+            VLIBCHashRemoveAll(each.pairs);
+            each.taken = -1;
+        }
         VLIBCFileGetSections(path.c_str(), sections.data(), kCount);
     }
 

@@ -123,7 +123,8 @@ Router6Prefix::Router6Prefix() {
 
 int Router6Prefix::Load() {
     vexonetwork::utils::UniqueSzList names(VLIBCSzListAlloc(1024));
-    if (!names) {
+    Router6File file;
+    if (!names || !file) {
         VEXO_LOG(LOG_ERR, "Failed to allocate list");
         return -1;
     }
@@ -140,7 +141,7 @@ int Router6Prefix::Load() {
     std::vector<Router6Attr> loaded;
     for (int i = 0; i < names->count; ++i) {
         auto router =
-            LoadRouter(std::string(kFolder) + "/" + VLIBCSzListGet(names.Get(), i), places);
+            LoadRouter(file, std::string(kFolder) + "/" + VLIBCSzListGet(names.Get(), i), places);
         if (router) {
             loaded.push_back(std::move(*router));
         }
@@ -149,9 +150,8 @@ int Router6Prefix::Load() {
     return 0;
 }
 
-std::optional<Router6Attr> Router6Prefix::LoadRouter(const std::string& path,
+std::optional<Router6Attr> Router6Prefix::LoadRouter(Router6File& file, const std::string& path,
                                                      const Router6Attr::PriorityOf& priorityOf) {
-    Router6File file;
     file.Read(path);
     const char* wan = VLIBCSzHashGetValue(file.Find(Router6File::kConf), "wan");
     if (wan == nullptr) {

@@ -48,7 +48,7 @@ class Router6Prefix {
     std::vector<Router6Attr> routers;  ///< in byte order of their files' names
 
   private:
-    static std::optional<Router6Attr> LoadRouter(const std::string& path,
+    static std::optional<Router6Attr> LoadRouter(Router6File& file, const std::string& path,
                                                  const Router6Attr::PriorityOf& priorityOf);
     int AllocateLocked(const std::string& prefix, const std::string& lan);
     int DeallocateLocked(const std::string& prefix, const std::string& lan);

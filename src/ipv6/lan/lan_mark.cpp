@@ -1,0 +1,68 @@
+#include "ipv6/lan/lan_mark.h"
+
+#include <net/if.h>
+
+#include <set>
+
+#include <vexo/ipv6_conf.h>
+#include <vexobase/log.h>
+#include <vlib/file.h>
+
+#include "ipv6/router/router_names.h"
+
+namespace vexo::network::ipv6::router {
+
+namespace {
+
+/// As the method of the interface is applied when its link comes. One that was set up by hand
+/// stays as it is.
+int ApplyMark(const std::string& lan) {
+    int method = 0;
+    if (::if_nametoindex(lan.c_str()) == 0
+        || ::VEXONetIPv6ConfGet(lan.c_str(), &method, nullptr, 0, nullptr, nullptr, 0) != 0
+        || method == VEXO_IPV6_OFF || method == VEXO_IPV6_MANUAL) {
+        return 0;
+    }
+    return ::VEXONetIPv6ConfSet(method, lan.c_str(), nullptr, 0, nullptr);
+}
+
+int Mark(const std::string& lan, const char* value) {
+    constexpr char kKey[] = "IPV6ROUTER";
+    if (!HasFiles(lan)) {
+        return -1;
+    }
+    const std::string path = "/etc/sysconfig/network-scripts/ifcfg-" + lan;
+    if (::VLIBCFileCheckKeyValue(path.c_str(), kKey, value, 1) == 1) {
+        return 0;
+    }
+    if (::VLIBCFileSetKeyValue(path.c_str(), kKey, value, "%s=%s\n") < 0 || ApplyMark(lan) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to set %s=%s of interface [%s]", kKey, value, lan.c_str());
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int MarkLans(const std::vector<LanPrefix>& grants, const Announcements& former) {
+    std::set<std::string> present;
+    std::set<std::string> gone;
+    for (const LanPrefix& each : grants) {
+        present.insert(each.lan);
+    }
+    for (const Announcement& each : former) {
+        if (!present.contains(each.lan)) {
+            gone.insert(each.lan);
+        }
+    }
+    int result = 0;
+    for (const std::string& lan : present) {
+        result |= Mark(lan, "yes");
+    }
+    for (const std::string& lan : gone) {
+        result |= Mark(lan, "no");
+    }
+    return result;
+}
+
+}  // namespace vexo::network::ipv6::router
