@@ -18,6 +18,8 @@ void AddDeviceCommands(CLI::App& app, Command& chosen);
 void AddConflictCommands(CLI::App& app, Command& chosen);
 void AddRouter6Commands(CLI::App& app, Command& chosen);
 void AddPrefixCommands(CLI::App& app, Command& chosen);
+void AddRouteCommands(CLI::App& app, Command& chosen);
+void AddPolicyCommands(CLI::App& app, Command& chosen);
 void AddMonitorCommand(CLI::App& app, Command& chosen);
 void AddEventsCommand(CLI::App& app, Command& chosen);
 

@@ -52,6 +52,8 @@ void Declare(CLI::App& app, Command& chosen) {
     AddConflictCommands(app, chosen);
     AddRouter6Commands(app, chosen);
     AddPrefixCommands(app, chosen);
+    AddRouteCommands(app, chosen);
+    AddPolicyCommands(app, chosen);
     AddMonitorCommand(app, chosen);
     AddEventsCommand(app, chosen);
 }
