@@ -14,11 +14,14 @@
 
 #include "ipv6/router/router6_file.h"
 #include "ipv6/router/router_names.h"
+#include "network/interface_name.h"
 #include "utils/sz_containers.h"
 
 namespace vexo::network::ipv6::router {
 
 namespace {
+
+using Texts = std::vector<std::string>;
 
 constexpr char kFolder[] = "/etc/sysconfig/networking";
 constexpr char kNames[] = "ipv6-";
@@ -76,24 +79,26 @@ std::string ToText(const in6_addr& address) {
     return ::inet_ntop(AF_INET6, &address, text, sizeof text) == nullptr ? "" : text;
 }
 
-/// The router's /64s in canonical form; none, with a log line, when its prefix has none.
-std::vector<std::string> CandidatesOf(const Router6Attr& router) {
-    if (router.prefix.empty()) {
-        VEXO_LOG(LOG_INFO, "Empty prefix, skip");
-        return {};
-    }
+/// The router's /64s in canonical form, or nothing, with a log line, when its prefix is none.
+std::optional<Texts> CandidatesOf(const Router6Attr& router) {
     const AddressLength parts = SplitAddress(router.prefix);
     if (parts.address.empty() || parts.length.value_or(-1) < 0) {
         VEXO_LOG(LOG_WARNING, "Unable to tokenize prefix %s, skip", router.prefix.c_str());
-        return {};
+        return std::nullopt;
     }
     auto candidates = Router6Prefix::EnumPrefix64(parts.address, *parts.length);
-    if (candidates.empty()) {
-        VEXO_LOG(LOG_WARNING, "Unable to enumerate available prefix");
-    }
     std::ranges::transform(candidates, candidates.begin(), Router6Prefix::NormalizePrefix);
     std::erase(candidates, "");
     return candidates;
+}
+
+/// Whether a router hands out a /64.
+bool Offers(const Router6Attr& router, const std::string& prefix) {
+    const auto candidates = CandidatesOf(router);
+    if (candidates && candidates->empty()) {
+        VEXO_LOG(LOG_WARNING, "Unable to enumerate available prefix");
+    }
+    return candidates && std::ranges::find(*candidates, prefix) != candidates->end();
 }
 
 bool HasPrefix(const Router6Attr& router, const std::string& lan) {
@@ -222,15 +227,20 @@ std::string Router6Prefix::AllocatedTo(const std::string& prefix, const Router6A
 }
 
 int Router6Prefix::Allocate(const std::string& prefix, const std::string& lan) {
+    if (!vexonetwork::network::IsInterfaceName(lan)) {
+        VEXO_LOG(LOG_ERR, "No interface can have the name [%s]", lan.c_str());
+        return -1;
+    }
     const Router6Lock lock;
     return lock && Load() == 0 ? AllocateLocked(NormalizePrefix(prefix), lan) : -1;
 }
 
 int Router6Prefix::AllocateLocked(const std::string& prefix, const std::string& lan) {
+    // Two routers may have been given the same prefix; it is still one.
+    const bool isHeld = std::ranges::any_of(
+        routers, [&](const Router6Attr& router) { return !AllocatedTo(prefix, router).empty(); });
     for (Router6Attr& router : routers) {
-        const auto candidates = CandidatesOf(router);
-        if (prefix.empty() || std::ranges::find(candidates, prefix) == candidates.end()
-            || !AllocatedTo(prefix, router).empty()) {
+        if (isHeld || !Offers(router, prefix)) {
             continue;
         }
         if (HasPrefix(router, lan)) {
@@ -273,7 +283,11 @@ int Router6Prefix::DeallocateLocked(const std::string& prefix, const std::string
 std::vector<Router6PrefixAttr> Router6Prefix::List() const {
     std::vector<Router6PrefixAttr> list;
     for (const Router6Attr& router : routers) {
-        for (const std::string& candidate : CandidatesOf(router)) {
+        if (router.prefix.empty()) {
+            VEXO_LOG(LOG_INFO, "Empty prefix, skip");
+            continue;
+        }
+        for (const std::string& candidate : CandidatesOf(router).value_or(Texts())) {
             list.push_back({candidate, router.wan, AllocatedTo(candidate, router)});
         }
     }
