@@ -182,17 +182,24 @@ std::string RadvdConfiguration(const Announcements& announcements) {
     return text;
 }
 
-int Announce(const std::vector<LanPrefix>& grants, const Announcements& former) {
-    const Announcements next = NextAnnouncements(former, grants, std::time(nullptr));
-    if (next.empty()) {
+std::set<std::string> LansOf(const Announcements& announcements) {
+    std::set<std::string> lans;
+    for (const Announcement& each : announcements) {
+        lans.insert(each.lan);
+    }
+    return lans;
+}
+
+int Announce(const Announcements& announcements) {
+    if (announcements.empty()) {
         return Stop();
     }
-    const std::string text = RadvdConfiguration(next);
+    const std::string text = RadvdConfiguration(announcements);
     const bool isSame = vexonetwork::utils::FileToStr(kConfiguration) == text;
     if (isSame && ::VEXOCSystemdActiveStatusGet(kUnit) == 1) {
         return 0;
     }
-    if (Write(kRecord, RecordText(next)) != 0 || Write(kConfiguration, text) != 0) {
+    if (Write(kRecord, RecordText(announcements)) != 0 || Write(kConfiguration, text) != 0) {
         return -1;
     }
     return StartOrReload();

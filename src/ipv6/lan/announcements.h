@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ctime>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,8 +31,10 @@ std::string RadvdConfiguration(const Announcements& announcements);
 /// What radvd announces now.
 Announcements FormerAnnouncements();
 
+std::set<std::string> LansOf(const Announcements& announcements);
+
 /// Makes radvd announce this, in place of what it has announced.
 /// @return 0, or -1 with a log line
-int Announce(const std::vector<LanPrefix>& grants, const Announcements& former);
+int Announce(const Announcements& announcements);
 
 }  // namespace vexo::network::ipv6::router

@@ -2,8 +2,6 @@
 
 #include <net/if.h>
 
-#include <set>
-
 #include <vexo/ipv6_conf.h>
 #include <vexobase/log.h>
 #include <vlib/file.h>
@@ -44,23 +42,10 @@ int Mark(const std::string& lan, const char* value) {
 
 }  // namespace
 
-int MarkLans(const std::vector<LanPrefix>& grants, const Announcements& former) {
-    std::set<std::string> present;
-    std::set<std::string> gone;
-    for (const LanPrefix& each : grants) {
-        present.insert(each.lan);
-    }
-    for (const Announcement& each : former) {
-        if (!present.contains(each.lan)) {
-            gone.insert(each.lan);
-        }
-    }
+int MarkLans(const std::set<std::string>& lans, bool announced) {
     int result = 0;
-    for (const std::string& lan : present) {
-        result |= Mark(lan, "yes");
-    }
-    for (const std::string& lan : gone) {
-        result |= Mark(lan, "no");
+    for (const std::string& lan : lans) {
+        result |= Mark(lan, announced ? "yes" : "no");
     }
     return result;
 }

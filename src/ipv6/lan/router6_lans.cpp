@@ -53,6 +53,19 @@ int PutAddresses(const std::vector<LanPrefix>& grants) {
     return ::VEXONetLanAddressSet(addresses.data(), int(addresses.size()));
 }
 
+int ApplyGrants(const std::vector<LanPrefix>& grants) {
+    const Announcements former = FormerAnnouncements();
+    const Announcements next = NextAnnouncements(former, grants, std::time(nullptr));
+    const auto lans = LansOf(next);
+    std::set<std::string> gone = LansOf(former);
+    std::erase_if(gone, [&](const std::string& lan) { return lans.contains(lan); });
+    int result = MarkLans(lans, true);
+    result |= PutAddresses(grants);
+    result |= Announce(next);
+    result |= MarkLans(gone, false);
+    return result;
+}
+
 }  // namespace
 
 int ApplyRouter6Lans() {
@@ -69,10 +82,7 @@ int ApplyRouter6Lans() {
         const auto more = GrantsOf(router);
         grants.insert(grants.end(), more.begin(), more.end());
     }
-    const Announcements former = FormerAnnouncements();
-    result |= MarkLans(grants, former);
-    result |= PutAddresses(grants);
-    result |= Announce(grants, former);
+    result |= ApplyGrants(grants);
     return result == 0 ? 0 : -1;
 }
 

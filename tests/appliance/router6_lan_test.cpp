@@ -1,0 +1,203 @@
+// IPv6 for a LAN: a provider's DHCPv6 server at the far end of one cable delegates a prefix, a host
+// at the far end of another makes its address of it.
+
+#include <gmock/gmock.h>
+
+#include "machine.h"
+
+namespace vexotest {
+namespace {
+
+using namespace testing;
+
+constexpr char kUnit[] = "dhclient6@wan0-pd.service";
+
+class Router6 : public testing::Test {
+  protected:
+    Router6() {
+        Must("ip netns add host");
+        Must("ip link add lan0 type veth peer name eth0 netns host");
+        WriteFile("/proc/sys/net/ipv6/conf/lan0/accept_dad", "0");
+        Must("ip link set lan0 up");
+        Must("ip -n host link set lo up");
+        Must("ip netns exec host sysctl -q net.ipv6.conf.eth0.accept_dad=0");
+        Must("ip -n host link set eth0 up");
+        // The way back to the customer, as a provider's router has it.
+        Must("ip -n isp-wan0 route add 2001:db8:8000::/33 via " + LinkLocal("wan0") + " dev far");
+    }
+
+    static std::string LinkLocal(const std::string& ifname) {
+        Arguments words;
+        EXPECT_TRUE(Eventually([&] {
+            words = Words(Must("ip -6 -o address show scope link -tentative dev " + ifname));
+            return words.size() > 3;
+        }));
+        return words.at(3).substr(0, words[3].find('/'));
+    }
+
+    /// A provider who delegates one prefix, for nine seconds at a time, and leases an address.
+    void Serve(const std::string& first, const std::string& length = "56") {
+        WriteFile("/etc/dhcpd.conf",
+                  "authoritative; default-lease-time 9; preferred-lifetime 6;"
+                  "option dhcp-renewal-time 2; option dhcp-rebinding-time 5;"
+                  "subnet6 2001:db8::/64 { range6 2001:db8::100 2001:db8::100; prefix6 "
+                      + first + " " + first + " /" + length + "; }");
+        server = Process();
+        WriteFile("/etc/leases", "");
+        WriteFile("/etc/dhcpd.log", "");
+        server = Process(Words("ip netns exec isp-wan0 dhcpd -6 -d -cf /etc/dhcpd.conf"
+                               " -lf /etc/leases -pf /etc/dhcpd.pid far"),
+                         "/etc/dhcpd.log");
+        ASSERT_TRUE(Comes("Server starting service", [] { return ServerLog(); }));
+    }
+
+    template <typename Source>
+    static AssertionResult Comes(const std::string& text, Source source) {
+        const bool comes = Eventually([&] { return source().find(text) != std::string::npos; });
+        return AssertionResult(comes) << source();
+    }
+    template <typename Source>
+    static AssertionResult Goes(const std::string& text, Source source) {
+        const bool goes = Eventually([&] { return source().find(text) == std::string::npos; });
+        return AssertionResult(goes) << source();
+    }
+    static std::string ServerLog() { return ReadFile("/etc/dhcpd.log"); }
+    static std::string Lan() { return Must("ip -6 -o address show dev lan0 scope global"); }
+    static std::string Host() { return Must("ip -n host -6 address show dev eth0 scope global"); }
+    static std::string HostRoutes() { return Must("ip -n host -6 route"); }
+    auto Prefixes() {
+        return [this] { return machine.Do("vexonetctl prefix list"); };
+    }
+    AssertionResult HostReachesProvider() {
+        const auto ping = [] {
+            return vexotest::Run(Words("ip netns exec host ping -q -c 1 -W 1 2001:db8::1")).status
+                   == 0;
+        };
+        return AssertionResult(Eventually(ping)) << Host() << HostRoutes();
+    }
+
+    /// A router whose first /64 is the LAN's.
+    void RouteToLan() {
+        Serve("2001:db8:8000:100::");
+        machine.Boot();
+        machine.Do("vexonetctl gateway add wan0 -6 --gateway 2001:db8::1 --class ethernet");
+        machine.Do("vexonetctl router6 create native wan0 --default");
+        ASSERT_TRUE(Comes("2001:db8:8000:100::/64  wan0  -", Prefixes()));
+        machine.Do("vexonetctl prefix allocate 2001:db8:8000:100:: lan0");
+        ASSERT_TRUE(Comes("2001:db8:8000:100:", Host));
+    }
+
+    Uplink wan0 = MakeUplink(0);
+    Process server;
+    Machine machine;
+};
+
+TEST_F(Router6, ALanLivesOnADelegatedPrefix) {
+    RouteToLan();
+    EXPECT_THAT(Lan(), HasSubstr("2001:db8:8000:100::1/64"));
+    EXPECT_TRUE(HostReachesProvider());
+    EXPECT_TRUE(Comes("Renew message", ServerLog));
+    EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
+
+    machine.Do("vexonetctl router6 destroy wan0");
+    EXPECT_TRUE(Comes("Release message", ServerLog));
+    EXPECT_EQ(Lan(), "");
+    EXPECT_TRUE(Comes("deprecated", Host));
+    EXPECT_TRUE(Goes("default", HostRoutes));
+    EXPECT_NE(machine.Try("systemctl is-active vexonet-radvd.service").status, 0);
+    EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
+}
+
+TEST_F(Router6, ANewPrefixTakesThePlaceOfTheFormerOne) {
+    RouteToLan();
+    Must("ip link add lan1 type veth peer name eth1 netns host");
+    Must("ip link set lan1 up");
+    machine.Do("vexonetctl prefix allocate 2001:db8:8000:101:: lan1");
+    Serve("2001:db8:8000:200::");
+    EXPECT_TRUE(
+        Comes("2001:db8:8000:200::/64  wan0  lan0\n"
+              "2001:db8:8000:201::/64  wan0  lan1",
+              Prefixes()));
+    EXPECT_TRUE(Comes("2001:db8:8000:200::1/64", Lan));
+    EXPECT_THAT(Lan(), Not(HasSubstr("2001:db8:8000:100:")));
+    EXPECT_TRUE(Comes("2001:db8:8000:200:", Host));
+    EXPECT_TRUE(Comes("deprecated", Host)) << "the former one";
+    EXPECT_TRUE(Goes("2001:db8:8000:100::/64", HostRoutes));
+    EXPECT_TRUE(HostReachesProvider());
+
+    // Room for one: the first comes first.
+    Serve("2001:db8:8000:300::", "64");
+    EXPECT_TRUE(Comes("2001:db8:8000:300::/64  wan0  lan0", Prefixes()));
+    // The provider has nothing any more.
+    server = Process();
+    EXPECT_TRUE(Goes("wan0", Prefixes()));
+    EXPECT_TRUE(Goes("2001:db8", Lan));
+    Serve("2001:db8:8000:400::");
+    EXPECT_TRUE(
+        Comes("2001:db8:8000:400::/64  wan0  lan0\n"
+              "2001:db8:8000:401::/64  wan0  lan1",
+              Prefixes()));
+}
+
+TEST_F(Router6, EverythingIsThereAgainAfterARestart) {
+    RouteToLan();
+    const std::size_t releases = Count(ServerLog(), "Release message");
+    const std::string announcer = machine.PidOf("vexonet-radvd.service");
+    machine.Do("systemctl restart vexonetd.service");
+    machine.Do("vexonetctl router6 restore");
+    EXPECT_EQ(machine.PidOf("vexonet-radvd.service"), announcer);
+    EXPECT_THAT(Host(), Not(HasSubstr("deprecated")));
+
+    Must("ip -6 address flush dev lan0 scope global");
+    Must("ip -n host -6 address flush dev eth0 scope global");
+    machine.Reboot();
+    EXPECT_TRUE(Comes("2001:db8:8000:100:", Host)) << "before its client has been told again";
+    EXPECT_TRUE(HostReachesProvider());
+    EXPECT_EQ(Count(ServerLog(), "Release message"), releases) << "the LAN keeps its prefix";
+    EXPECT_TRUE(Eventually([&] { return machine.PidOf(kUnit) != "0"; }));
+
+    // An interface that comes late, by its link.
+    Must("ip link del lan0");
+    Must("ip link add lan0 type veth peer name eth0 netns host");
+    Must("ip link set lan0 up");
+    Must("ip -n host link set eth0 up");
+    EXPECT_TRUE(Comes("2001:db8:8000:100::1/64", Lan));
+    machine.CutPowerAndBoot();
+    EXPECT_TRUE(Comes("2001:db8:8000:100::1/64", Lan));
+    EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
+}
+
+TEST_F(Router6, ClientsForAnAddressAndForAPrefixRunBesideEachOther) {
+    Serve("2001:db8:8000:100::");
+    WriteFile("/etc/sysconfig/network-scripts/ifcfg-wan0", "IPV6_METHOD=dhcp\n");
+    machine.Boot();
+    const auto address = [] { return Must("ip -6 -o address show dev wan0 to 2001:db8::100"); };
+    ASSERT_TRUE(Comes("2001:db8::100", address));
+    machine.Do("systemctl start dhclient6@wan0-pd.service");
+    const auto renewals = [](const char* what) { return Count(ServerLog(), what); };
+    EXPECT_TRUE(Eventually([&] { return renewals("Reply PD") >= 4 && renewals("Reply NA") >= 6; }))
+        << ServerLog();
+    machine.Do("systemctl restart dhclient6@wan0-na.service");
+    const std::size_t former = renewals("Reply NA");
+    EXPECT_TRUE(Eventually([&] { return renewals("Reply NA") >= former + 3; })) << ServerLog();
+    EXPECT_THAT(address(), HasSubstr("2001:db8::100"));
+    machine.Do("systemctl stop dhclient6@wan0-pd.service");
+    EXPECT_THAT(address(), HasSubstr("2001:db8::100"));
+}
+
+TEST_F(Router6, WhatAServerMustNotDelegateIsLeftOut) {
+    Serve("ff02::", "48");
+    machine.Boot();
+    machine.Do("vexonetctl router6 create native wan0");
+    const auto log = [&] { return machine.Do("journalctl --unit dhclient6@wan0-pd.service"); };
+    EXPECT_TRUE(Comes("refused: prefix ff02::/48", log));
+    EXPECT_EQ(machine.Do("vexonetctl prefix list"), "PREFIX  WAN  LAN");
+    WriteFile("/run/vexo/router6/wan0.delegated", "2001:db8::/65 }; interface evil {\n");
+    for (const char* unit : {"vexonet-router6.service", "vexonet-radvd.service"}) {
+        Must(std::string("systemd-analyze security --offline=true --threshold=30 --no-pager ")
+             + unit);
+    }
+}
+
+}  // namespace
+}  // namespace vexotest
