@@ -9,7 +9,7 @@ pkg_check_modules(MNL REQUIRED IMPORTED_TARGET libmnl)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 # Of libupnp its XML parser alone: a library of its own without a file for pkg-config.
-pkg_check_modules(UPNP REQUIRED libupnp)
+pkg_check_modules(UPNP REQUIRED IMPORTED_TARGET libupnp)
 find_library(IXML_LIBRARY ixml HINTS ${UPNP_LIBRARY_DIRS} REQUIRED)
 add_library(vexo_ixml INTERFACE)
 target_include_directories(vexo_ixml SYSTEM INTERFACE ${UPNP_INCLUDE_DIRS})

@@ -2,11 +2,14 @@
 
 #include <json/value.h>
 
+#include <memory>
+
 namespace vexonetwork::network {
 
 /// Lists the devices on bridges that announce themselves by UPnP (UPnP Device Architecture 1.1,
 /// section 1): root devices are searched for at the start and every five minutes, announcements and
-/// farewells are followed in between. It has a thread of its own.
+/// farewells are followed in between. It has a thread of its own; whoever starts and stops it does
+/// so on one thread.
 class UpnpScanner {
   public:
     /// The one scanner of the process; never destroyed.
@@ -20,8 +23,17 @@ class UpnpScanner {
 
     /// @return {"ClientList": [...]} with "ipAddr", "friendlyName", "modelName",
     ///         "modelDescription", "manufacturer" and "upnp_location"; a member that a device's
-    ///         description does not have is left out
+    ///         description does not have is left out. In the order of addresses; of several root
+    ///         devices at one address the one with the least USN stands for all. From any thread
     Json::Value GetData();
+
+  private:
+    struct State;
+
+    UpnpScanner();
+    ~UpnpScanner();
+
+    std::unique_ptr<State> state;
 };
 
 }  // namespace vexonetwork::network

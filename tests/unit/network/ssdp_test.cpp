@@ -151,7 +151,7 @@ TEST(DeviceDescriptionTest, NamesAreShortTextWithoutControls) {
          "Kche"},
         {"\xc0\xaf\xed\xa0\x80\xf5\xe2\x82", ""},
         {"&#xE9;\xe2\x82\xac&#x1F600;", "\u00e9\u20ac\U0001F600"},
-        {"a\x01\x1b[31m\x7f&#133;b", "a[31mb"},
+        {std::string("a\0\x01\x1b[31m\x7f&#133;b", 16), "a[31mb"},
         {"&#10;\t x&#9;", "x"},
         {std::string(300, 'x'), std::string(256, 'x')},
         {std::string(255, 'x') + "\u00e9y", std::string(255, 'x')}};
@@ -170,9 +170,9 @@ TEST(DeviceDescriptionTest, WhatIsNoDescriptionIsRefusedAtOnce) {
     }
     for (const std::string& xml :
          {std::string(), std::string("<"), std::string("<root/>"), std::string("<html>x</html>"),
-          Named("x").substr(0, 120), Named("x</friendlyName>"), Named("&x;"),
-          Named(std::string("x\0y", 3)), nested, Named(nested), Described("<a" + attributes + "/>"),
-          "<!DOCTYPE r [<!ENTITY x \"y\">]>" + Named("x"), Named("x") + std::string(65536, ' ')}) {
+          Named("x").substr(0, 120), Named("x</friendlyName>"), Named("&x;"), nested, Named(nested),
+          Described("<a" + attributes + "/>"), "<!DOCTYPE r [<!ENTITY x \"y\">]>" + Named("x"),
+          Named("x") + std::string(65536, ' ')}) {
         EXPECT_FALSE(ParseDescription(xml)) << xml.substr(0, 200);
     }
 }
