@@ -38,7 +38,7 @@ void CheckModule(const DeviceListModule* module) {
 gboolean OnTurn(GSource* source, gint* timeout) {
     *timeout = -1;
     CheckModule(reinterpret_cast<WatchSource*>(source)->module);
-    return G_SOURCE_REMOVE;
+    return FALSE;  // not ready: there is nothing to dispatch
 }
 
 GSourceFuncs sourceFunctions = {OnTurn, nullptr, nullptr, nullptr, nullptr, nullptr};

@@ -88,7 +88,7 @@ std::string CheckLabel(const std::string& text) {
 std::shared_ptr<DeviceOptions> Declare(CLI::App* command, Command& chosen,
                                        void (*work)(const DeviceOptions&),
                                        const std::string& footer) {
-    const auto options = std::make_shared<DeviceOptions>();
+    auto options = std::make_shared<DeviceOptions>();
     command->callback([&chosen, work, options] { chosen = [work, options] { work(*options); }; });
     command->footer(footer);
     return options;
