@@ -67,17 +67,15 @@ class Tunnel : public testing::Test {
     Appliance appliance;
 };
 
-TEST_F(Tunnel, ToABrokerCarriesPackets) {
+TEST_F(Tunnel, ToABrokerAndToTheRelayCarryPackets) {
     WriteFile(kIfcfg, "");
     MakeFarEnd(uplink.gateway, "2001:db8:f::/64");
     ExpectTraffic("6in4",
                   R"(, "prefix": "2001:db8:5::/48", "remote_addr_v4": "198.51.100.1",
                      "local_addr_v6": "2001:db8:f::2/64")",
                   "2001:db8:f::2/64");
-}
 
-TEST_F(Tunnel, ToTheRelayCarriesPackets) {
-    WriteFile(kIfcfg, "");
+    Must(far + "tunnel del back");
     Must(far + "addr add 192.88.99.1/32 dev far");
     Must("ip route add 192.88.99.1 via " + uplink.gateway);
     MakeFarEnd("192.88.99.1", "2002:c633:640a::/48");
