@@ -59,10 +59,10 @@ class Stranger {
     }
 
     /// @return the answer, past the daemon's own questions; null when none comes in time
-    Json::Value Ask() const {
+    Json::Value Ask(int milliseconds = 400) const {
         Send(question);
         for (;;) {
-            const Json::Value message = Receive(400);
+            const Json::Value message = Receive(milliseconds);
             if (message["type"] != "question") {
                 return message;
             }
@@ -108,34 +108,35 @@ TEST_F(HostFinderStory, TwoAppliancesFindEachOtherAndMissWhoLeft) {
     Must("ip -n attic address add 192.0.2.2/24 dev xbr7");
     Must("ip -n attic link set far master xbr7 up");
     Must("ip -n attic link set xbr7 up");
+    appliance.StartDaemon();
     TempFolder folder;
     WriteScript(folder / "attic",
                 "set -e; mount -t tmpfs none /run; mkdir /run/vexonet\n"
                 "printf 'model=N2\\n' >/run/info; mount --bind /run/info /etc/vexoinfo.conf\n"
-                "hostname attic\n"
                 "dbus-daemon --session --address=unix:path=/run/vexonet/bus --fork\n"
-                "exec "
+                "hostname attic; exec "
                     + DaemonProgram() + " --foreground\n");
     Process attic({"ip", "netns", "exec", "attic", "unshare", "--uts", folder / "attic"},
                   folder / "log");
-    appliance.StartDaemon();
-    EXPECT_TRUE(Eventually([&] { return Found().size() == 1; })) << ReadFile(folder / "log");
+    const Arguments ask = Words("nsenter -m -t " + std::to_string(attic.Pid())
+                            + " dbus-send --session --print-reply=literal --dest=com.vexo.network"
+                              " / com.vexo.network.GetDeviceListData string:kelo");
+    EXPECT_TRUE(Eventually([&] {
+        return vexotest::Run(ask).out.find("\"cellar\"") != std::string::npos;
+    })) << ReadFile(folder / "log");
+
+    Must("ip link set lbr0 address 02:00:00:00:00:03");  // begins a round, as a minute would
+    EXPECT_TRUE(Eventually([&] { return Found().size() == 1; })) << appliance.Log();
     const Json::Value other = Found()[0];
     EXPECT_EQ(other["ipAddr"], "192.0.2.2");
     EXPECT_EQ(other["macAddr"], "02:00:00:00:00:02");
     EXPECT_EQ(other["friendlyName"], "attic");
     EXPECT_EQ(other["modelName"], "N2");
     EXPECT_FALSE(other.isMember("serial") || other.isMember("firmware"));
-    const std::string ask = "nsenter -m -t " + std::to_string(attic.Pid())
-                            + " dbus-send --session --print-reply=literal --dest=com.vexo.network"
-                              " / com.vexo.network.GetDeviceListData string:kelo";
-    EXPECT_TRUE(Eventually(
-        [&] { return vexotest::Run(Words(ask)).out.find("\"cellar\"") != std::string::npos; }));
 
     attic.Signal(SIGKILL);
     attic.Wait();
-    EXPECT_EQ(Found().size(), 1U);
-    Must("ip link set lbr0 address 02:00:00:00:00:03");  // begins a round, as a minute would
+    Must("ip link set lbr0 address 02:00:00:00:00:04");
     EXPECT_TRUE(Eventually([&] { return Found().empty(); }));
 }
 
@@ -157,17 +158,21 @@ TEST_F(HostFinderStory, StrangersAreNeitherBelievedNorServedWithoutEnd) {
     }
     stranger.Send(truth);
     EXPECT_TRUE(outside.Ask().isNull());
-    EXPECT_EQ(stranger.Ask(), Parsed(R"({"version":1,"type":"answer","token":"00000000000000aa",
+    EXPECT_EQ(stranger.Ask(20'000),
+              Parsed(R"({"version":1,"type":"answer","token":"00000000000000aa",
         "ipAddr":"192.0.2.1","macAddr":"02:00:00:00:00:01","friendlyName":"cellar",
         "modelName":"N4","serial":"17","firmware":"2.1 \"beta\""})"));
     int answers = 0;
-    for (const auto start = steady_clock::now(); steady_clock::now() - start < 1s;) {
+    const auto start = steady_clock::now();
+    const auto elapsed = [&] { return std::chrono::duration<double>(steady_clock::now() - start); };
+    while (elapsed() < 1s) {
         for (int i = 0; i < 100; ++i) {
             stranger.Send(stranger.question);
         }
         answers += stranger.Receive(1)["type"] == "answer";
     }
-    EXPECT_THAT(answers, testing::AllOf(testing::Ge(1), testing::Le(10)));
+    EXPECT_GE(answers, 1);
+    EXPECT_LE(answers, 5 * (1 + elapsed().count()));
 
     EXPECT_TRUE(Eventually([&] { return !Found().empty(); })) << appliance.Log();
     const Json::Value found = Found();

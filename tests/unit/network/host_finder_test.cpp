@@ -1,6 +1,12 @@
 #include <gmock/gmock.h>
 
+#include <map>
+
+#include <vexonetwork/network/keloscanner.h>
+
 #include "network/devices/host_finder_message.h"
+#include "support/files.h"
+#include "support/process.h"
 
 namespace vexotest {
 namespace {
@@ -43,52 +49,55 @@ TEST(HostFinderMessageTest, ForeignAndMalformedDatagramsAreRefused) {
           good + std::string(kLongestHostFinderMessage, ' '), std::string(R"({"version":1})")}) {
         EXPECT_FALSE(ParseHostFinder(datagram)) << datagram;
     }
-    for (const char* member : {R"("version":2)",
-                               R"("version":1.0)",
-                               R"("version":"1")",
-                               R"("type":["answer"])",
-                               R"("type":"farewell")",
-                               R"("token":1234567890123456)",
-                               R"("token":"0123456789ABCDEF")",
-                               R"("token":"0123456789abcde")",
-                               R"("token":"0123456789abcdef0")",
-                               R"("ipAddr":"192.0.2.256")",
-                               R"("ipAddr":"192.0.2.07")",
-                               R"("ipAddr":"192.0.2.7\u0000")",
-                               R"("ipAddr":["192.0.2.7"])",
-                               R"("ipAddr":null)",
-                               R"("macAddr":"00:00:00:00:00:00")",
-                               R"("macAddr":"01:00:5e:00:00:01")",
-                               R"("macAddr":"02:00:00:00:00:0A")",
-                               R"("macAddr":"02-00-00-00-00-07")",
-                               R"("macAddr":"02:00:00:00:00:07:08")",
-                               R"("macAddr":{})"}) {
-        EXPECT_FALSE(ParseHostFinder(With(member))) << member;
+    const std::map<std::string, std::vector<const char*>> wrong = {
+        {"version", {"2", "1.0", R"("1")"}},
+        {"type", {R"(["answer"])", R"("farewell")"}},
+        {"token",
+         {"1234567890123456", R"("0123456789ABCDEF")", R"("0123456789abcde")",
+          R"("0123456789abcdef0")"}},
+        {"ipAddr", {R"("192.0.2.256")", R"("192.0.2.07")", R"("192.0.2.7\u0000")", "[]", "null"}},
+        {"macAddr",
+         {R"("00:00:00:00:00:00")", R"("01:00:5e:00:00:01")", R"("02:00:00:00:00:0A")",
+          R"("02-00-00-00-00-07")", R"("02:00:00:00:00:07:08")", "{}"}}};
+    for (const auto& [key, values] : wrong) {
+        for (const char* value : values) {
+            EXPECT_FALSE(ParseHostFinder(With('"' + key + "\":" + value))) << key << value;
+        }
     }
 }
 
 TEST(HostFinderMessageTest, TextsThatAreNoneAreLeftOut) {
-    const std::string longest(64, 'x');
-    const std::string quote = "\"";
-    const std::pair<std::string, std::string> names[] = {
-        {R"("\u0416\ud83d\ude00 \"x\"")", "\u0416\U0001f600 \"x\""},
-        {quote + longest + quote, longest},
-        {quote + longest + "x\"", ""}};
-    for (const auto& [json, name] : names) {
-        EXPECT_EQ(ParseHostFinder(With(R"("serial":)" + json))->serial, name) << json;
-    }
+    EXPECT_EQ(ParseHostFinder(With(R"("serial":"\u0416\ud83d\ude00")"))->serial,
+              "\u0416\U0001f600");
     // Other types, control characters, half a character, no UTF-8, one too long, one cut.
+    const std::string tooLong = '"' + std::string(65, 'x') + '"';
     for (const char* json :
-         {R"("")", "5", "true", "null", R"(["nas"])", R"({"nas":1})", R"("a\u0000b")",
-          R"("\u001b[31m")", R"("a\nb")", R"("\u007f")", R"("\u0085")", R"("\udc00")", "\"\xff\"",
-          "\"\xc0\xaf\"", "\"\xe0\x80\xaf\"", "\"\xf0\x80\x80\xaf\"", "\"\xf4\x90\x80\x80\"",
-          "\"nas\xe2\x82\""}) {
+         {tooLong.c_str(), R"("")", "5", "true", "null", R"(["nas"])", R"({"nas":1})",
+          R"("a\u0000b")", R"("\u001b[31m")", R"("a\nb")", R"("\u007f")", R"("\u0085")",
+          R"("\udc00")", "\"\xff\"", "\"\xc0\xaf\"", "\"\xe0\x80\xaf\"", "\"\xf0\x80\x80\xaf\"",
+          "\"\xf4\x90\x80\x80\"", "\"nas\xe2\x82\""}) {
         const auto answer =
             ParseHostFinder(With(R"("serial":"7","friendlyName":)" + std::string(json)));
         ASSERT_TRUE(answer) << json;
         EXPECT_EQ(answer->friendlyName, "") << json;
         EXPECT_EQ(answer->serial, "7") << json;
     }
+}
+
+/// Waiting for the end of each round would take minutes.
+TEST(KeloScannerTest, StopsAtOnceAndStartsAgain) {
+    Must("ip link add lbr0 type bridge");
+    Must("ip address add 192.0.2.1/24 dev lbr0");
+    Must("ip link set lbr0 up");
+    KeloScanner* const scanner = KeloScanner::Inst();
+    const int before = OpenDescriptors();
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(scanner->Start(), 0);
+        EXPECT_EQ(scanner->Start(), 0);
+        EXPECT_TRUE(scanner->GetData()["ClientList"].empty());
+        scanner->Stop();
+    }
+    EXPECT_LE(OpenDescriptors(), before + 1);
 }
 
 }  // namespace
