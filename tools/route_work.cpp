@@ -3,7 +3,6 @@
 #include <json/json.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 
 #include <vexonetwork/network/static_routes.h>
@@ -81,20 +80,11 @@ void PrintTable(const std::vector<StaticRouteStatus>& routes) {
 
 /// What has become of a route that was added or changed.
 void SayState(const RouteOptions& options, StaticRoutes& routes) {
-    const auto list = routes.List();
-    for (auto status = list.rbegin(); status != list.rend(); ++status) {
-        const bool isIt = status->route.destination == options.destination
-                          && (options.metric.empty() || status->route.metric == options.metric);
-        if (isIt && status->state != StaticRouteStatus::INSTALLED) {
-            std::cerr << "vexonetctl: warning: stored, but it " << Printable(status->reason)
-                      << '\n';
-            return;
-        }
-        if (isIt) {
-            break;
-        }
-    }
-    if (!options.quiet) {
+    const auto status = routes.Find(WhichRoute(options));
+    if (!status || status->state != StaticRouteStatus::INSTALLED) {
+        std::cerr << "vexonetctl: warning: the route is stored; it "
+                  << (status ? status->reason : "is no longer there") << '\n';
+    } else if (!options.quiet) {
         std::cout << "route to " << options.destination << ": installed\n";
     }
 }

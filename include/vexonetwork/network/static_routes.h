@@ -69,6 +69,9 @@ class StaticRoutes {
     /// All routes of the file, in its order.
     std::vector<StaticRouteStatus> List();
 
+    /// The one that Change() would find.
+    std::optional<StaticRouteStatus> Find(const StaticRoute& which);
+
     /// Brings the kernel in step with the file and the interfaces.
     /// @return 0, or -1 after a log line; what stays wrong is logged once
     int Apply();

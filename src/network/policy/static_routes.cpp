@@ -188,7 +188,7 @@ std::pair<StaticRouteStatus::State, std::string> StateOf(const PolicyTableRoute&
     const bool isThere = found != installed.end() && found->second.gateway == route.gateway
                          && (link.index == 0 || found->second.oif == link.index);
     return isThere ? std::pair(StaticRouteStatus::INSTALLED, std::string())
-                   : std::pair(StaticRouteStatus::ABSENT, std::string("not in the kernel"));
+                   : std::pair(StaticRouteStatus::ABSENT, std::string("is not in the kernel"));
 }
 
 }  // namespace
@@ -296,6 +296,20 @@ std::vector<StaticRouteStatus> StaticRoutes::List() {
         list.push_back(std::move(status));
     }
     return list;
+}
+
+std::optional<StaticRouteStatus> StaticRoutes::Find(const StaticRoute& which) {
+    auto file = SectionFile::Read(File());
+    if (!file || !FindRoute(*file, which).second.empty()) {
+        return std::nullopt;
+    }
+    const std::string section = FindRoute(*file, which).first->Name();
+    for (StaticRouteStatus& status : List()) {
+        if (status.section == section && status.state != StaticRouteStatus::BAD) {
+            return std::move(status);
+        }
+    }
+    return std::nullopt;
 }
 
 int StaticRoutes::Apply() {

@@ -45,12 +45,18 @@ Uplink Look(const std::string& ifname, const StoredGateways& gateways, Links& li
     return uplink;
 }
 
+/// The number is allotted with the first uplink, so that static routes which come later are looked
+/// up without another round.
+std::optional<std::uint32_t> StaticTable(const std::vector<Uplink>& uplinks) {
+    return uplinks.empty() ? std::nullopt : AllotTableNumber("static");
+}
+
 bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink& one, int family) {
     const auto present = ReadState(socket, ScopeOf(family, all));
     if (!present) {
         return false;
     }
-    const Steps steps = Compare(PlanUplinks(family, all, FindTableNumber("static")), *present);
+    const Steps steps = Compare(PlanUplinks(family, all, StaticTable(all)), *present);
     const auto concerns = [&one](const Change& change) {
         return std::visit([&one](const auto& each) { return each.table == one.table; },
                           change.object);
@@ -181,7 +187,7 @@ int UplinkPolicy::Synchronise() {
         const std::vector<Uplink> uplinks = state->LookAtUplinks(socket);
         bool done = uplinks.size() == state->interfaces.size();
         for (const int family : kFamilies) {
-            const auto wanted = PlanUplinks(family, uplinks, FindTableNumber("static"));
+            const auto wanted = PlanUplinks(family, uplinks, StaticTable(uplinks));
             done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, state->kernel)
                    && done;
         }

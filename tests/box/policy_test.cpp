@@ -1,0 +1,251 @@
+// Several uplinks, each with a host of the world behind it, and static routes: connections are made
+// from there, while the default route leads by wan0 alone.
+
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <vexobase/unique_fd.h>
+
+#include "support/appliance.h"
+
+namespace vexotest {
+namespace {
+
+using namespace testing;
+
+constexpr char kPort[] = "7777";
+
+/// Takes connections, which the kernel makes without us, on both families.
+vexobase::UniqueFd Listen() {
+    vexobase::UniqueFd fd(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in6 name{};
+    name.sin6_family = AF_INET6;
+    name.sin6_port = htons(7777);
+    EXPECT_EQ(::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+    EXPECT_EQ(::listen(fd.Get(), 1000), 0);
+    return fd;
+}
+
+std::string Rules(const std::string& family) {
+    return Must("ip -N " + family + " rule show");
+}
+
+std::string Table(const std::string& family, const std::string& table) {
+    return Run({"ip", family, "route", "show", "table", table}).out;
+}
+
+class Uplinks : public Test {
+  protected:
+    Uplinks() {
+        for (int n = 0; n < 3; ++n) {
+            uplinks.push_back(MakeUplink(n));
+            PutWorldBehind(n);
+        }
+        appliance.StartDaemon();
+        for (int n = 0; n < 3; ++n) {
+            Must(CtlProgram() + " gateway add -q wan" + std::to_string(n) + " --gateway "
+                 + uplinks[size_t(n)].gateway);
+            Must(CtlProgram() + " gateway add -q -6 wan" + std::to_string(n) + " --gateway "
+                 + GatewayV6(n));
+        }
+        ExpectDefaultRoutes("-4", {RouteOf(uplinks[0])});
+    }
+
+    static std::string GatewayV6(int n) { return "2001:db8:" + std::to_string(n) + "::1"; }
+    static std::string AddressV6(int n) { return "2001:db8:" + std::to_string(n) + "::10"; }
+
+    /// A host 100.64.N.1, 2001:db8:fN::1 whose packets come in by the uplink.
+    void PutWorldBehind(int n) {
+        const std::string inside = "ip -n " + uplinks[size_t(n)].provider;
+        const std::string number = std::to_string(n);
+        Must(inside + " addr replace 100.64." + number + ".1/32 dev lo");
+        Must(inside + " addr replace 2001:db8:f" + number + "::1/128 dev lo nodad");
+        Must(inside + " addr replace " + GatewayV6(n) + "/64 dev far nodad");
+        Must(inside + " route replace " + uplinks[size_t(n)].address + "/32 dev far src 100.64."
+             + number + ".1");
+        Must(inside + " -6 route replace " + AddressV6(n) + "/128 dev far src 2001:db8:f" + number
+             + "::1");
+    }
+
+    /// Whether a connection from the world behind an uplink to an address of ours comes about.
+    static bool Connects(const std::string& provider, const std::string& address) {
+        const std::string script = "exec 3<>/dev/tcp/" + address + "/" + kPort;
+        return vexotest::Run(
+                   {"ip", "netns", "exec", provider, "timeout", "2", "bash", "-c", script})
+                   .status
+               == 0;
+    }
+    bool Answers(int n) {
+        const Uplink& uplink = uplinks[size_t(n)];
+        return Connects(uplink.provider, uplink.address) && Connects(uplink.provider, AddressV6(n));
+    }
+    void ExpectAnswers(int n) {
+        EXPECT_TRUE(Eventually([&] { return Answers(n); }))
+            << n << "\n"
+            << Rules("-4") << Table("-4", "wan1") << Rules("-6") << Table("-6", "wan1");
+    }
+
+    std::vector<Uplink> uplinks;
+    vexobase::UniqueFd listener = Listen();
+    Appliance appliance;
+};
+
+TEST_F(Uplinks, EachAnswersWhoeverCameInByIt) {
+    EXPECT_TRUE(Connects("isp-wan0", uplinks[0].address));
+    EXPECT_FALSE(Connects("isp-wan1", uplinks[1].address)) << "the answer went by wan0";
+    const std::string before = Rules("-4") + Rules("-6");
+    EXPECT_EQ(Ctl("policy enable").out, "policy routing is on for: wan0 wan1 wan2\n");
+    for (int n = 0; n < 3; ++n) {
+        EXPECT_TRUE(Answers(n)) << n << ": at once, by the command's own work";
+    }
+    ExpectDefaultRoutes("-4", {RouteOf(uplinks[0])});
+
+    SetLink(uplinks[1], false);
+    SetLink(uplinks[1], true);
+    PutWorldBehind(1);
+    ExpectAnswers(1);
+    Must("ip link set wan1 down");
+    EXPECT_TRUE(Eventually([] { return Rules("-4").find("198.51.100.10") == std::string::npos; }));
+    Must("ip link set wan1 up");
+    Must("ip addr add " + AddressV6(1) + "/64 dev wan1 nodad");
+    ExpectAnswers(1);
+
+    Must("ip addr add 198.51.100.20/24 dev wan1");
+    Must("ip -n isp-wan1 route replace 198.51.100.20/32 dev far src 100.64.1.1");
+    EXPECT_TRUE(Eventually([] { return Connects("isp-wan1", "198.51.100.20"); }));
+    Must("ip addr del 198.51.100.10/24 dev wan1");
+    EXPECT_TRUE(Eventually([] { return Rules("-4").find("198.51.100.10") == std::string::npos; }));
+    Must("ip addr add 198.51.100.10/24 dev wan1");
+    ExpectAnswers(1);
+
+    Must("ip -n isp-wan1 addr del 198.51.100.1/24 dev far");
+    Must("ip -n isp-wan1 addr add 198.51.100.2/24 dev far");
+    PutWorldBehind(1);
+    Must(CtlProgram() + " gateway add -q wan1 --gateway 198.51.100.2");
+    EXPECT_THAT(Table("-4", "wan1"), HasSubstr("default via 198.51.100.2"));
+    EXPECT_TRUE(Answers(1));
+    EXPECT_EQ(appliance.StopDaemon(), 0);
+    appliance.StartDaemon();
+    EXPECT_TRUE(Answers(1));
+
+    EXPECT_EQ(Ctl("policy disable").out, "policy routing is off\n");
+    EXPECT_EQ(Rules("-4") + Rules("-6"), before);
+    EXPECT_EQ(Table("-4", "wan1") + Table("-6", "wan1"), "");
+}
+
+TEST_F(Uplinks, NetworksAroundUsAndStaticRoutesGoBefore) {
+    Must("ip netns add office");
+    Must("ip link add lan0 type veth peer name far netns office");
+    Must("ip addr add 10.9.0.1/24 dev lan0");
+    Must("ip link set lan0 up");
+    Must("ip -n office addr add 10.9.0.2/24 dev far");
+    Must("ip -n office link set far up");
+    Must("ip -n office link set lo up");
+    Must("ip -n office addr add 10.50.0.1/32 dev lo");
+    Must("ip -n office route add default via 10.9.0.1");
+    Must(CtlProgram() + " policy enable -q wan0 wan1");
+    ExpectAnswers(1);
+    EXPECT_TRUE(Eventually([] { return Connects("office", "198.51.100.10"); }))
+        << "a host of the LAN reaches an uplink's address";
+    Must("ip -n office route replace default via 10.9.0.1 src 10.50.0.1");
+    EXPECT_FALSE(Connects("office", "198.51.100.10")) << "nobody knows that network yet";
+    Must(CtlProgram() + " route add -q 10.50.0.0/16 --gateway 10.9.0.2");
+    EXPECT_TRUE(Connects("office", "198.51.100.10"));
+
+    // What others have put there is theirs.
+    Must("ip route add 10.60.0.0/16 via 198.51.100.1 table wan1");
+    Must("ip rule add from 10.60.0.0/16 lookup wan1 priority 31100");
+    Must("ip link add more type veth");
+    Must(CtlProgram() + " policy disable -q");
+    EXPECT_EQ(Table("-4", "wan1"), "10.60.0.0/16 via 198.51.100.1 dev wan1 \n");
+    EXPECT_THAT(Rules("-4"), HasSubstr("31100:\tfrom 10.60.0.0/16 lookup"));
+    EXPECT_THAT(Rules("-4"), Not(HasSubstr("198.51.100.10")));
+}
+
+TEST_F(Uplinks, NothingIsLostWhileRoutingChanges) {
+    Must(CtlProgram() + " policy enable -q wan0 wan1");
+    Must("ip -n isp-wan1 addr add 198.51.100.2/24 dev far");
+    ExpectAnswers(1);
+    const TempFolder folder;
+    std::vector<Process> pings;
+    for (const std::string& address : {uplinks[1].address, AddressV6(1)}) {
+        pings.emplace_back(Words("ip netns exec isp-wan1 ping -q -i 0.002 -c 1000 " + address),
+                           folder / "pings");
+    }
+    for (int round = 0; round < 5; ++round) {
+        const std::string n = std::to_string(round);
+        Must(CtlProgram() + " policy enable -q wan2");
+        Must("ip addr add 198.51.100.3" + n + "/24 dev wan1");
+        Must(CtlProgram() + " gateway add -q wan1 --gateway 198.51.100."
+             + (round % 2 == 0 ? "2" : "1"));
+        Must(CtlProgram() + " route add -q 10.7" + n + ".0.0/16 --interface wan0");
+        Must(CtlProgram() + " policy disable -q wan2");
+        EXPECT_EQ(appliance.StopDaemon(), 0);
+        appliance.StartDaemon();
+    }
+    for (Process& ping : pings) {
+        EXPECT_EQ(ping.Wait(), 0);
+    }
+    EXPECT_EQ(Count(ReadFile(folder / "pings"), " 1000 received"), 2U)
+        << ReadFile(folder / "pings") << appliance.Log();
+}
+
+TEST_F(Uplinks, StaticRoutesComeBackWithTheirInterface) {
+    const auto isInstalled = [](const std::string& destination) {
+        return Eventually([&] {
+            return Ctl("route list").out.find("waits") == std::string::npos
+                   && (Table("-4", "static") + Table("-6", "static")).find(destination)
+                          != std::string::npos;
+        });
+    };
+    EXPECT_EQ(Ctl("route add 10.20.0.0/16 --gateway 198.51.100.1 --interface wan1").status, 0);
+    EXPECT_EQ(Ctl("route add 2001:db8:77::/48 --gateway 2001:db8:1::1").status, 0);
+    const Outcome early = Ctl("route add 10.30.0.0/16 --gateway 10.9.0.2 --interface lan0");
+    EXPECT_EQ(early.status, 0);
+    EXPECT_THAT(early.err, HasSubstr("waits for its interface"));
+    for (const char* refused :
+         {"10.40.0.0/16 --gateway 203.0.113.1 --interface wan1", "10.20.0.0/16 --interface wan0",
+          "10.40.0.1/16 --interface wan0", "2001:db8:99::/48 --gateway 2001:db8:aa::1"}) {
+        const Outcome outcome = Ctl(std::string("route add ") + refused);
+        EXPECT_EQ(outcome.status, 1) << refused;
+        EXPECT_NE(outcome.err, "") << refused;
+    }
+    const std::string static4 = Table("-4", "static");
+    EXPECT_EQ(static4, "10.20.0.0/16 via 198.51.100.1 dev wan1 proto 86 \n");
+
+    for (int index = 0; index < 2; ++index) {
+        Must("ip link add lan0 type veth peer name lanfar");
+        Must("ip addr add 10.9.0.1/24 dev lan0");
+        Must("ip link set lanfar up");
+        Must("ip link set lan0 up");
+        EXPECT_TRUE(isInstalled("10.30.0.0/16 via 10.9.0.2 dev lan0"));
+        Must("ip link del lan0");
+        EXPECT_TRUE(Eventually([&] { return Table("-4", "static") == static4; }));
+        Must("ip link add other" + std::to_string(index) + " type veth");
+    }
+    Must(CtlProgram() + " route del -q 10.30.0.0/16");
+    Must("ip link set wan1 down");
+    EXPECT_EQ(Table("-4", "static"), "");
+    Must("ip link set wan1 up");
+    Must("ip addr add " + AddressV6(1) + "/64 dev wan1 nodad");
+    EXPECT_TRUE(isInstalled("10.20.0.0/16"));
+    EXPECT_TRUE(isInstalled("2001:db8:77::/48"));
+
+    EXPECT_EQ(appliance.StopDaemon(9), 128 + 9);
+    Must("ip route flush table static");
+    WriteFile("/etc/iproute2/config/static-table",
+              "# by hand\n[0]\ndestination = 10.21.0.0/16\nifname=wan0\n[bad]\ndestination=10/8\n");
+    appliance.StartDaemon();
+    EXPECT_EQ(Table("-4", "static"), "10.21.0.0/16 dev wan0 proto 86 scope link \n");
+    EXPECT_THAT(appliance.Log(), HasSubstr("Bad route [bad]"));
+    EXPECT_EQ(Ctl("route change 10.21.0.0/16 --interface wan2").status, 0);
+    EXPECT_EQ(Table("-4", "static"), "10.21.0.0/16 dev wan2 proto 86 scope link \n");
+    EXPECT_EQ(ReadFile("/etc/iproute2/config/static-table"),
+              "# by hand\n[0]\ndestination = 10.21.0.0/16\n\tifname=wan2\n[bad]\n"
+              "destination=10/8\n");
+    EXPECT_THAT(Ctl("route list").out, HasSubstr("bad [bad]"));
+}
+
+}  // namespace
+}  // namespace vexotest
