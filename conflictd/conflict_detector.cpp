@@ -84,8 +84,11 @@ void ConflictDetector::Follow(unsigned index, const Interface& interface, Clock:
     try {
         watches.try_emplace(index, index, draw).first->second.Update(interface, now);
     } catch (const std::system_error& error) {
-        VEXO_LOG(LOG_ERR, "Interface [%s] is not watched: %s", interface.ifname.c_str(),
-                 error.what());
+        // One that is gone already will be told to be.
+        if (error.code() != std::errc::no_such_device) {
+            VEXO_LOG(LOG_ERR, "Interface [%s] is not watched: %s", interface.ifname.c_str(),
+                     error.what());
+        }
         watches.erase(index);
     }
 }
