@@ -25,8 +25,7 @@ struct Declared {
         return *this;
     }
     const Declared& Wan() const {
-        return Word("WAN", "The interface, or pppoe for that of the PPPoE connection",
-                    &Router6Options::wan, CheckInterfaceName);
+        return Word("WAN", "The interface, or pppoe", &Router6Options::wan, CheckInterfaceName);
     }
     const Declared& Grant() const {
         Word("PREFIX", "The /64", &Router6Options::prefix, CheckLanPrefix);

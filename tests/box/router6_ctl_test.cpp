@@ -1,0 +1,95 @@
+// What the command line refuses of routers and prefixes, and how it says so.
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <tuple>
+
+#include "support/appliance.h"
+
+namespace vexotest {
+namespace {
+
+using namespace testing;
+
+constexpr char kBroker[] =
+    "[conf]\n\ttype=6in4\n\twan=wan1\n\tprefix=2001:db8:8::/48\n\tis_default_gateway=no\n"
+    "[addr]\n\tlocal_addr_v4=198.51.100.10\n\tremote_addr_v4=203.0.113.9\n"
+    "\tlocal_addr_v6=2001:db8:7::2/64\n[lan]\n\tbr0=2001:db8:8::\n";
+
+class Router6Ctl : public testing::Test {
+  protected:
+    void SetUp() override {
+        WriteFile("/etc/sysconfig/networking/ipv6-wan1", kBroker);
+        appliance.StartDaemon();
+    }
+
+    Uplink wan0 = MakeUplink(0);
+    Uplink wan1 = MakeUplink(1);
+    Appliance appliance;
+};
+
+TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
+    Must("ip link add name b type veth peer name a-long-name");
+    Must("ip address add 203.0.113.7/24 dev a-long-name");
+    Must("ip address add 10.0.0.7/24 dev b");
+    const std::string broker =
+        " --prefix 2001:db8:9::/48 --remote 203.0.113.9 --local 2001:db8::2/64";
+    for (const auto& [line, status, explanation] : {
+             std::tuple<std::string, int, const char*>{"router6 create 6in5 wan0", 2, "6in5"},
+             {"router6 create 6in4 wan0", 2, "--prefix"},
+             {"router6 create 6in4 wan0 --prefix 2001:db8::/65 --remote 203.0.113.9 --local ::2/64",
+              2, "at most 64 bits"},
+             {"router6 create native ../wan0", 2, "slash"},
+             {"router6 create native wan1", 1, "first: vexonetctl router6 destroy wan1"},
+             {"router6 create native wan7", 1, "there is no interface wan7"},
+             {"router6 create native pppoe", 1, "no PPPoE connection"},
+             {"router6 create native b", 1, "first: ip link set b up"},
+             {"router6 create 6to4 b", 1, "10.0.0.7 of b is no public one"},
+             {"router6 create 6in4 a-long-name" + broker, 1, "more than 15 characters"},
+             {"router6 destroy wan0", 1, "see: vexonetctl router6 list"},
+             {"router6 show wan0", 1, "see: vexonetctl router6 list"},
+             {"prefix allocate 2001:db8:8::/48 br1", 2, "is no /64"},
+             {"prefix allocate 2001:db8:8:0:0:: br1", 1, "prefix deallocate 2001:db8:8:: br0"},
+             {"prefix allocate 2001:db8:9:: br1", 1, "no /64 that a router has to give"},
+             {"prefix deallocate 2001:db8:8:: br1", 1, "br1 has no prefix 2001:db8:8::"},
+         }) {
+        const Outcome outcome = Ctl(line);
+        EXPECT_EQ(outcome.status, status) << line;
+        EXPECT_THAT(outcome.err, HasSubstr(explanation)) << line;
+    }
+    EXPECT_EQ(ReadFile("/etc/sysconfig/networking/ipv6-wan1"), kBroker);
+    EXPECT_FALSE(std::filesystem::exists("/etc/sysconfig/networking/ipv6-wan0"));
+
+    // No kernel here has tunnels: what failed is said, and nothing is left behind.
+    const Outcome outcome = Ctl("router6 create 6in4 wan0" + broker);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("Failed to create tunnel device 6in4-wan0"));
+    EXPECT_FALSE(std::filesystem::exists("/etc/sysconfig/networking/ipv6-wan0"));
+    Must("useradd stranger");
+    EXPECT_THAT(vexotest::Run(
+                    {"runuser", "-u", "stranger", "--", CtlProgram(), "router6", "destroy", "wan1"})
+                    .err,
+                HasSubstr("only root may change"));
+}
+
+TEST_F(Router6Ctl, ShowsWhatIsConfigured) {
+    EXPECT_EQ(Ctl("router6 list").out,
+              "WAN   TYPE  PREFIX           DEFAULT  LANS\n"
+              "wan1  6in4  2001:db8:8::/48  yes      br0\n");
+    EXPECT_EQ(Ctl("prefix list").out,
+              "PREFIX             WAN   LAN\n"
+              "2001:db8:8::/64    wan1  br0\n"
+              "2001:db8:8:1::/64  wan1  -\n");
+    const Json::Value router = Parsed(Ctl("router6 show wan1 --json").out);
+    EXPECT_EQ(router["lans"][0]["prefix"], "2001:db8:8::");
+    EXPECT_EQ(Parsed(Ctl("prefix list --json").out)[0]["lan"], "br0");
+    for (const char* line : {"router6", "router6 create native", "router6 restore", "prefix list",
+                             "prefix allocate", "prefix deallocate"}) {
+        EXPECT_THAT(Ctl(line + std::string(" --help")).out,
+                    AllOf(HasSubstr("Example: vexonetctl "), Not(ContainsRegex("[^\n]{81}"))));
+    }
+}
+
+}  // namespace
+}  // namespace vexotest
