@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <span>
 #include <system_error>
-#include <vector>
 
 #include <vexobase/log.h>
 
@@ -22,11 +21,7 @@ constexpr int kPatienceMilliseconds = 40'000;
 constexpr int kForever = -1;
 
 /// @return whether one of them is readable; false when the time is over
-bool Await(std::span<const int> descriptors, int timeout) {
-    std::vector<pollfd> events;
-    for (const int fd : descriptors) {
-        events.push_back({fd, POLLIN, 0});
-    }
+bool Await(std::span<pollfd> events, int timeout) {
     int ready = -1;
     do {
         ready = ::poll(events.data(), events.size(), timeout);
@@ -56,10 +51,10 @@ void EndWatch::Begin() {
 
 void EndWatch::Watch(int signals) const {
     // The signal itself is left to the main loop; one that hangs does not come to it.
-    const std::array beginnings = {signals, begun.Get(), over.Get()};
+    std::array<pollfd, 3> beginnings = {
+        {{signals, POLLIN, 0}, {begun.Get(), POLLIN, 0}, {over.Get(), POLLIN, 0}}};
     Await(beginnings, kForever);
-    const std::array end = {over.Get()};
-    if (!Await(end, kPatienceMilliseconds)) {
+    if (!Await(std::span(&beginnings.back(), 1), kPatienceMilliseconds)) {
         VEXO_LOG(LOG_ERR, "The end hangs in a request, a module or a hook; ending without it");
         ::_exit(1);
     }
