@@ -26,8 +26,8 @@ Router6Session::Router6Session() {
 void Router6Session::ApplyToLans() const {
     if (vexo::network::ipv6::router::ApplyRouter6Lans() != 0) {
         throw Failure(kRefused,
-                      "it is configured, but not everything could be done; when that is mended:"
-                      " vexonetctl router6 restore");
+                      "it is stored, but not everything could be done on the LANs; when that is"
+                      " mended: vexonetctl router6 restore");
     }
 }
 
