@@ -120,7 +120,7 @@ void DeclareSwitch(CLI::App& group, Command& chosen, bool on) {
 
 void DeclareStatus(CLI::App& group, Command& chosen) {
     CLI::App* status =
-        group.add_subcommand("status", "Show the switch, the service and the last conflicts");
+        group.add_subcommand("status", "Show switch, service and the last conflicts");
     const auto json = std::make_shared<bool>(false);
     status->add_flag("--json", *json, "Print JSON");
     status->footer(
@@ -133,7 +133,7 @@ void DeclareStatus(CLI::App& group, Command& chosen) {
 
 void AddConflictCommands(CLI::App& app, Command& chosen) {
     CLI::App* group =
-        app.add_subcommand("conflict", "Other hosts that use an IPv4 address of this machine");
+        app.add_subcommand("conflict", "Other hosts that use an address of this machine");
     group->require_subcommand(1);
     group->footer("Example: vexonetctl conflict status");
     DeclareSwitch(*group, chosen, true);

@@ -35,9 +35,10 @@ TEST(VexonetctlUsage, MistakesAreExplainedAndEndWith2) {
 }
 
 TEST(VexonetctlUsage, EveryCommandHasHelpWithAnExample) {
-    for (const char* line : {"", "status", "gateway", "gateway list", "gateway show", "gateway add",
-                             "gateway del", "gateway slave", "gateway copy", "gateway refresh",
-                             "gateway explain", "monitor", "events"}) {
+    for (const char* line :
+         {"", "status", "gateway", "gateway list", "gateway show", "gateway add", "gateway del",
+          "gateway slave", "gateway copy", "gateway refresh", "gateway explain", "conflict",
+          "conflict enable", "conflict status", "monitor", "events"}) {
         const Outcome outcome = Ctl(std::string(line) + " --help");
         EXPECT_THAT(outcome.out,
                     AllOf(HasSubstr("Example: vexonetctl "), Not(ContainsRegex(kBeyondTheLine))));
