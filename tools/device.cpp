@@ -103,11 +103,11 @@ void DeclareMac(CLI::App* command, DeviceOptions& options) {
 
 void DeclareList(CLI::App& group, Command& chosen) {
     CLI::App* list = group.add_subcommand("list", "Show the devices, also those that have left");
-    const auto options = Declare(
-        list, chosen, ListDevices,
-        "Devices that do not answer are waited for, up to 20 s. upnp and kelo show what one\n"
-        "scanner has found by itself.\n\n"
-        "Example: vexonetctl device list --json");
+    const auto options =
+        Declare(list, chosen, ListDevices,
+                "Devices that do not answer are waited for, up to 20 s. upnp and kelo show what\n"
+                "one scanner has found by itself.\n\n"
+                "Example: vexonetctl device list --json");
     list->add_option("--source", options->source, "all (the default), upnp or kelo")
         ->type_name("WORD")
         ->check(CLI::IsMember({"all", "upnp", "kelo"}));
@@ -116,10 +116,10 @@ void DeclareList(CLI::App& group, Command& chosen) {
 
 void DeclareLabel(CLI::App& group, Command& chosen) {
     CLI::App* label = group.add_subcommand("label", "Give a device a name and a type");
-    const auto options = Declare(
-        label, chosen, LabelDevice,
-        "Both are texts of your own; they stay when the device leaves and comes again.\n\n"
-        "Example: vexonetctl device label 02:00:5e:10:00:01 --name 'Office' --type printer");
+    const auto options =
+        Declare(label, chosen, LabelDevice,
+                "Both are texts of your own; they stay when the device leaves and comes again.\n\n"
+                "Example: vexonetctl device label 02:00:5e:10:00:01 --name Office --type printer");
     DeclareMac(label, *options);
     label->add_option("--name", options->name, "What to call it")
         ->required()
