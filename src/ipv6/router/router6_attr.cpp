@@ -47,12 +47,19 @@ constexpr std::array<Section, 3> kSections = {
 /// A stream into memory.
 class TextStream {
   public:
+    TextStream() = default;
+    ~TextStream() {
+        stream.reset();  // which puts the text in its final place
+        std::free(buffer);
+    }
+    TextStream(const TextStream&) = delete;
+    TextStream& operator=(const TextStream&) = delete;
+
     FILE* Get() const { return stream.get(); }
 
     /// What was written, or nothing when memory was short. The stream is then closed.
     std::optional<std::string> Finish() {
         const bool isWhole = stream && std::fclose(stream.release()) == 0;
-        const std::unique_ptr<char, decltype(&std::free)> owner(buffer, &std::free);
         return isWhole ? std::optional(std::string(buffer, size)) : std::nullopt;
     }
 
