@@ -1,6 +1,7 @@
 #include "conflict_report.h"
 
 #include <pthread.h>
+#include <signal.h>
 
 #include <exception>
 #include <utility>
@@ -17,6 +18,15 @@ constexpr int kEventConflict = 0x11801330;
 
 /// As many as may be told in a minute; more wait only for hooks that hang.
 constexpr std::size_t kMostWaiting = 30;
+
+/// A stop of the unit ends this process and the hook that runs at the same moment. Whoever is
+/// first, the next hook must not begin.
+bool IsSignalled() {
+    sigset_t pending;
+    ::sigemptyset(&pending);
+    ::sigpending(&pending);
+    return ::sigismember(&pending, SIGTERM) == 1 || ::sigismember(&pending, SIGINT) == 1;
+}
 
 void RunHook(const Conflict& conflict) {
     vexonetsdk::hook::BaseHook hook("net", "ip_conflict");
@@ -82,7 +92,7 @@ void ConflictReport::RunHooks() {
     std::unique_lock lock(mutex);
     for (;;) {
         changed.wait(lock, [this] { return stopping || !waiting.empty(); });
-        if (stopping) {
+        if (stopping || IsSignalled()) {
             return;
         }
         const Conflict next = std::move(waiting.front());

@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <signal.h>
 #include <string.h>
 #include <sys/signalfd.h>
@@ -51,13 +52,18 @@ Draw RandomTimes() {
     };
 }
 
+bool IsReadable(int fd) {
+    pollfd event{fd, POLLIN, 0};
+    return ::poll(&event, 1, 0) > 0;
+}
+
+/// Until a signal is pending, which it then still is: no further hook is begun because of that.
 void Serve(int signals) {
     ConflictDetector detector(RandomTimes());
     const auto interval = WatchdogInterval();
     auto nextSign = Clock::now();
     bool wasReady = false;
-    signalfd_siginfo signal{};
-    while (::read(signals, &signal, sizeof signal) != sizeof signal) {
+    while (!IsReadable(signals)) {
         detector.Turn(nextSign, signals);
         if (detector.IsReady() && !std::exchange(wasReady, true)) {
             ::sd_notify(0, "READY=1");
@@ -67,8 +73,14 @@ void Serve(int signals) {
             nextSign = Clock::now() + interval;
         }
     }
-    VEXO_LOG(LOG_INFO, "Ending on signal %u of process %u", signal.ssi_signo, signal.ssi_pid);
     ::sd_notify(0, "STOPPING=1");
+}
+
+void LogSignal(int signals) {
+    signalfd_siginfo signal{};
+    if (::read(signals, &signal, sizeof signal) == sizeof signal) {
+        VEXO_LOG(LOG_INFO, "Ended on signal %u of process %u", signal.ssi_signo, signal.ssi_pid);
+    }
 }
 
 int EndWith(const Options& options, const std::string& why) {
@@ -86,6 +98,7 @@ int Run(const Options& options) {
             return EndWith(options, std::string("cannot take signals: ") + ::strerror(errno));
         }
         Serve(signals.Get());
+        LogSignal(signals.Get());
         return kEnded;
     } catch (const std::exception& error) {
         return EndWith(options, error.what());
