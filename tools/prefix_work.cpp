@@ -33,6 +33,15 @@ std::string HolderOf(const Router6Prefix& all, const std::string& prefix) {
     return "";
 }
 
+/// What is announced there would be announced to the provider.
+void RequireNoWan(const Router6Prefix& all, const std::string& lan) {
+    for (const Router6Attr& router : all.routers) {
+        if (Router6Attr::ConvertInterface(router.wan) == lan) {
+            throw Failure(kRefused, lan + " is the WAN of a router, and so no LAN");
+        }
+    }
+}
+
 [[noreturn]] void Refuse(const Router6Prefix& all, const std::string& prefix,
                          const std::string& lan) {
     const std::string holder = HolderOf(all, prefix);
@@ -74,6 +83,7 @@ void AllocatePrefix(const Router6Options& options) {
     const Router6Session session;
     const std::string prefix = AddressOf(options);
     Router6Prefix all;
+    RequireNoWan(all, options.lan);
     if (HolderOf(all, prefix) != "" || all.Allocate(prefix, options.lan) != 0) {
         Refuse(all, prefix, options.lan);
     }

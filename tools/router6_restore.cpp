@@ -6,11 +6,11 @@
 #include <memory>
 
 #include <vexo/net_interface.h>
-#include <vexo/systemd.h>
 #include <vexonetwork/dbus/dbus_client.h>
 #include <vexonetwork/ipv6/router/router6_factory.h>
 #include <vexonetwork/ipv6/router/router6_lock.h>
 #include <vexonetwork/ipv6/router/router6_prefix.h>
+#include <vexonetwork/utils/file.h>
 #include <vexonetwork/utils/ip_address.h>
 #include <vlib/exec.h>
 #include <vlib/file.h>
@@ -26,7 +26,11 @@ namespace {
 using namespace vexo::network::ipv6::router;
 
 /// How a configured router stands.
-enum class Standing { kThere, kMissing, kWaits };
+enum class Standing {
+    kThere,    ///< as it is to be
+    kMissing,  ///< to be made
+    kWaits,    ///< it cannot be made now
+};
 
 bool IsNative(const Router6Attr& router) {
     return router.type == "native";
@@ -53,16 +57,22 @@ std::string NearEnd(const Router6Attr& router) {
     return isPrivate ? "" : first;
 }
 
+/// The folder of a client's unit stands until it has stopped for good. One that was stopped has
+/// told so before: whoever did that may be about to destroy the router.
 Standing StandingOfNative(const Router6Attr& router) {
     const std::string wan = DeviceOf(router);
     if (::VEXONetIsIFUp(wan.c_str()) != 1) {
         return Standing::kWaits;
     }
-    const std::string unit = "dhclient6@" + wan + "-pd.service";
-    return ::VEXOCSystemdActiveStatusGet(unit.c_str()) == 1 ? Standing::kThere : Standing::kMissing;
+    const bool runs = ::VLIBCFileExist(("/run/dhclient6-" + wan + "-pd").c_str()) == 1;
+    const bool isStopped = vexonetwork::utils::FileToStr(DelegationFile(router.wan)) == "none\n";
+    return runs || isStopped ? Standing::kThere : Standing::kMissing;
 }
 
 Standing StandingOf(const Router6Attr& router) {
+    if (router.type == "off") {
+        return Standing::kThere;
+    }
     if (Router6Attr::ConvertInterface(router.wan).empty()) {
         return Standing::kWaits;
     }

@@ -167,6 +167,28 @@ TEST_F(Router6, EverythingIsThereAgainAfterARestart) {
     EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
 }
 
+/// The client is started before the router is configured; here it has its prefix long before.
+TEST_F(Router6, APrefixThatComesBeforeTheConfigurationIsNotLost) {
+    Serve("2001:db8:8000:100::");
+    machine.Boot();
+    machine.Do("systemd-run --quiet --unit=holder flock /run/vexo/ipv6_routers.lock sleep 60");
+    EXPECT_TRUE(Eventually([&] {
+        return machine.Try("flock --nonblock /run/vexo/ipv6_routers.lock true").status != 0;
+    }));
+    machine.Do("systemd-run --quiet --unit=creator vexonetctl router6 create native wan0");
+    EXPECT_TRUE(Comes("2001:db8:8000:100::/56",
+                      [&] { return machine.Try("cat /run/vexo/router6/wan0.delegated").out; }));
+    EXPECT_EQ(machine.Do("vexonetctl router6 list --json"), "[]");
+    machine.Do("systemctl stop holder.service");
+    EXPECT_TRUE(Comes("2001:db8:8000:101::/64  wan0  -", Prefixes()));
+
+    // Who stops the client may be about to destroy the router: it stays stopped.
+    machine.Do(std::string("systemctl stop ") + kUnit);
+    EXPECT_TRUE(Goes("wan0", Prefixes()));
+    machine.Do("vexonetctl router6 restore");
+    EXPECT_EQ(machine.PidOf(kUnit), "0");
+}
+
 TEST_F(Router6, ClientsForAnAddressAndForAPrefixRunBesideEachOther) {
     Serve("2001:db8:8000:100::");
     WriteFile("/etc/sysconfig/network-scripts/ifcfg-wan0", "IPV6_METHOD=dhcp\n");

@@ -52,6 +52,7 @@ TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
              {"prefix allocate 2001:db8:8::/48 br1", 2, "is no /64"},
              {"prefix allocate 2001:db8:8:0:0:: br1", 1, "prefix deallocate 2001:db8:8:: br0"},
              {"prefix allocate 2001:db8:9:: br1", 1, "no /64 that a router has to give"},
+             {"prefix allocate 2001:db8:8:1:: wan1", 1, "wan1 is the WAN of a router"},
              {"prefix deallocate 2001:db8:8:: br1", 1, "br1 has no prefix 2001:db8:8::"},
          }) {
         const Outcome outcome = Ctl(line);
