@@ -69,8 +69,9 @@ int main(int argc, char** argv) {
     scratch = argv[1];
     const std::regex wanted(argc > 2 ? argv[2] : ".*");
     std::printf("%-34s %10s %10s %-4s %6s  %s\n", "figure", "ours", "raw", "", "ratio", "aim");
-    for (const auto& room : {FileFigures, RouteFigures, BusFigures, GatewayFigures, DaemonFigures,
-                             LinkFigures, EventCostFigures, RouterFigures, DeviceFigures}) {
+    for (const auto& room :
+         {FileFigures, RouteFigures, BusFigures, GatewayFigures, DaemonFigures, LinkFigures,
+          EventCostFigures, RouterFigures, DeviceFigures, PolicyFigures}) {
         for (const Figure& figure : room()) {
             if (std::regex_search(figure.name, wanted)) {
                 if (::isatty(STDERR_FILENO)) {

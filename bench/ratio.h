@@ -46,6 +46,7 @@ std::vector<Figure> EventCostFigures();
 std::vector<Figure> FileFigures();
 std::vector<Figure> GatewayFigures();
 std::vector<Figure> LinkFigures();
+std::vector<Figure> PolicyFigures();
 std::vector<Figure> RouteFigures();
 std::vector<Figure> RouterFigures();
 

@@ -51,7 +51,10 @@ MessageKind KindOf(const Change& change) {
     const bool isRoute = std::holds_alternative<Route>(change.object);
     switch (change.action) {
         case Action::ADD:
-            return {isRoute ? RTM_NEWROUTE : RTM_NEWRULE, NLM_F_CREATE | NLM_F_EXCL};
+            // With NLM_F_EXCL the kernel compares a rule with all others, and would find a foreign
+            // twin, which serves only for as long as its owner likes.
+            return isRoute ? MessageKind{RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL}
+                           : MessageKind{RTM_NEWRULE, NLM_F_CREATE};
         case Action::REPLACE:
             return {isRoute ? RTM_NEWROUTE : RTM_NEWRULE, NLM_F_CREATE | NLM_F_REPLACE};
         case Action::REMOVE:

@@ -17,7 +17,7 @@
 namespace vexonetwork::network {
 
 enum class Action {
-    ADD,      ///< refused with EEXIST when there is one of the same place
+    ADD,      ///< a route is refused with EEXIST when there is one of the same place
     REPLACE,  ///< takes the place of a route of the same destination and metric
     REMOVE
 };

@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include <vexobase/replace_file.h>
+#include <vexonetwork/utils/file.h>
+
 namespace vexonetwork::network {
 namespace {
 
@@ -125,6 +128,11 @@ std::optional<SectionFile> SectionFile::Read(const std::string& path) {
         text += line + '\n';
     }
     return file.is_open() && !file.bad() ? std::optional(Parse(text)) : std::nullopt;
+}
+
+bool SectionFile::Write(const std::string& path) const {
+    return utils::CheckAndMakeDir(path.substr(0, path.rfind('/')), 0755) == 0
+           && vexobase::ReplaceFile(path, Text()) == 0;
 }
 
 FileStamps::FileStamps(const std::vector<std::string>& paths) {

@@ -45,6 +45,10 @@ struct SectionFile {
     /// A missing file is an empty one.
     /// @return nothing when it is there and cannot be read
     static std::optional<SectionFile> Read(const std::string& path);
+
+    /// Replaces the file at once, and makes its folder if need be.
+    /// @return whether it could be written; the former file is untouched otherwise
+    [[nodiscard]] bool Write(const std::string& path) const;
 };
 
 /// Tells whether files are still the ones that were read.

@@ -7,8 +7,6 @@
 #include <tuple>
 #include <utility>
 
-#include <vexobase/replace_file.h>
-
 #include "network/parse_number.h"
 #include "network/policy/config_lock.h"
 #include "network/policy/links.h"
@@ -118,7 +116,7 @@ std::string Edit(const std::function<std::string(SectionFile&)>& change) {
     if (const std::string reason = change(*file); !reason.empty()) {
         return reason;
     }
-    return vexobase::ReplaceFile(File(), file->Text()) == 0 ? "" : File() + " cannot be written";
+    return file->Write(File()) ? "" : File() + " cannot be written";
 }
 
 bool IsTaken(const SectionFile& file, const PolicyTableRoute& route) {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include <vexobase/replace_file.h>
-
 #include "network/interface_name.h"
 #include "network/policy/config_lock.h"
 #include "network/policy/priorities.h"
@@ -159,7 +157,7 @@ std::string UplinkPolicy::Store(const std::vector<std::string>& ifnames, bool en
         }
         section->Set("enabled", enabled ? "yes" : "no");
     }
-    if (vexobase::ReplaceFile(kSettings, file->Text()) != 0) {
+    if (!file->Write(kSettings)) {
         return std::string(kSettings) + " cannot be written; nothing was changed";
     }
     return Synchronise() == 0 ? "" : "that is stored, but not all could be set; see the system log";
