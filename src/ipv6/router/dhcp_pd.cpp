@@ -5,6 +5,7 @@
 #include <vexonetwork/ipv6/router/dhcp_pd.h>
 
 #include "ipv6/router/router_names.h"
+#include "network/interface_name.h"
 
 namespace vexo::network::ipv6::router {
 
@@ -38,7 +39,11 @@ bool DHCPPD::StartDHCPPD() const {
     if (VEXOCSystemdActiveStatusGet(unit.c_str()) == 1) {
         VEXOCSystemdStop(unit.c_str());
     }
-    return VEXOCSystemdStart(unit.c_str());
+    if (!VEXOCSystemdStart(unit.c_str())) {
+        VEXOCSystemdStop(unit.c_str());  // else the system manager may try it again by itself
+        return false;
+    }
+    return true;
 }
 
 bool DHCPPD::StopDHCPPD() const {
@@ -47,13 +52,8 @@ bool DHCPPD::StopDHCPPD() const {
 
 bool DHCPPD::Create() const {
     const std::string wan = Wan();
-    if (!HasFiles(wan)) {
-        VEXO_LOG(LOG_ERR, "No interface can have the name [%s]", wan.c_str());
-        return false;
-    }
-    if (!StartDHCPPD()) {
+    if (!vexonetwork::network::IsInterfaceName(wan) || !StartDHCPPD()) {
         VEXO_LOG(LOG_ERR, "Failed to execute dhclient on dev [%s]", wan.c_str());
-        StopDHCPPD();  // the system manager may try it again by itself
         return false;
     }
     // A WAN may have its place in the list for what it heard from routers before.

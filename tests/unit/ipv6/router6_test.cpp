@@ -12,6 +12,7 @@
 #include <vexo/net_interface.h>
 #include <vexo/systemd.h>
 #include <vexonetwork/dbus/dbus_client.h>
+#include <vexonetwork/ipv6/router/dhcp_pd.h>
 #include <vexonetwork/ipv6/router/router6_factory.h>
 #include <vexonetwork/ipv6/router/tunnel_6in4.h>
 #include <vexonetwork/utils/duid.h>
@@ -243,6 +244,7 @@ TEST_F(Router6, NamesThatLeadNowhereAreRefused) {
         EXPECT_FALSE(router.ValidateAttr()) << wan;
         EXPECT_FALSE(router.Create()) << wan;
     }
+    EXPECT_FALSE(DHCPPD(Router6Attr("../wan0", true)).Create());
     EXPECT_THAT(log.Messages(), testing::Contains(HasSubstr("[6in4-elevenbytes]")));
     EXPECT_THAT(commands, IsEmpty());
     ExpectNothingLeft();
