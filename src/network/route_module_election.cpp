@@ -16,6 +16,7 @@
 #include <vlib/exec.h>
 
 #include "network/gateway_family.h"
+#include "network/policy/route_socket.h"
 
 #define VEXO_LOG_SOURCE "route_module"
 #include <vexobase/log.h>
@@ -75,8 +76,17 @@ bool Elect(GATEWAY_TYPE type, std::vector<GatewayInfo>& gateways, const Election
     return winner.has_value();
 }
 
+/// The kernel's list counts those of the policy tables, which stay.
+std::ptrdiff_t CountPolicyDefaultsV6() {
+    const auto routes = RouteSocket().OurRoutes(AF_INET6);
+    return !routes ? 0 : std::ranges::count_if(*routes, [](const Route& route) {
+        return route.gateway && route.destination == Everything(AF_INET6);
+    });
+}
+
 void DeleteDefaultRoutesV6() {
-    for (int left = utils::GetNumDefaultRoutes<AF_INET6>(); left > 0; --left) {
+    const std::ptrdiff_t all = utils::GetNumDefaultRoutes<AF_INET6>();
+    for (auto left = all > 0 ? all - CountPolicyDefaultsV6() : 0; left > 0; --left) {
         if (VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "delete", "default", nullptr) != 0) {
             VEXO_LOG(LOG_INFO, "delete default route failed");
         }

@@ -176,6 +176,17 @@ std::optional<std::vector<Route>> RouteSocket::Routes(int family, std::uint32_t 
     return routes;
 }
 
+std::optional<std::vector<Route>> RouteSocket::OurRoutes(int family) {
+    rtmsg header{};
+    header.rtm_family = static_cast<unsigned char>(family);
+    header.rtm_protocol = kOurProtocol;
+    auto routes = Dump<Route>(RTM_GETROUTE, header, 0, ReadRoute);
+    if (routes) {
+        std::erase_if(*routes, [](const Route& route) { return route.protocol != kOurProtocol; });
+    }
+    return routes;
+}
+
 std::optional<std::vector<Rule>> RouteSocket::Rules(int family) {
     fib_rule_hdr header{};
     header.family = static_cast<std::uint8_t>(family);

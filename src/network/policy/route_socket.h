@@ -48,6 +48,9 @@ class RouteSocket {
     /// The unicast routes of one table; none for a table that was never filled.
     std::optional<std::vector<Route>> Routes(int family, std::uint32_t table);
 
+    /// Our routes, those with our protocol number, of all tables.
+    std::optional<std::vector<Route>> OurRoutes(int family);
+
     /// The rules by source alone, in the order in which they are looked at.
     std::optional<std::vector<Rule>> Rules(int family);
 

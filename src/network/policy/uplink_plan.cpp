@@ -8,6 +8,10 @@
 namespace vexonetwork::network {
 namespace {
 
+/// The list of IPv6 routes below /proc/net shows all tables and does not tell them apart: with a
+/// metric above those of the main table, ours are not taken for the machine's default route there.
+constexpr std::uint32_t kDefaultMetricV6 = 1'000'000;
+
 void PlanRoutes(int family, const Uplink& uplink, RoutingState& wanted) {
     const std::uint32_t metric = family == AF_INET6 ? kUsualMetricV6 : 0;
     std::set<Prefix> networks;
@@ -20,9 +24,9 @@ void PlanRoutes(int family, const Uplink& uplink, RoutingState& wanted) {
     }
     const auto& gateway = family == AF_INET ? uplink.gatewayV4 : uplink.gatewayV6;
     if (gateway) {
-        wanted.routes.push_back({uplink.table, Everything(family), metric,
-                                 IsUnspecified(*gateway) ? Address() : *gateway,
-                                 uplink.link.index});
+        wanted.routes.push_back(
+            {uplink.table, Everything(family), family == AF_INET6 ? kDefaultMetricV6 : 0,
+             IsUnspecified(*gateway) ? Address() : *gateway, uplink.link.index});
     }
 }
 
