@@ -1,15 +1,14 @@
 // The detection of address conflicts on a switch, which it shares with a host that forges.
 
-#include <arpa/inet.h>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <linux/if_packet.h>
-#include <net/ethernet.h>
 #include <net/if.h>
 #include <sys/socket.h>
 
 #include <chrono>
+#include <csignal>
 
-#include "conflictd/arp_packet.h"
+#include "conflictd/arp_socket.h"
 #include "support/appliance.h"
 
 namespace vexotest {
@@ -22,42 +21,6 @@ constexpr char kEvents[] = "/var/log/vexo/events.jsonl";
 constexpr char kHooked[] = "/tmp/hooked";
 constexpr MacAddress kMac = {2, 0, 0, 0, 0, 9};
 
-/// Speaks and hears ARP on the switch, beside the kernel's own.
-class Forger {
-  public:
-    void Send(const ArpPacket& packet, const std::string& tag = "") {
-        const auto arp = BuildArp(packet);
-        const std::string frame = std::string(6, '\xff') + std::string("\2\0\0\0\0\x09", 6) + tag
-                                  + "\x08\x06"
-                                  + std::string(reinterpret_cast<const char*>(&arp), sizeof arp);
-        sockaddr_ll link{};
-        link.sll_family = AF_PACKET;
-        link.sll_ifindex = static_cast<int>(::if_nametoindex("sw"));
-        ::sendto(socket.Get(), frame.data(), frame.size(), 0, reinterpret_cast<sockaddr*>(&link),
-                 sizeof link);
-    }
-    void Claim(const std::string& address, const MacAddress& mac = kMac) {
-        Send(ArpAnnouncement(mac, *ParseIpv4Address(address)));
-    }
-
-    /// @return the announcements that were ever heard
-    int Listen() {
-        std::byte frame[128];
-        for (ssize_t size; (size = ::recv(socket.Get(), frame, sizeof frame, 0)) > 0;) {
-            const auto packet = ParseArp(std::span(frame, std::size_t(size)).subspan(14));
-            probes += packet && packet->senderIp == 0 ? 1 : 0;
-            announcements += packet && packet->senderIp == packet->targetIp ? 1 : 0;
-        }
-        return announcements;
-    }
-
-    int probes = 0;
-    int announcements = 0;
-
-  private:
-    vexobase::UniqueFd socket{::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK, htons(ETH_P_ARP))};
-};
-
 /// The switch is this host's, which is the other one; the appliance has a network of its own.
 class Conflict : public testing::Test {
   protected:
@@ -69,6 +32,8 @@ class Conflict : public testing::Test {
         Plug("lan0", "192.0.2.10");
         WriteScript("/usr/vexo/hooks/net/ip_conflict/10-note",
                     std::string("echo $IFNAME $ADDRESS $MAC >>") + kHooked);
+        forger.emplace(::if_nametoindex("sw"));
+        forger->Listen({BPF_STMT(BPF_RET | BPF_K, 0xffffffff)});
     }
 
     static void Plug(const std::string& port, const std::string& address) {
@@ -79,30 +44,56 @@ class Conflict : public testing::Test {
     void Start() {
         appliance.StartDaemon(Words("ip netns exec nas " VEXO_CONFLICTD " --foreground"));
     }
+    void Claim(const std::string& address, const MacAddress& mac = kMac) {
+        forger->Broadcast(ArpAnnouncement(mac, *ParseIpv4Address(address)));
+    }
+    /// A frame of a VLAN that the appliance is not in.
+    static void SendTagged(const ArpPacket& packet) {
+        const vexobase::UniqueFd raw(::socket(AF_PACKET, SOCK_RAW, 0));
+        const auto arp = BuildArp(packet);
+        const auto frame = std::string(6, '\xff')
+                           + std::string("\2\0\0\0\0\x09\x81\0\0\7\x08\6", 12)
+                           + std::string(reinterpret_cast<const char*>(&arp), sizeof arp);
+        sockaddr_ll link{};
+        link.sll_family = AF_PACKET;
+        link.sll_ifindex = static_cast<int>(::if_nametoindex("sw"));
+        ::sendto(raw.Get(), frame.data(), frame.size(), 0, reinterpret_cast<sockaddr*>(&link),
+                 sizeof link);
+    }
+    /// @return how many were ever heard
+    int Announcements() {
+        while (const auto packet = forger->Receive()) {
+            probes += packet->senderIp == 0 ? 1 : 0;
+            announcements += packet->senderIp == packet->targetIp ? 1 : 0;
+        }
+        return announcements;
+    }
     static std::size_t Told(const std::string& words) { return Count(ReadFile(kEvents), words); }
 
-    Forger forger;
+    std::optional<ArpSocket> forger;
+    int probes = 0;
+    int announcements = 0;
     Appliance appliance;
 };
 
 TEST_F(Conflict, IsToldAtOnceAndAStormOfForgedOnesIsBounded) {
     Start();
-    ASSERT_TRUE(Eventually([&] { return forger.Listen() == 2; }));
-    EXPECT_EQ(forger.probes, 3);
+    ASSERT_TRUE(Eventually([&] { return Announcements() == 2; }));
+    EXPECT_EQ(probes, 3);
     EXPECT_EQ(ReadFile(kEvents), "");
 
     Must("ip address add 192.0.2.10/32 dev sw");
     const auto start = steady_clock::now();
-    vexotest::Run(Words("ping -c1 -W1 -I 192.0.2.10 192.0.2.77"));
-    ASSERT_TRUE(Eventually([&] { return Told("192.0.2.10") == 1 && forger.Listen() == 3; }));
+    const Process ping(Words("ping -c1 -I 192.0.2.10 192.0.2.77"), "/dev/null");
+    ASSERT_TRUE(Eventually([&] { return Told("192.0.2.10") == 1 && Announcements() == 3; }));
     EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(3));
 
     for (unsigned i = 0; i < 50'000; ++i) {
-        forger.Claim("192.0.2.10", {2, 0, 0, 0, std::uint8_t(i >> 8), std::uint8_t(i)});
+        Claim("192.0.2.10", {2, 0, 0, 0, std::uint8_t(i >> 8), std::uint8_t(i)});
     }
     Must("ip -n nas address add 192.0.2.11/24 dev lan0");
     EXPECT_TRUE(Eventually([&] {
-        forger.Claim("192.0.2.11");
+        Claim("192.0.2.11");
         return Count(ReadFile(kHooked), "lan0 192.0.2.11 02:00:00:00:00:09\n") == 1;
     }));
     EXPECT_EQ(Told("192.0.2.10"), 3u);
@@ -110,7 +101,7 @@ TEST_F(Conflict, IsToldAtOnceAndAStormOfForgedOnesIsBounded) {
     EXPECT_EQ(Count(ReadFile(kHooked), "\n"), 4u);
     EXPECT_LT(Count(appliance.Log(), "\n"), 12u) << appliance.Log();
     const auto seconds = (steady_clock::now() - start) / std::chrono::seconds(1);
-    EXPECT_LE(forger.Listen(), 4 + seconds / 5);  // each address every 10 s
+    EXPECT_LE(Announcements(), 4 + seconds / 5);  // each address every 10 s
     EXPECT_EQ(appliance.StopDaemon(), 0);
 }
 
@@ -118,13 +109,13 @@ TEST_F(Conflict, IsNoneWhatOurPortsNeighboursAndOtherVlansSay) {
     Plug("lan1", "192.0.2.20");
     Must("ip -n nas address add 192.0.2.10/24 dev lan1");
     Start();
-    ASSERT_TRUE(Eventually([&] { return forger.Listen() == 6; }));
+    ASSERT_TRUE(Eventually([&] { return Announcements() == 6; }));
     const auto ours = *ParseIpv4Address("192.0.2.10");
-    forger.Claim("192.0.2.30");
-    forger.Send(ArpProbe(kMac, ours));
-    forger.Send(ArpAnnouncement(kMac, ours), std::string("\x81\0\0\x07", 4));
+    Claim("192.0.2.30");
+    forger->Broadcast(ArpProbe(kMac, ours));
+    SendTagged(ArpAnnouncement(kMac, ours));
     vexotest::Run(Words("ping -c1 -W1 192.0.2.10"));
-    forger.Claim("192.0.2.20");
+    Claim("192.0.2.20");
     EXPECT_TRUE(Eventually([] { return Told("192.0.2.20") == 1; }));
     EXPECT_EQ(Told("\n"), 1u) << ReadFile(kEvents);
 }
@@ -135,6 +126,13 @@ TEST_F(Conflict, IsFoundWithASilentHostByAPortThatComesBack) {
     Must("ip address add 192.0.2.10/32 dev sw");
     Plug("lan0", "192.0.2.10");
     EXPECT_TRUE(Eventually([] { return Told("\"lan0\"") == 1; }));
+
+    // Down and up again before the detection hears of either.
+    appliance.Daemon().Signal(SIGSTOP);
+    Must("ip -n nas link set lan0 down");
+    Must("ip -n nas link set lan0 up");
+    appliance.Daemon().Signal(SIGCONT);
+    EXPECT_TRUE(Eventually([&] { return Claim("192.0.2.10"), Told("02:00:00:00:00:09") == 1; }));
 }
 
 }  // namespace
