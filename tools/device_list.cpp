@@ -7,6 +7,7 @@
 #include <vexonetwork/utils/mac_address.h>
 
 #include "entry.h"
+#include "printable.h"
 #include "table.h"
 #include "time_text.h"
 
@@ -23,8 +24,12 @@ std::string LowerCase(std::string text) {
 
 std::string Shortened(const std::string& text) {
     constexpr std::size_t kMost = 60;
-    constexpr char kMore[] = "...";
-    return text.size() <= kMost ? text : text.substr(0, kMost - (sizeof kMore - 1)) + kMore;
+    constexpr std::string_view kMore = "...";
+    std::string shown = Printable(text);
+    if (WidthOf(shown) > kMost) {
+        shown = shown.substr(0, LengthWithin(shown, kMost - kMore.size())).append(kMore);
+    }
+    return shown;
 }
 
 std::string OrDash(const std::string& text) {

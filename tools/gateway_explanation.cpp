@@ -9,6 +9,7 @@
 
 #include "entry.h"
 #include "gateway_list.h"
+#include "printable.h"
 #include "refusal.h"
 #include "table.h"
 

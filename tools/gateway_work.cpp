@@ -15,8 +15,8 @@
 #include "failure.h"
 #include "gateway_explanation.h"
 #include "gateway_list.h"
+#include "printable.h"
 #include "stored_list.h"
-#include "table.h"
 #include "validation.h"
 
 namespace vexonetctl {

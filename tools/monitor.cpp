@@ -14,7 +14,7 @@
 #include "hook_events.h"
 #include "kernel_events.h"
 #include "line_writer.h"
-#include "table.h"
+#include "printable.h"
 #include "time_text.h"
 #include <CLI/CLI.hpp>
 

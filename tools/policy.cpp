@@ -11,6 +11,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "printable.h"
 #include "route_work.h"
 #include "table.h"
 #include "validation.h"
@@ -111,7 +112,7 @@ void ShowPolicy(const PolicyOptions& options) {
     }
     const auto others = Others(uplinks);
     for (const std::string& ifname : others) {
-        table.Add({Printable(ifname), "", "", "off", ""});
+        table.Add({ifname, "", "", "off", ""});
     }
     if (uplinks.empty()) {
         std::cout << "policy routing is off\n";

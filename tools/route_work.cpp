@@ -72,8 +72,7 @@ void PrintTable(const std::vector<StaticRouteStatus>& routes) {
     Table table({"DESTINATION", "GATEWAY", "INTERFACE", "METRIC", "STATE"}, kGatewayColumn);
     for (const StaticRouteStatus& status : routes) {
         const StaticRoute& route = status.route;
-        table.Add({Printable(route.destination), Printable(route.gateway), Printable(route.ifname),
-                   Printable(route.metric), Printable(Sentence(status))});
+        table.Add({route.destination, route.gateway, route.ifname, route.metric, Sentence(status)});
     }
     table.Print(std::cout);
 }

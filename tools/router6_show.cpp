@@ -3,6 +3,7 @@
 #include <vexonetwork/ipv6/router/router6_prefix.h>
 
 #include "failure.h"
+#include "printable.h"
 #include "router6_session.h"
 #include "router6_work.h"
 #include "table.h"

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <ostream>
 
+#include "printable.h"
+
 namespace vexonetctl {
 namespace {
 
@@ -13,7 +15,7 @@ std::vector<std::size_t> Widths(const Rows& rows) {
     std::vector<std::size_t> widths(rows.front().size(), 0);
     for (const auto& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], row[i].size());
+            widths[i] = std::max(widths[i], WidthOf(row[i]));
         }
     }
     return widths;
@@ -45,7 +47,7 @@ Rows Folded(const Rows& rows, std::size_t column) {
 void PrintLine(std::ostream& out, const Table::Row& row, const std::vector<std::size_t>& widths) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
-        line += row[i] + std::string(widths[i] + kGap - row[i].size(), ' ');
+        line += row[i] + std::string(widths[i] + kGap - WidthOf(row[i]), ' ');
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out << line << '\n';
@@ -53,8 +55,9 @@ void PrintLine(std::ostream& out, const Table::Row& row, const std::vector<std::
 
 /// How much of the text goes into a line: up to the last blank that lets it fit, if there is one.
 std::size_t LengthOfLine(const std::string& text, std::size_t width) {
-    const std::size_t blank = text.size() > width ? text.rfind(' ', width) : text.npos;
-    return blank == text.npos || blank == 0 ? width : blank;
+    const std::size_t fitting = LengthWithin(text, width);
+    const std::size_t blank = fitting < text.size() ? text.rfind(' ', fitting) : text.npos;
+    return blank == text.npos || blank == 0 ? fitting : blank;
 }
 
 void PrintRow(std::ostream& out, Table::Row row, const std::vector<std::size_t>& widths) {
@@ -70,12 +73,6 @@ void PrintRow(std::ostream& out, Table::Row row, const std::vector<std::size_t>&
 
 }  // namespace
 
-std::string Printable(std::string text) {
-    std::ranges::replace_if(
-        text, [](char c) { return c < ' ' || c > '~'; }, '?');
-    return text;
-}
-
 Table::Table(Row headerRow, std::optional<std::size_t> foldColumn)
     : rows{std::move(headerRow)}, fold(foldColumn) {}
 
@@ -90,7 +87,7 @@ void Table::Print(std::ostream& out) const {
     const Rows shaped = tooWide && fold ? Folded(rows, *fold) : rows;
     widths = Widths(shaped);
     const std::size_t room = kLineWidth - std::min(kLineWidth, LastColumnStart(widths));
-    widths.back() = std::min(widths.back(), std::max(room, shaped.front().back().size()));
+    widths.back() = std::min(widths.back(), std::max(room, WidthOf(shaped.front().back())));
     for (const Row& row : shaped) {
         PrintRow(out, row, widths);
     }

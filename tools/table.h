@@ -8,13 +8,9 @@
 
 namespace vexonetctl {
 
-/// What is no printable ASCII is shown as '?': the texts come from others, and a terminal obeys
-/// some of them.
-std::string Printable(std::string text);
-
-/// A table that is shaped by what it holds. Rows that would exceed the line fold, where there is a
-/// folding column: a cell of it goes beneath its left neighbour. What the last column holds beyond
-/// the line goes on in the next one.
+/// A table that is shaped by what it holds, of which what is not printable is shown as '?'. Rows
+/// that would exceed the line fold, where there is a folding column: a cell of it goes beneath its
+/// left neighbour. What the last column holds beyond the line goes on in the next one.
 class Table {
   public:
     using Row = std::vector<std::string>;
