@@ -132,6 +132,7 @@ TEST_F(Uplinks, EachAnswersWhoeverCameInByIt) {
     EXPECT_EQ(Ctl("policy disable").out, "policy routing is off\n");
     EXPECT_EQ(Rules("-4") + Rules("-6"), before);
     EXPECT_EQ(Table("-4", "wan1") + Table("-6", "wan1"), "");
+    EXPECT_EQ(Count(appliance.Log(), "policy_route"), 0U) << appliance.Log();
 }
 
 TEST_F(Uplinks, NetworksAroundUsAndStaticRoutesGoBefore) {
@@ -189,6 +190,7 @@ TEST_F(Uplinks, NothingIsLostWhileRoutingChanges) {
     }
     EXPECT_EQ(Count(ReadFile(folder / "pings"), " 1000 received"), 2U)
         << ReadFile(folder / "pings") << appliance.Log();
+    EXPECT_EQ(Count(appliance.Log(), "policy_route"), 0U) << appliance.Log();
 }
 
 TEST_F(Uplinks, StaticRoutesComeBackWithTheirInterface) {
