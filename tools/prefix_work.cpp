@@ -25,7 +25,7 @@ std::string AddressOf(const Router6Options& options) {
 /// Who has it, also where it waits for its router to get it back; "" when it is free.
 std::string HolderOf(const Router6Prefix& all, const std::string& prefix) {
     for (const Router6Attr& router : all.routers) {
-        const std::string lan = all.AllocatedTo(prefix, router);
+        std::string lan = all.AllocatedTo(prefix, router);
         if (!lan.empty()) {
             return lan;
         }
@@ -84,7 +84,7 @@ void AllocatePrefix(const Router6Options& options) {
     const std::string prefix = AddressOf(options);
     Router6Prefix all;
     RequireNoWan(all, options.lan);
-    if (HolderOf(all, prefix) != "" || all.Allocate(prefix, options.lan) != 0) {
+    if (!HolderOf(all, prefix).empty() || all.Allocate(prefix, options.lan) != 0) {
         Refuse(all, prefix, options.lan);
     }
     if (::if_nametoindex(options.lan.c_str()) == 0) {

@@ -139,11 +139,15 @@ std::vector<LanPrefix> GrantsOf(const Router6Attr& router) {
     std::vector<LanPrefix> grants;
     for (const auto& [lan, prefix] : router.lans) {
         const auto network = NetworkOf(prefix);
-        const bool isKnown = std::ranges::any_of(grants, [&](const LanPrefix& each) {
-            return network && each.lan == lan && IsSame(each.network, *network);
-        });
-        if (Contains(parts, network) && !isKnown) {
-            grants.push_back({lan, *network});
+        if (!Contains(parts, network)) {
+            continue;
+        }
+        const LanPrefix grant{lan, *network};
+        const auto isSame = [&](const LanPrefix& each) {
+            return each.lan == grant.lan && IsSame(each.network, grant.network);
+        };
+        if (std::ranges::none_of(grants, isSame)) {
+            grants.push_back(grant);
         }
     }
     return grants;
