@@ -77,11 +77,16 @@ int ApplyRouter6Lans() {
     }
     int result = 0;
     std::vector<LanPrefix> grants;
+    std::vector<VEXOLANPREFIX> wholes;
     for (Router6Attr& router : all.routers) {
         result |= BringInStep(router);
         const auto more = GrantsOf(router);
         grants.insert(grants.end(), more.begin(), more.end());
+        if (const auto whole = WholeOf(router)) {
+            wholes.push_back(*whole);
+        }
     }
+    result |= ::VEXONetLanRouteSet(wholes.data(), int(wholes.size()));
     result |= ApplyGrants(grants);
     return result == 0 ? 0 : -1;
 }
