@@ -10,6 +10,8 @@
 #include <set>
 #include <tuple>
 
+#include "network/policy/kernel_turn.h"
+
 namespace vexonetwork::network {
 namespace {
 
@@ -151,6 +153,7 @@ std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
 
 bool BringInStep(RouteSocket& socket, const Scope& scope, const RoutingState& wanted,
                  const std::function<bool()>& isCurrent, Complaints& complaints) {
+    const KernelTurn turn;
     for (bool again = false;; again = true) {
         const auto present = ReadState(socket, scope);
         if (!present) {
@@ -160,7 +163,7 @@ bool BringInStep(RouteSocket& socket, const Scope& scope, const RoutingState& wa
         TellForeign(*present, complaints);
         const Steps steps = Compare(wanted, *present);
         const auto refusals = socket.Apply(steps.additions);
-        // What another process of ours has added meanwhile is found at the second look.
+        // What a command that only tries a route has added meanwhile is found at the second look.
         if (!again && std::ranges::find(refusals, EEXIST, &Refusal::error) != refusals.end()) {
             continue;
         }

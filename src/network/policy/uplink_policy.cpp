@@ -1,6 +1,7 @@
 #include "vexonetwork/network/uplink_policy.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 
 #include "network/interface_name.h"
@@ -16,6 +17,9 @@ namespace {
 constexpr char kSettings[] = "/etc/iproute2/config/policy";
 constexpr int kFamilies[] = {AF_INET, AF_INET6};
 
+/// Gives the number of a table: FindTableNumber or AllotTableNumber.
+using GetNumber = std::optional<std::uint32_t> (*)(const std::string&);
+
 /// The table of the static routes is nobody's uplink, nor are the kernel's own.
 bool CanTakePart(const std::string& ifname) {
     constexpr std::string_view kTaken[] = {"static", "main", "default", "local", "unspec"};
@@ -25,11 +29,15 @@ bool CanTakePart(const std::string& ifname) {
 
 Scope ScopeOf(int family, const std::vector<Uplink>& uplinks) {
     Scope scope{family, {}, kStaticNetworksPriority, kUplinkPriority};
-    std::ranges::transform(uplinks, std::back_inserter(scope.tables), &Uplink::table);
+    for (const Uplink& uplink : uplinks) {
+        if (uplink.table != 0) {
+            scope.tables.push_back(uplink.table);
+        }
+    }
     return scope;
 }
 
-/// An uplink as it is now, but for its table.
+/// An uplink as it is now, but for its table, which is 0 while it has no number.
 Uplink Look(const std::string& ifname, const StoredGateways& gateways, Links& links,
             RouteSocket& socket) {
     Uplink uplink;
@@ -43,18 +51,12 @@ Uplink Look(const std::string& ifname, const StoredGateways& gateways, Links& li
     return uplink;
 }
 
-/// The number is allotted with the first uplink, so that static routes which come later are looked
-/// up without another round.
-std::optional<std::uint32_t> StaticTable(const std::vector<Uplink>& uplinks) {
-    return uplinks.empty() ? std::nullopt : AllotTableNumber("static");
-}
-
 bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink& one, int family) {
     const auto present = ReadState(socket, ScopeOf(family, all));
     if (!present) {
         return false;
     }
-    const Steps steps = Compare(PlanUplinks(family, all, StaticTable(all)), *present);
+    const Steps steps = Compare(PlanUplinks(family, all, FindTableNumber("static")), *present);
     const auto concerns = [&one](const Change& change) {
         return std::visit([&one](const auto& each) { return each.table == one.table; },
                           change.object);
@@ -86,7 +88,8 @@ struct UplinkPolicy::State {
     std::vector<std::string> interfaces;
 
     void ReadSettings();
-    std::vector<Uplink> LookAtUplinks(RouteSocket& socket);
+    std::vector<Uplink> LookAtUplinks(RouteSocket& socket, GetNumber number);
+    bool SynchroniseOnce(const std::function<bool()>& isCurrent);
 };
 
 void UplinkPolicy::State::ReadSettings() {
@@ -111,18 +114,13 @@ void UplinkPolicy::State::ReadSettings() {
     }
 }
 
-std::vector<Uplink> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket) {
+std::vector<Uplink> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket, GetNumber number) {
     const StoredGateways gateways;
     Links links;
     std::vector<Uplink> uplinks;
     for (const std::string& ifname : interfaces) {
-        Uplink uplink = Look(ifname, gateways, links, socket);
-        if (const auto table = AllotTableNumber(ifname)) {
-            uplink.table = *table;
-            uplinks.push_back(std::move(uplink));
-        } else {
-            kernel.Say("Interface [" + ifname + "] has no routing table of its own");
-        }
+        uplinks.push_back(Look(ifname, gateways, links, socket));
+        uplinks.back().table = number(ifname).value_or(0);
     }
     return uplinks;
 }
@@ -172,6 +170,25 @@ std::vector<std::string> UplinkPolicy::Candidates() {
     return StoredGateways().Interfaces();
 }
 
+bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent) {
+    RouteSocket socket;
+    std::vector<Uplink> uplinks = LookAtUplinks(socket, AllotTableNumber);
+    const auto hasNoTable = [](const Uplink& uplink) { return uplink.table == 0; };
+    for (const Uplink& uplink : uplinks) {
+        if (hasNoTable(uplink)) {
+            kernel.Say("Interface [" + uplink.ifname + "] has no routing table of its own");
+        }
+    }
+    bool done = std::erase_if(uplinks, hasNoTable) == 0;
+    // Allotted with the first uplink: static routes that come later need no further rule.
+    const auto staticTable = uplinks.empty() ? std::nullopt : AllotTableNumber("static");
+    for (const int family : kFamilies) {
+        const auto wanted = PlanUplinks(family, uplinks, staticTable);
+        done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, kernel) && done;
+    }
+    return done;
+}
+
 int UplinkPolicy::Synchronise() {
     constexpr int kMostAttempts = 3;
     std::vector<std::string> files = StoredGateways::Files();
@@ -181,14 +198,7 @@ int UplinkPolicy::Synchronise() {
         const FileStamps before(files);
         const auto isCurrent = [&] { return FileStamps(files) == before; };
         state->ReadSettings();
-        RouteSocket socket;
-        const std::vector<Uplink> uplinks = state->LookAtUplinks(socket);
-        bool done = uplinks.size() == state->interfaces.size();
-        for (const int family : kFamilies) {
-            const auto wanted = PlanUplinks(family, uplinks, StaticTable(uplinks));
-            done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, state->kernel)
-                   && done;
-        }
+        const bool done = state->SynchroniseOnce(isCurrent);
         if (isCurrent() || attempt == kMostAttempts) {
             return done ? 0 : -1;
         }
@@ -209,7 +219,7 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
 std::vector<UplinkStatus> UplinkPolicy::Status() {
     state->ReadSettings();
     RouteSocket socket;
-    const std::vector<Uplink> uplinks = state->LookAtUplinks(socket);
+    const std::vector<Uplink> uplinks = state->LookAtUplinks(socket, FindTableNumber);
     std::vector<UplinkStatus> result;
     for (const Uplink& uplink : uplinks) {
         result.push_back({uplink.ifname, uplink.table, uplink.link.index != 0, uplink.link.isUp,
