@@ -83,6 +83,8 @@ class HostFinderStory : public testing::Test {
         Must("hostname cellar");
         Must("ip link add lbr0 address 02:00:00:00:00:01 type bridge");
         Must("ip address add 192.0.2.1/24 dev lbr0");
+        // Tells the neighbours a new MAC, to which they send their answers.
+        WriteFile("/proc/sys/net/ipv4/conf/lbr0/arp_notify", "1");
         Must("ip link set lbr0 up");
         for (const std::string name : {"attic", "stranger"}) {
             Must("ip netns add " + name);

@@ -18,7 +18,9 @@ namespace vexonetwork::network {
 namespace {
 
 bool IsSearched(const ifaddrs& each) {
-    return each.ifa_addr != nullptr && (each.ifa_flags & IFF_UP) != 0
+    // Nobody would hear a question on a bridge whose ports have no link yet.
+    constexpr unsigned int kUsable = IFF_UP | IFF_RUNNING;
+    return each.ifa_addr != nullptr && (each.ifa_flags & kUsable) == kUsable
            && std::string_view(each.ifa_name).find("br") != std::string_view::npos;
 }
 

@@ -23,7 +23,7 @@ struct Bridge {
 };
 
 /// The interfaces whose names contain "br", as on the neighbour table's lines that are kept, that
-/// are up and have an IPv4 address; by getifaddrs(3), in its order.
+/// are up, have a link and an IPv4 address; by getifaddrs(3), in its order.
 std::vector<Bridge> FindBridges();
 
 }  // namespace vexonetwork::network
