@@ -2,13 +2,12 @@
 
 #include <time.h>
 
-#include <vexonetwork/utils/file.h>
+#include <vexonetwork/utils/lock.h>
 #include <vlib/file.h>
 
 namespace vexonetwork::network {
 namespace {
 
-constexpr char kFolder[] = "/run/lock/vexonet";
 constexpr char kLock[] = "/run/lock/vexonet/kernel-routes.lock";
 constexpr timespec kPause{0, 2'000'000};
 constexpr int kTries = 500;
@@ -16,7 +15,7 @@ constexpr int kTries = 500;
 }  // namespace
 
 KernelTurn::KernelTurn() {
-    if (utils::CheckAndMakeDir(kFolder, 0755) != 0) {
+    if (!utils::FileLock(kLock, true).createParentDir()) {
         return;
     }
     for (int i = 0; i < kTries && VLIBCFileLockByFile(kLock, 1, &lock) == 0; ++i) {
