@@ -83,6 +83,7 @@ class HostFinderStory : public testing::Test {
         Must("hostname cellar");
         Must("ip link add lbr0 address 02:00:00:00:00:01 type bridge");
         Must("ip address add 192.0.2.1/24 dev lbr0");
+        Must("ip address add 203.0.113.1/24 dev lbr0 label lbr0:1");
         // Tells the neighbours a new MAC, to which they send their answers.
         WriteFile("/proc/sys/net/ipv4/conf/lbr0/arp_notify", "1");
         Must("ip link set lbr0 up");
@@ -92,6 +93,7 @@ class HostFinderStory : public testing::Test {
             Must("ip link set up dev " + name);
         }
         Must("ip -n stranger address add 192.0.2.9/24 dev far");
+        Must("ip -n stranger address add 203.0.113.9/24 dev far");
         Must("ip -n stranger address add 198.51.100.9/24 dev far");
         Must("ip -n stranger link set far up");
     }
@@ -160,6 +162,7 @@ TEST_F(HostFinderStory, StrangersAreNeitherBelievedNorServedWithoutEnd) {
     }
     stranger.Send(truth);
     EXPECT_TRUE(outside.Ask().isNull());
+    EXPECT_EQ(Stranger("203.0.113.9").Ask(20'000)["ipAddr"], "203.0.113.1");
     EXPECT_EQ(stranger.Ask(20'000),
               Parsed(R"({"version":1,"type":"answer","token":"00000000000000aa",
         "ipAddr":"192.0.2.1","macAddr":"02:00:00:00:00:01","friendlyName":"cellar",

@@ -27,11 +27,12 @@ namespace {
 using vexobase::UniqueFd;
 using vexonetwork::network::UpnpScanner;
 
-/// A bridge 192.0.N.1/24, a port of it in the namespace of this name.
+/// A bridge with a second network 192.0.N.1/24, a port of it in the namespace of this name.
 void MakeBridge(const std::string& ifname, int network, const std::string& space) {
     const std::string prefix = "192.0." + std::to_string(network) + ".";
     Must("ip link add " + ifname + " type bridge");
-    Must("ip address add " + prefix + "1/24 dev " + ifname);
+    Must("ip address add 10.0." + std::to_string(network) + ".1/24 dev " + ifname);
+    Must("ip address add " + prefix + "1/24 dev " + ifname + " label " + ifname + ":1");
     Must("ip link set " + ifname + " up");
     Must("ip netns add " + space);
     Must("ip link add " + space + " master " + ifname + " type veth peer name eth0 netns " + space);
@@ -41,7 +42,7 @@ void MakeBridge(const std::string& ifname, int network, const std::string& space
     Must("ip -n " + space + " link set lo up");
     Must("ip -n " + space + " link set eth0 up");
     Must("ip -n " + space + " address add " + prefix + "2/24 dev eth0");
-    Must("ip -n " + space + " route add default via " + prefix + "1");
+    Must("ip -n " + space + " route add 224.0.0.0/4 dev eth0");
 }
 
 /// "ADDRESS NAME" of each device.
