@@ -238,6 +238,10 @@ TEST_F(UpnpTest, StrangersCostLittleAndDevicesBesideThemAreFound) {
     EXPECT_TRUE(has("192.0.2.2 on [br0] is left out: its description is not on itself"));
     EXPECT_TRUE(has("198.51.100.9 on [br0] is left out: it is not of the bridge's network"));
     EXPECT_TRUE(has("192.0.2.18 on [br0] is left out: there are too many"));
+    stranger.Announce("192.0.2.10", "192.0.2.10", "/" + std::string(1500, 'x'));
+    stranger.Announce("192.0.2.11", "192.0.2.11", "/" + std::string(9000, 'x'));
+    EXPECT_TRUE(has("What 192.0.2.10 on [br0] says of a UPnP device is malformed"));
+    EXPECT_TRUE(has("What 192.0.2.11 on [br0] says of a UPnP device is malformed"));
     EXPECT_TRUE(Eventually([&] { return stranger.Asked()["/many"] == 16; }));
 
     // What comes after all that was asked before.

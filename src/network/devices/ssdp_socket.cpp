@@ -110,18 +110,15 @@ void SsdpSocket::Search() const {
 
 void SsdpSocket::Receive(int fd, const Take& take) {
     for (int i = 0; i < kMostAtOnce; ++i) {
-        char datagram[kMostSsdpBytes];
+        char datagram[kMostSsdpBytes + 1];  // tells what is longer
         sockaddr_in sender{};
         socklen_t length = sizeof sender;
-        // The true length, also of what does not fit.
-        const ssize_t size = ::recvfrom(fd, datagram, sizeof datagram, MSG_TRUNC,
+        const ssize_t size = ::recvfrom(fd, datagram, sizeof datagram, 0,
                                         reinterpret_cast<sockaddr*>(&sender), &length);
         if (size < 0) {
             return;
         }
-        if (static_cast<std::size_t>(size) <= sizeof datagram) {
-            take({datagram, static_cast<std::size_t>(size)}, sender.sin_addr);
-        }
+        take({datagram, static_cast<std::size_t>(size)}, sender.sin_addr);
     }
 }
 

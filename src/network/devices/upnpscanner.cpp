@@ -160,7 +160,14 @@ class UpnpWatch {
 
     void Hear(const Bridge& bridge, std::string_view datagram, in_addr sender) {
         const auto message = ParseSsdp(datagram);
-        if (!message || bridge.Has(sender)) {
+        if (bridge.Has(sender)) {
+            return;
+        }
+        if (!message) {
+            if (IsMalformedSsdp(datagram) && MayLog()) {
+                VEXO_LOG(LOG_ERR, "What %s on [%s] says of a UPnP device is malformed",
+                         ToText(sender).c_str(), bridge.ifname.c_str());
+            }
             return;
         }
         const char* reason = ReasonAgainst(bridge, *message, sender);
