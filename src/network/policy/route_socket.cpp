@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "network/policy/route_message.h"
 
@@ -40,6 +41,13 @@ std::string ReasonOf(const nlmsghdr& message) {
         }
     });
     return reason;
+}
+
+/// A table that was never filled is empty, and so is a family that the kernel lacks.
+template <typename Values>
+std::optional<Values> NoneIfUnknown(std::optional<Values> values) {
+    const bool isUnknown = !values && (errno == ENOENT || errno == EAFNOSUPPORT);
+    return isUnknown ? std::optional<Values>(std::in_place) : std::move(values);
 }
 
 struct MessageKind {
@@ -165,13 +173,12 @@ std::optional<std::vector<Value>> RouteSocket::Dump(std::uint16_t type, const He
 std::optional<std::vector<Route>> RouteSocket::Routes(int family, std::uint32_t table) {
     rtmsg header{};
     header.rtm_family = static_cast<unsigned char>(family);
-    auto routes = Dump<Route>(RTM_GETROUTE, header, table, ReadRoute);
-    if (!routes && errno == ENOENT) {
-        return std::vector<Route>();
-    }
+    auto routes = NoneIfUnknown(Dump<Route>(RTM_GETROUTE, header, table, ReadRoute));
     if (routes) {
-        // An old kernel tells all tables.
-        std::erase_if(*routes, [table](const Route& route) { return route.table != table; });
+        // An old kernel tells all tables, and one that lacks a family tells the others.
+        std::erase_if(*routes, [family, table](const Route& route) {
+            return route.table != table || route.destination.address.family != family;
+        });
     }
     return routes;
 }
@@ -180,9 +187,11 @@ std::optional<std::vector<Route>> RouteSocket::OurRoutes(int family) {
     rtmsg header{};
     header.rtm_family = static_cast<unsigned char>(family);
     header.rtm_protocol = kOurProtocol;
-    auto routes = Dump<Route>(RTM_GETROUTE, header, 0, ReadRoute);
+    auto routes = NoneIfUnknown(Dump<Route>(RTM_GETROUTE, header, 0, ReadRoute));
     if (routes) {
-        std::erase_if(*routes, [](const Route& route) { return route.protocol != kOurProtocol; });
+        std::erase_if(*routes, [family](const Route& route) {
+            return route.protocol != kOurProtocol || route.destination.address.family != family;
+        });
     }
     return routes;
 }
@@ -190,7 +199,7 @@ std::optional<std::vector<Route>> RouteSocket::OurRoutes(int family) {
 std::optional<std::vector<Rule>> RouteSocket::Rules(int family) {
     fib_rule_hdr header{};
     header.family = static_cast<std::uint8_t>(family);
-    return Dump<Rule>(RTM_GETRULE, header, 0, ReadRule);
+    return NoneIfUnknown(Dump<Rule>(RTM_GETRULE, header, 0, ReadRule));
 }
 
 std::optional<std::vector<InterfaceAddress>> RouteSocket::Addresses(unsigned index) {
