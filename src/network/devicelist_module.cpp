@@ -38,13 +38,14 @@ std::string AddressIn(const Json::Value& device, const char* member) {
     return address == nullptr ? "" : TextOf(*address).value_or("");
 }
 
-/// Whether all that the list searches are devices: behind anything else it would find nothing, and
-/// take every device for a new one.
+/// Whether all that the list searches are devices with a MAC: behind anything else it would find
+/// nothing, and take every device for a new one, each time.
 bool IsListOfDevices(const Json::Value& list) {
     const Json::Value* entries = FindEntries(list);
     return entries != nullptr
-           && std::all_of(entries->begin(), entries->end(),
-                          [](const Json::Value& entry) { return entry.isObject(); });
+           && std::all_of(entries->begin(), entries->end(), [](const Json::Value& entry) {
+                  return !AddressIn(entry, "macAddr").empty();
+              });
 }
 
 template <typename Scanner>

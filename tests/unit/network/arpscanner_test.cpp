@@ -24,8 +24,8 @@ constexpr char kNmblookup[] = "/usr/local/bin/nmblookup";
 constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
 
 TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
-    for (const char* line :
-         {"1 2 3 m * eth0", "1 2 3 m br0", "", "IP address  HW type  Flags  HW"}) {
+    for (const char* line : {"1 2 3 m * eth0", "1 2 3 m br0", "", "IP address  HW type  Flags  HW",
+                             "192.0.2.9  0x1  0x0  00:00:00:00:00:00  *  br0"}) {
         EXPECT_FALSE(ParseArpLine(line)) << line;
     }
     EXPECT_EQ(ParseArpLine("1 2 3 m\t* lbr1 more")->mac, "m");

@@ -155,6 +155,7 @@ TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
                                  "{}",
                                  R"({"ClientList": {"macAddr": "old"}})",
                                  R"({"ClientList": [5, {"macAddr": "old"}, "x"]})",
+                                 R"({"ClientList": [{"macAddr": "old"}, {"ipAddr": "i"}]})",
                                  "!ln -s /tmp/list " + file,
                                  "!mkfifo " + file,
                                  "!install -o 1000 /tmp/list " + file,
