@@ -5,6 +5,7 @@
 
 #include <vexonetwork/ipv6/router/router6_prefix.h>
 
+#include "daemon.h"
 #include "failure.h"
 #include "router6_session.h"
 #include "router6_work.h"
@@ -81,6 +82,7 @@ void ListPrefixes(const Router6Options& options) {
 
 void AllocatePrefix(const Router6Options& options) {
     const Router6Session session;
+    const Daemon daemon;  // else which router is the first choice would not be known, but stored
     const std::string prefix = AddressOf(options);
     Router6Prefix all;
     RequireNoWan(all, options.lan);
@@ -96,6 +98,7 @@ void AllocatePrefix(const Router6Options& options) {
 
 void DeallocatePrefix(const Router6Options& options) {
     const Router6Session session;
+    const Daemon daemon;  // else which router is the first choice would not be known, but stored
     const std::string prefix = AddressOf(options);
     Router6Prefix all;
     if (HolderOf(all, prefix) != options.lan) {

@@ -69,12 +69,12 @@ int ApplyGrants(const std::vector<LanPrefix>& grants) {
 }  // namespace
 
 int ApplyRouter6Lans() {
-    const Router6Lock lock;
-    Router6Prefix all;
     // Without the files nothing is known, which is not that nothing is granted.
-    if (!lock || all.Load() != 0) {
+    const Router6Lock lock;
+    if (!lock || ::VLIBCFileCheckDir("/etc/sysconfig/networking") != 1) {
         return -1;
     }
+    Router6Prefix all;
     int result = 0;
     std::vector<LanPrefix> grants;
     std::vector<VEXOLANPREFIX> wholes;
