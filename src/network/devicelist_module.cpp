@@ -18,6 +18,9 @@ namespace {
 constexpr char kPath[] = "/tmp/connectionlist_upnpscanner.json";
 constexpr char kEntries[] = "ClientList";
 
+/// Devices stay, and a stranger can be a new one all the time: what is kept must have an end.
+constexpr unsigned int kMostDevices = 20'000;
+
 /// The text of a member that a request must have; nothing after a log line.
 std::optional<std::string> Required(const Json::Value& in, const char* member) {
     auto text = utils::GetString(in, member);
@@ -175,17 +178,25 @@ int DeviceListModule::MergeList(const Json::Value& list, const bool& add) {
         VEXO_LOG(LOG_ERR, "wrong format of input list");
         return -1;
     }
+    bool isComplete = true;
     for (const Json::Value& device : *devices) {
+        const bool mayAdd = add && clientList.Size() < kMostDevices;
         const std::string mac = AddressIn(device, "macAddr");
         const std::string ip = AddressIn(device, "ipAddr");
+        bool isMerged = false;
         if (!mac.empty()) {
-            clientList.UpdateKeysByMac(mac, device, add);
+            isMerged = clientList.UpdateKeysByMac(mac, device, mayAdd);
         } else if (!ip.empty()) {
-            clientList.UpdateKeysByIP(ip, device, add);
+            isMerged = clientList.UpdateKeysByIP(ip, device, mayAdd);
         } else {
             VEXO_LOG(LOG_ERR, "cannot get ip or mac from list object");
             return -1;
         }
+        isComplete = isComplete && (isMerged || mayAdd == add);
+    }
+    if (!isComplete) {
+        VEXO_LOG(LOG_ERR, "The list is full with %u devices, new ones are left out: forget some",
+                 kMostDevices);
     }
     return 0;
 }
