@@ -201,7 +201,11 @@ struct StaticRoutes::State {
 };
 
 void StaticRoutes::State::Read() {
-    read = FileStamps({File()});
+    const FileStamps now({File()});
+    if (now == read) {
+        return;
+    }
+    read = now;
     interfaces.clear();
     anyInterface = false;
     const auto file = SectionFile::Read(File());
