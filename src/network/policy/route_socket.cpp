@@ -206,6 +206,9 @@ std::optional<std::vector<InterfaceAddress>> RouteSocket::Addresses(unsigned ind
     ifaddrmsg header{};
     header.ifa_index = index;
     auto addresses = Dump<InterfaceAddress>(RTM_GETADDR, header, 0, ReadAddress);
+    if (!addresses && errno == ENODEV) {
+        return std::vector<InterfaceAddress>();  // it has just gone
+    }
     if (addresses) {
         std::erase_if(*addresses, [index](const auto& each) { return each.index != index; });
     }

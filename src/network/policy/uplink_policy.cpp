@@ -1,6 +1,9 @@
 #include "vexonetwork/network/uplink_policy.h"
 
+#include <string.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <iterator>
 
@@ -38,13 +41,18 @@ Scope ScopeOf(int family, const std::vector<Uplink>& uplinks) {
 }
 
 /// An uplink as it is now, but for its table, which is 0 while it has no number.
-Uplink Look(const std::string& ifname, const StoredGateways& gateways, Links& links,
-            RouteSocket& socket) {
+/// @return nothing, with errno, when the kernel does not tell its addresses
+std::optional<Uplink> Look(const std::string& ifname, const StoredGateways& gateways, Links& links,
+                           RouteSocket& socket) {
     Uplink uplink;
     uplink.ifname = ifname;
     uplink.link = links.Find(ifname);
     if (uplink.link.index != 0) {
-        uplink.addresses = socket.Addresses(uplink.link.index).value_or(uplink.addresses);
+        auto addresses = socket.Addresses(uplink.link.index);
+        if (!addresses) {
+            return std::nullopt;
+        }
+        uplink.addresses = std::move(*addresses);
     }
     uplink.gatewayV4 = gateways.Find(AF_INET, ifname);
     uplink.gatewayV6 = gateways.Find(AF_INET6, ifname);
@@ -86,9 +94,10 @@ struct UplinkPolicy::State {
     Complaints kernel;
     FileStamps read;  ///< the settings as they were at the last look
     std::vector<std::string> interfaces;
+    bool isBehind = false;  ///< the kernel could not be read; the next occasion serves
 
     void ReadSettings();
-    std::vector<Uplink> LookAtUplinks(RouteSocket& socket, GetNumber number);
+    std::optional<std::vector<Uplink>> LookAtUplinks(RouteSocket& socket, GetNumber number);
     bool SynchroniseOnce(const std::function<bool()>& isCurrent);
 };
 
@@ -114,13 +123,20 @@ void UplinkPolicy::State::ReadSettings() {
     }
 }
 
-std::vector<Uplink> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket, GetNumber number) {
+/// Nothing when an interface does not tell: rules of addresses that only were not seen must stay.
+std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket,
+                                                                      GetNumber number) {
     const StoredGateways gateways;
     Links links;
     std::vector<Uplink> uplinks;
     for (const std::string& ifname : interfaces) {
-        uplinks.push_back(Look(ifname, gateways, links, socket));
-        uplinks.back().table = number(ifname).value_or(0);
+        auto uplink = Look(ifname, gateways, links, socket);
+        if (!uplink) {
+            kernel.Say("Failed to read the addresses of [" + ifname + "]: " + ::strerror(errno));
+            return std::nullopt;
+        }
+        uplink->table = number(ifname).value_or(0);
+        uplinks.push_back(std::move(*uplink));
     }
     return uplinks;
 }
@@ -172,7 +188,12 @@ std::vector<std::string> UplinkPolicy::Candidates() {
 
 bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent) {
     RouteSocket socket;
-    std::vector<Uplink> uplinks = LookAtUplinks(socket, AllotTableNumber);
+    auto seen = LookAtUplinks(socket, AllotTableNumber);
+    isBehind = !seen;
+    if (isBehind) {
+        return false;
+    }
+    std::vector<Uplink>& uplinks = *seen;
     const auto hasNoTable = [](const Uplink& uplink) { return uplink.table == 0; };
     for (const Uplink& uplink : uplinks) {
         if (hasNoTable(uplink)) {
@@ -211,7 +232,7 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
         changed.empty() || std::ranges::any_of(state->interfaces, [&](const std::string& each) {
             return changed.contains(each);
         });
-    if ((isOn && concerns) || FileStamps({kSettings}) != state->read) {
+    if ((isOn && (concerns || state->isBehind)) || FileStamps({kSettings}) != state->read) {
         Synchronise();
     }
 }
@@ -219,7 +240,8 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
 std::vector<UplinkStatus> UplinkPolicy::Status() {
     state->ReadSettings();
     RouteSocket socket;
-    const std::vector<Uplink> uplinks = state->LookAtUplinks(socket, FindTableNumber);
+    const std::vector<Uplink> uplinks =
+        state->LookAtUplinks(socket, FindTableNumber).value_or(std::vector<Uplink>());
     std::vector<UplinkStatus> result;
     for (const Uplink& uplink : uplinks) {
         result.push_back({uplink.ifname, uplink.table, uplink.link.index != 0, uplink.link.isUp,
