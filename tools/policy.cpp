@@ -153,7 +153,7 @@ std::shared_ptr<PolicyOptions> Declare(CLI::App& group, Command& chosen, const s
                                        void (*work)(const PolicyOptions&),
                                        const std::string& footer) {
     CLI::App* command = group.add_subcommand(name, purpose);
-    const auto options = std::make_shared<PolicyOptions>();
+    auto options = std::make_shared<PolicyOptions>();
     command->callback([&chosen, work, options] { chosen = [work, options] { work(*options); }; });
     command->footer(footer);
     return options;

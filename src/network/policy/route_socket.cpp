@@ -28,11 +28,10 @@ int ErrorOf(const nlmsghdr& message) {
 
 /// What the kernel says of an error beside its number (NLMSGERR_ATTR_MSG).
 std::string ReasonOf(const nlmsghdr& message) {
-    const std::string plain = ::strerror(ErrorOf(message));
+    std::string reason = ::strerror(ErrorOf(message));
     if ((message.nlmsg_flags & NLM_F_ACK_TLVS) == 0) {
-        return plain;
+        return reason;
     }
-    std::string reason = plain;
     // With NETLINK_CAP_ACK, only the header of the refused message stands before them.
     ForEachAttribute(message, sizeof(nlmsgerr), [&reason](const nlattr& attribute) {
         if (mnl_attr_get_type(&attribute) == NLMSGERR_ATTR_MSG
@@ -51,8 +50,8 @@ std::optional<Values> NoneIfUnknown(std::optional<Values> values) {
 }
 
 struct MessageKind {
-    std::uint16_t type;
-    std::uint16_t flags;
+    int type;
+    int flags;
 };
 
 MessageKind KindOf(const Change& change) {
@@ -74,7 +73,7 @@ MessageKind KindOf(const Change& change) {
 nlmsghdr& PutChange(char* place, const Change& change, std::uint32_t number) {
     nlmsghdr& message = *mnl_nlmsg_put_header(place);
     const MessageKind kind = KindOf(change);
-    message.nlmsg_type = kind.type;
+    message.nlmsg_type = static_cast<std::uint16_t>(kind.type);
     message.nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | kind.flags);
     message.nlmsg_seq = number;
     if (const Route* route = std::get_if<Route>(&change.object)) {

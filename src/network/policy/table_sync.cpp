@@ -50,7 +50,7 @@ void CompareRoutes(const RoutingState& wanted, const RoutingState& present, Step
         surplus.erase(found);
     }
     // A gateway must be a neighbour before a way leads through it.
-    std::ranges::stable_partition(steps.additions, [](const Change& change) {
+    std::stable_partition(steps.additions.begin(), steps.additions.end(), [](const Change& change) {
         return !std::get<Route>(change.object).gateway;
     });
     for (const auto& [place, route] : surplus) {
@@ -63,7 +63,7 @@ void CompareRoutes(const RoutingState& wanted, const RoutingState& present, Step
 void CompareRules(const RoutingState& wanted, const RoutingState& present, Steps& steps) {
     std::multiset<Rule> surplus(present.rules.begin(), present.rules.end());
     std::vector<Rule> rules = wanted.rules;
-    std::ranges::sort(rules);
+    std::sort(rules.begin(), rules.end());
     for (const Rule& rule : rules) {
         if (const auto found = surplus.find(rule); found != surplus.end()) {
             surplus.erase(found);

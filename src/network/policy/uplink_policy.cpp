@@ -243,6 +243,7 @@ std::vector<UplinkStatus> UplinkPolicy::Status() {
     const std::vector<Uplink> uplinks =
         state->LookAtUplinks(socket, FindTableNumber).value_or(std::vector<Uplink>());
     std::vector<UplinkStatus> result;
+    result.reserve(uplinks.size());
     for (const Uplink& uplink : uplinks) {
         result.push_back({uplink.ifname, uplink.table, uplink.link.index != 0, uplink.link.isUp,
                           FamilyStatus(socket, uplinks, uplink, AF_INET),
