@@ -174,7 +174,7 @@ std::string UplinkPolicy::Store(const std::vector<std::string>& ifnames, bool en
     if (!file->Write(kSettings)) {
         return std::string(kSettings) + " cannot be written; nothing was changed";
     }
-    return Synchronise() == 0 ? "" : "that is stored, but not all could be set; see the system log";
+    return Synchronise() == 0 ? "" : "stored, but not all of it works: " + state->kernel.Last();
 }
 
 std::vector<std::string> UplinkPolicy::Interfaces() {
