@@ -118,8 +118,8 @@ TEST_F(HostFinderStory, TwoAppliancesFindEachOtherAndMissWhoLeft) {
                 "set -e; mount -t tmpfs none /run; mkdir /run/vexonet\n"
                 "printf 'model=N2\\n' >/run/info; mount --bind /run/info /etc/vexoinfo.conf\n"
                 "dbus-daemon --session --address=unix:path=/run/vexonet/bus --fork\n"
-                "hostname attic; exec "
-                    + DaemonProgram() + " --foreground\n");
+                "hostname attic; exec '"
+                    + DaemonProgram() + "' --foreground\n");
     Process attic({"ip", "netns", "exec", "attic", "unshare", "--uts", folder / "attic"},
                   folder / "log");
     const Arguments ask = Words("nsenter -m -t " + std::to_string(attic.Pid())
