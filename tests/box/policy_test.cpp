@@ -174,8 +174,9 @@ TEST_F(Uplinks, NothingIsLostWhileRoutingChanges) {
         const std::string n = std::to_string(round);
         MustCtl("policy enable -q wan2");
         Must("ip addr add 198.51.100.3" + n + "/24 dev wan1");
-        MustCtl("gateway add -q wan1 --gateway 198.51.100." + (round % 2 == 0 ? "2" : "1"));
-        MustCtl("gateway add -q -6 wan1 --gateway 2001:db8:1::" + (round % 2 == 0 ? "2" : "1"));
+        const std::string host = round % 2 == 0 ? "2" : "1";
+        MustCtl("gateway add -q wan1 --gateway 198.51.100." + host);
+        MustCtl("gateway add -q -6 wan1 --gateway 2001:db8:1::" + host);
         MustCtl("route add -q 10.7" + n + ".0.0/16 --interface wan0");
         MustCtl("policy disable -q wan2");
         EXPECT_EQ(appliance.StopDaemon(), 0);
