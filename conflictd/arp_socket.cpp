@@ -11,8 +11,8 @@
 namespace conflictd {
 namespace {
 
-/// A hundred packets: in a storm, older ones are worth nothing.
-constexpr int kReceiveBuffer = 1 << 16;
+/// Some hundred packets: in a storm, older ones are worth nothing.
+constexpr int kReceiveBuffer = 1 << 18;
 
 [[noreturn]] void Fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);

@@ -12,8 +12,8 @@
 namespace conflictd {
 namespace {
 
-// Together some 2500 packets in a second, whatever a storm brings.
-constexpr int kMostPackets = 64;
+// Together some 20,000 packets in a second, whatever a storm brings.
+constexpr int kMostPackets = 512;
 constexpr std::chrono::milliseconds kRest(25);
 
 }  // namespace

@@ -153,7 +153,7 @@ std::shared_ptr<PolicyOptions> Declare(CLI::App& group, Command& chosen, const s
                                        void (*work)(const PolicyOptions&),
                                        const std::string& footer) {
     CLI::App* command = group.add_subcommand(name, purpose);
-    const auto options = std::make_shared<PolicyOptions>();
+    auto options = std::make_shared<PolicyOptions>();
     command->callback([&chosen, work, options] { chosen = [work, options] { work(*options); }; });
     command->footer(footer);
     return options;
@@ -174,8 +174,7 @@ void DeclareSwitch(CLI::App& group, Command& chosen, const std::string& name,
 }  // namespace
 
 void AddPolicyCommands(CLI::App& app, Command& chosen) {
-    CLI::App* group =
-        app.add_subcommand("policy", "Answering each connection on the uplink it came in by");
+    CLI::App* group = app.add_subcommand("policy", "Answering by the uplink that was asked");
     group->require_subcommand(1);
     group->footer("Example: vexonetctl policy enable");
     const auto status =
@@ -185,11 +184,11 @@ void AddPolicyCommands(CLI::App& app, Command& chosen) {
     DeclareSwitch(
         *group, chosen, "enable", "Have interfaces take part",
         [](const PolicyOptions& options) { Switch(options, true); },
-        "The uplinks; all interfaces of the gateway lists when none is named");
+        "The uplinks; without any, all of the lists");
     DeclareSwitch(
         *group, chosen, "disable", "Have interfaces take part no longer",
         [](const PolicyOptions& options) { Switch(options, false); },
-        "The uplinks; all when none is named");
+        "The uplinks; without any, all");
 }
 
 }  // namespace vexonetctl

@@ -5,6 +5,7 @@
 
 #include <vexonetwork/ipv6/router/router6_prefix.h>
 
+#include "daemon.h"
 #include "failure.h"
 #include "router6_session.h"
 #include "router6_work.h"
@@ -25,7 +26,7 @@ std::string AddressOf(const Router6Options& options) {
 /// Who has it, also where it waits for its router to get it back; "" when it is free.
 std::string HolderOf(const Router6Prefix& all, const std::string& prefix) {
     for (const Router6Attr& router : all.routers) {
-        const std::string lan = all.AllocatedTo(prefix, router);
+        std::string lan = all.AllocatedTo(prefix, router);
         if (!lan.empty()) {
             return lan;
         }
@@ -81,10 +82,11 @@ void ListPrefixes(const Router6Options& options) {
 
 void AllocatePrefix(const Router6Options& options) {
     const Router6Session session;
+    const Daemon daemon;  // else which router is the first choice would not be known, but stored
     const std::string prefix = AddressOf(options);
     Router6Prefix all;
     RequireNoWan(all, options.lan);
-    if (HolderOf(all, prefix) != "" || all.Allocate(prefix, options.lan) != 0) {
+    if (!HolderOf(all, prefix).empty() || all.Allocate(prefix, options.lan) != 0) {
         Refuse(all, prefix, options.lan);
     }
     if (::if_nametoindex(options.lan.c_str()) == 0) {
@@ -96,6 +98,7 @@ void AllocatePrefix(const Router6Options& options) {
 
 void DeallocatePrefix(const Router6Options& options) {
     const Router6Session session;
+    const Daemon daemon;  // else which router is the first choice would not be known, but stored
     const std::string prefix = AddressOf(options);
     Router6Prefix all;
     if (HolderOf(all, prefix) != options.lan) {

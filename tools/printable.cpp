@@ -33,6 +33,9 @@ struct Character {
 
 /// The first character of a text that has one; what is none is one byte of it.
 Character FirstOf(std::string_view text) {
+    if (const unsigned char ascii = static_cast<unsigned char>(text.front()); ascii < 0x80) {
+        return {1, ascii >= ' ' && ascii <= '~' ? 1U : 0U};  // nearly all there is
+    }
     mbstate_t state{};
     wchar_t character = 0;
     const std::size_t bytes = ::mbrtowc(&character, text.data(), text.size(), &state);

@@ -24,6 +24,10 @@ constexpr std::size_t kGatewayColumn = 1;
 constexpr const char* kStates[] = {"installed", "waiting", "absent", "bad"};
 
 StaticRoute WhichRoute(const RouteOptions& options) {
+    const bool isAddressV6 = options.destination.find(':') != std::string::npos;
+    if (options.destination != "default" && (isAddressV6 ? options.v4 : options.v6)) {
+        throw Failure(kWrongUsage, options.destination + " is of the other family");
+    }
     const bool isV6 = options.v6 || options.destination.find(':') != std::string::npos
                       || options.gateway.value_or("").find(':') != std::string::npos;
     // A gateway of its family tells a default route's.

@@ -35,7 +35,7 @@ void RequireFree(const std::string& wan) {
 
 /// The interface that the WAN means now.
 std::string RequireInterface(const std::string& wan) {
-    const std::string ifname = Router6Attr::ConvertInterface(wan);
+    std::string ifname = Router6Attr::ConvertInterface(wan);
     if (ifname.empty()) {
         throw Failure(kRefused, "there is no PPPoE connection now");
     }

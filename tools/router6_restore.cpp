@@ -147,19 +147,22 @@ bool Restore(Router6Attr router) {
 
 void RestoreRouters(const Router6Options&) {
     const Router6Session session;
+    const DaemonState daemon = ReadDaemonState();  // it takes the gateways
     std::string failed;
     for (const Router6Attr& router : Router6Prefix().routers) {
         const Standing standing = StandingOf(router);
         if (standing == Standing::kWaits) {
             std::cout << "the router of " << router.wan << " waits for its WAN\n";
         } else if (standing == Standing::kMissing) {
-            Daemon daemon;  // which must take its gateway
-            const bool done = Restore(router);
+            const bool done = daemon.serving && Restore(router);
             std::cout << "the router of " << router.wan << (done ? " is" : " is not") << " there\n";
             failed += done ? "" : " " + router.wan;
         }
     }
     session.ApplyToLans();
+    if (!failed.empty() && !daemon.serving) {
+        throw Failure(kNotRunning, daemon.Trouble());
+    }
     if (!failed.empty()) {
         throw Failure(kRefused, "could not be made, for the reasons above:" + failed);
     }

@@ -18,6 +18,9 @@ namespace {
 constexpr char kPath[] = "/tmp/connectionlist_upnpscanner.json";
 constexpr char kEntries[] = "ClientList";
 
+/// Devices stay, and a stranger can be a new one all the time: what is kept must have an end.
+constexpr unsigned int kMostDevices = 20'000;
+
 /// The text of a member that a request must have; nothing after a log line.
 std::optional<std::string> Required(const Json::Value& in, const char* member) {
     auto text = utils::GetString(in, member);
@@ -38,13 +41,14 @@ std::string AddressIn(const Json::Value& device, const char* member) {
     return address == nullptr ? "" : TextOf(*address).value_or("");
 }
 
-/// Whether all that the list searches are devices: behind anything else it would find nothing, and
-/// take every device for a new one.
+/// Whether all that the list searches are devices with a MAC: behind anything else it would find
+/// nothing, and take every device for a new one, each time.
 bool IsListOfDevices(const Json::Value& list) {
     const Json::Value* entries = FindEntries(list);
     return entries != nullptr
-           && std::all_of(entries->begin(), entries->end(),
-                          [](const Json::Value& entry) { return entry.isObject(); });
+           && std::all_of(entries->begin(), entries->end(), [](const Json::Value& entry) {
+                  return !AddressIn(entry, "macAddr").empty();
+              });
 }
 
 template <typename Scanner>
@@ -174,17 +178,25 @@ int DeviceListModule::MergeList(const Json::Value& list, const bool& add) {
         VEXO_LOG(LOG_ERR, "wrong format of input list");
         return -1;
     }
+    bool isComplete = true;
     for (const Json::Value& device : *devices) {
+        const bool mayAdd = add && clientList.Size() < kMostDevices;
         const std::string mac = AddressIn(device, "macAddr");
         const std::string ip = AddressIn(device, "ipAddr");
+        bool isMerged = false;
         if (!mac.empty()) {
-            clientList.UpdateKeysByMac(mac, device, add);
+            isMerged = clientList.UpdateKeysByMac(mac, device, mayAdd);
         } else if (!ip.empty()) {
-            clientList.UpdateKeysByIP(ip, device, add);
+            isMerged = clientList.UpdateKeysByIP(ip, device, mayAdd);
         } else {
             VEXO_LOG(LOG_ERR, "cannot get ip or mac from list object");
             return -1;
         }
+        isComplete = isComplete && (isMerged || mayAdd == add);
+    }
+    if (!isComplete) {
+        VEXO_LOG(LOG_ERR, "The list is full with %u devices, new ones are left out: forget some",
+                 kMostDevices);
     }
     return 0;
 }

@@ -36,12 +36,14 @@ bool FileLock::Lock() {
 }
 
 bool FileLock::Unlock() {
-    // A lock that is not ours must not lose its file.
+    // Deleted first: once it is released it may be another's, whom a third one would not see if the
+    // file went then. A lock that is not ours must not lose its file.
+    const bool deleted = fd >= 0 && ::unlink(path.c_str()) == 0;
     const bool released = VLIBCFileUnlockByFile(fd) == 1;
     if (released) {
         fd = -1;
     }
-    if (!released || ::unlink(path.c_str()) != 0) {
+    if (!released || !deleted) {
         VEXO_LOG(LOG_ERR, "Failed to release file lock of [%s]", path.c_str());
         return false;
     }

@@ -30,6 +30,13 @@ TEST(ConflictDetection, IsSwitchedOnTellsAndIsSwitchedOff) {
     EXPECT_TRUE(Eventually([&] { return noted() == "wan0 192.0.2.10"; })) << noted();
     EXPECT_THAT(status(), HasSubstr("  wan0       192.0.2.10  "));
 
+    // Some ask services with this signal to read their files again; these two end by it.
+    machine.Do("systemctl kill --signal=HUP ip-conflict-detect vexonetd");
+    for (const std::string unit : {"ip-conflict-detect", "vexonetd"}) {
+        const std::string restarts = "systemctl show -P NRestarts " + unit;
+        EXPECT_TRUE(Eventually([&] { return machine.Do(restarts) == "1"; })) << unit;
+    }
+
     machine.Do("systemctl stop ip-conflict-detect");
     EXPECT_EQ(machine.Try("vexonetctl conflict status").status, 3);
     machine.Do("vexonetctl conflict disable");

@@ -96,12 +96,17 @@ TEST_F(Router6, ALanLivesOnADelegatedPrefix) {
     RouteToLan();
     EXPECT_THAT(Lan(), HasSubstr("2001:db8:8000:100::1/64"));
     EXPECT_TRUE(HostReachesProvider());
+    // What no LAN has does not go back to where it came from.
+    EXPECT_THAT(
+        vexotest::Run(Words("ip netns exec isp-wan0 ping -c 1 -W 2 2001:db8:8000:1ff::1")).out,
+        HasSubstr("Destination unreachable: No route"));
     EXPECT_TRUE(Comes("Renew message", ServerLog));
     EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
 
     machine.Do("vexonetctl router6 destroy wan0");
     EXPECT_TRUE(Comes("Release message", ServerLog));
     EXPECT_EQ(Lan(), "");
+    EXPECT_EQ(Must("ip -6 route show type unreachable"), "");
     EXPECT_TRUE(Comes("deprecated", Host));
     EXPECT_TRUE(Goes("default", HostRoutes));
     EXPECT_NE(machine.Try("systemctl is-active vexonet-radvd.service").status, 0);

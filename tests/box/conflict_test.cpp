@@ -42,7 +42,7 @@ class Conflict : public testing::Test {
         Must("ip -n nas link set " + port + " up");
     }
     void Start() {
-        appliance.StartDaemon(Words("ip netns exec nas " VEXO_CONFLICTD " --foreground"));
+        appliance.StartDaemon({"ip", "netns", "exec", "nas", VEXO_CONFLICTD, "--foreground"});
     }
     void Claim(const std::string& address, const MacAddress& mac = kMac) {
         forger->Broadcast(ArpAnnouncement(mac, *ParseIpv4Address(address)));

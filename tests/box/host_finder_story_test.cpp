@@ -83,6 +83,9 @@ class HostFinderStory : public testing::Test {
         Must("hostname cellar");
         Must("ip link add lbr0 address 02:00:00:00:00:01 type bridge");
         Must("ip address add 192.0.2.1/24 dev lbr0");
+        Must("ip address add 203.0.113.1/24 dev lbr0 label lbr0:1");
+        // Tells the neighbours a new MAC, to which they send their answers.
+        WriteFile("/proc/sys/net/ipv4/conf/lbr0/arp_notify", "1");
         Must("ip link set lbr0 up");
         for (const std::string name : {"attic", "stranger"}) {
             Must("ip netns add " + name);
@@ -90,6 +93,7 @@ class HostFinderStory : public testing::Test {
             Must("ip link set up dev " + name);
         }
         Must("ip -n stranger address add 192.0.2.9/24 dev far");
+        Must("ip -n stranger address add 203.0.113.9/24 dev far");
         Must("ip -n stranger address add 198.51.100.9/24 dev far");
         Must("ip -n stranger link set far up");
     }
@@ -114,8 +118,8 @@ TEST_F(HostFinderStory, TwoAppliancesFindEachOtherAndMissWhoLeft) {
                 "set -e; mount -t tmpfs none /run; mkdir /run/vexonet\n"
                 "printf 'model=N2\\n' >/run/info; mount --bind /run/info /etc/vexoinfo.conf\n"
                 "dbus-daemon --session --address=unix:path=/run/vexonet/bus --fork\n"
-                "hostname attic; exec "
-                    + DaemonProgram() + " --foreground\n");
+                "hostname attic; exec '"
+                    + DaemonProgram() + "' --foreground\n");
     Process attic({"ip", "netns", "exec", "attic", "unshare", "--uts", folder / "attic"},
                   folder / "log");
     const Arguments ask = Words("nsenter -m -t " + std::to_string(attic.Pid())
@@ -158,6 +162,7 @@ TEST_F(HostFinderStory, StrangersAreNeitherBelievedNorServedWithoutEnd) {
     }
     stranger.Send(truth);
     EXPECT_TRUE(outside.Ask().isNull());
+    EXPECT_EQ(Stranger("203.0.113.9").Ask(20'000)["ipAddr"], "203.0.113.1");
     EXPECT_EQ(stranger.Ask(20'000),
               Parsed(R"({"version":1,"type":"answer","token":"00000000000000aa",
         "ipAddr":"192.0.2.1","macAddr":"02:00:00:00:00:01","friendlyName":"cellar",
@@ -184,6 +189,9 @@ TEST_F(HostFinderStory, StrangersAreNeitherBelievedNorServedWithoutEnd) {
     const auto isSilent = [&] { return stranger.Ask().isNull() && stranger.Ask().isNull(); };
     WriteFile("/etc/vexoinfo.conf", "host_finder=no\n");
     EXPECT_TRUE(Eventually(isSilent));
+    Must("ip address add 203.0.113.2/24 dev lbr0");  // has a round begin
+    EXPECT_TRUE(Eventually([&] { return Found().empty(); }));
+    EXPECT_TRUE(stranger.Receive(0).isNull()) << "nor does it ask";
     WriteFile("/etc/vexoinfo.conf", "host_finder=yes\n");
     EXPECT_TRUE(Eventually([&] { return !isSilent(); }));
 }

@@ -124,7 +124,7 @@ TEST_F(Hostile, MembersOfAnotherTypeOrMissing) {
 
 TEST_F(Hostile, TextsThatTheKernelOrAFileCouldNotHold) {
     std::vector<std::string> names =
-        Words(". .. a/b ../../../etc/passwd sixteencharacter bell\a eth0:1 a\xc2\xa0");
+        Words(". .. a/b ../../../etc/passwd sixteencharacter bell\a eth0:1 a]b a\xc2\xa0");
     names.insert(names.end(), {"", "has blank", "tab\there", "line\nbreak", "a=b]\n[x",
                                std::string("nul\0byte", 8), std::string(5'000'000, 'x')});
     const Arguments values = {"192.0.2.9\n[x]", "192.0.2.9\nslave=no",

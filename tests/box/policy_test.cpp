@@ -14,8 +14,6 @@ namespace {
 
 using namespace testing;
 
-constexpr char kPort[] = "7777";
-
 /// Takes connections, which the kernel makes without us, on both families.
 vexobase::UniqueFd Listen() {
     vexobase::UniqueFd fd(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -44,10 +42,9 @@ class Uplinks : public Test {
         }
         appliance.StartDaemon();
         for (int n = 0; n < 3; ++n) {
-            Must(CtlProgram() + " gateway add -q wan" + std::to_string(n) + " --gateway "
-                 + uplinks[size_t(n)].gateway);
-            Must(CtlProgram() + " gateway add -q -6 wan" + std::to_string(n) + " --gateway "
-                 + GatewayV6(n));
+            MustCtl("gateway add -q wan" + std::to_string(n) + " --gateway "
+                    + uplinks[size_t(n)].gateway);
+            MustCtl("gateway add -q -6 wan" + std::to_string(n) + " --gateway " + GatewayV6(n));
         }
         ExpectDefaultRoutes("-4", {RouteOf(uplinks[0])});
     }
@@ -70,7 +67,7 @@ class Uplinks : public Test {
 
     /// Whether a connection from the world behind an uplink to an address of ours comes about.
     static bool Connects(const std::string& provider, const std::string& address) {
-        const std::string script = "exec 3<>/dev/tcp/" + address + "/" + kPort;
+        const std::string script = "exec 3<>/dev/tcp/" + address + "/7777";
         return vexotest::Run(
                    {"ip", "netns", "exec", provider, "timeout", "2", "bash", "-c", script})
                    .status
@@ -81,9 +78,7 @@ class Uplinks : public Test {
         return Connects(uplink.provider, uplink.address) && Connects(uplink.provider, AddressV6(n));
     }
     void ExpectAnswers(int n) {
-        EXPECT_TRUE(Eventually([&] { return Answers(n); }))
-            << n << "\n"
-            << Rules("-4") << Table("-4", "wan1") << Rules("-6") << Table("-6", "wan1");
+        EXPECT_TRUE(Eventually([&] { return Answers(n); })) << n << Rules("-4") << Rules("-6");
     }
 
     std::vector<Uplink> uplinks;
@@ -122,7 +117,7 @@ TEST_F(Uplinks, EachAnswersWhoeverCameInByIt) {
     Must("ip -n isp-wan1 addr del 198.51.100.1/24 dev far");
     Must("ip -n isp-wan1 addr add 198.51.100.2/24 dev far");
     PutWorldBehind(1);
-    Must(CtlProgram() + " gateway add -q wan1 --gateway 198.51.100.2");
+    MustCtl("gateway add -q wan1 --gateway 198.51.100.2");
     EXPECT_THAT(Table("-4", "wan1"), HasSubstr("default via 198.51.100.2"));
     EXPECT_TRUE(Answers(1));
     EXPECT_EQ(appliance.StopDaemon(), 0);
@@ -145,28 +140,29 @@ TEST_F(Uplinks, NetworksAroundUsAndStaticRoutesGoBefore) {
     Must("ip -n office link set lo up");
     Must("ip -n office addr add 10.50.0.1/32 dev lo");
     Must("ip -n office route add default via 10.9.0.1");
-    Must(CtlProgram() + " policy enable -q wan0 wan1");
+    MustCtl("policy enable -q wan0 wan1");
     ExpectAnswers(1);
     EXPECT_TRUE(Eventually([] { return Connects("office", "198.51.100.10"); }))
         << "a host of the LAN reaches an uplink's address";
     Must("ip -n office route replace default via 10.9.0.1 src 10.50.0.1");
     EXPECT_FALSE(Connects("office", "198.51.100.10")) << "nobody knows that network yet";
-    Must(CtlProgram() + " route add -q 10.50.0.0/16 --gateway 10.9.0.2");
+    MustCtl("route add -q 10.50.0.0/16 --gateway 10.9.0.2");
     EXPECT_TRUE(Connects("office", "198.51.100.10"));
 
     // What others have put there is theirs.
     Must("ip route add 10.60.0.0/16 via 198.51.100.1 table wan1");
     Must("ip rule add from 10.60.0.0/16 lookup wan1 priority 31100");
     Must("ip link add more type veth");
-    Must(CtlProgram() + " policy disable -q");
+    MustCtl("policy disable -q");
     EXPECT_EQ(Table("-4", "wan1"), "10.60.0.0/16 via 198.51.100.1 dev wan1 \n");
     EXPECT_THAT(Rules("-4"), HasSubstr("31100:\tfrom 10.60.0.0/16 lookup"));
     EXPECT_THAT(Rules("-4"), Not(HasSubstr("198.51.100.10")));
 }
 
 TEST_F(Uplinks, NothingIsLostWhileRoutingChanges) {
-    Must(CtlProgram() + " policy enable -q wan0 wan1");
+    MustCtl("policy enable -q wan0 wan1");
     Must("ip -n isp-wan1 addr add 198.51.100.2/24 dev far");
+    Must("ip -n isp-wan1 addr add 2001:db8:1::2/64 dev far nodad");
     ExpectAnswers(1);
     const TempFolder folder;
     std::vector<Process> pings;
@@ -176,12 +172,12 @@ TEST_F(Uplinks, NothingIsLostWhileRoutingChanges) {
     }
     for (int round = 0; round < 5; ++round) {
         const std::string n = std::to_string(round);
-        Must(CtlProgram() + " policy enable -q wan2");
+        MustCtl("policy enable -q wan2");
         Must("ip addr add 198.51.100.3" + n + "/24 dev wan1");
-        Must(CtlProgram() + " gateway add -q wan1 --gateway 198.51.100."
-             + (round % 2 == 0 ? "2" : "1"));
-        Must(CtlProgram() + " route add -q 10.7" + n + ".0.0/16 --interface wan0");
-        Must(CtlProgram() + " policy disable -q wan2");
+        MustCtl("gateway add -q wan1 --gateway 198.51.100." + (round % 2 == 0 ? "2" : "1"));
+        MustCtl("gateway add -q -6 wan1 --gateway 2001:db8:1::" + (round % 2 == 0 ? "2" : "1"));
+        MustCtl("route add -q 10.7" + n + ".0.0/16 --interface wan0");
+        MustCtl("policy disable -q wan2");
         EXPECT_EQ(appliance.StopDaemon(), 0);
         appliance.StartDaemon();
     }
@@ -226,7 +222,7 @@ TEST_F(Uplinks, StaticRoutesComeBackWithTheirInterface) {
         EXPECT_TRUE(Eventually([&] { return Table("-4", "static") == static4; }));
         Must("ip link add other" + std::to_string(index) + " type veth");
     }
-    Must(CtlProgram() + " route del -q 10.30.0.0/16");
+    MustCtl("route del -q 10.30.0.0/16");
     Must("ip link set wan1 down");
     EXPECT_EQ(Table("-4", "static"), "");
     Must("ip link set wan1 up");

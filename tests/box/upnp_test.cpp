@@ -27,11 +27,12 @@ namespace {
 using vexobase::UniqueFd;
 using vexonetwork::network::UpnpScanner;
 
-/// A bridge 192.0.N.1/24, a port of it in the namespace of this name.
+/// A bridge with a second network 192.0.N.1/24, a port of it in the namespace of this name.
 void MakeBridge(const std::string& ifname, int network, const std::string& space) {
     const std::string prefix = "192.0." + std::to_string(network) + ".";
     Must("ip link add " + ifname + " type bridge");
-    Must("ip address add " + prefix + "1/24 dev " + ifname);
+    Must("ip address add 10.0." + std::to_string(network) + ".1/24 dev " + ifname);
+    Must("ip address add " + prefix + "1/24 dev " + ifname + " label " + ifname + ":1");
     Must("ip link set " + ifname + " up");
     Must("ip netns add " + space);
     Must("ip link add " + space + " master " + ifname + " type veth peer name eth0 netns " + space);
@@ -41,7 +42,7 @@ void MakeBridge(const std::string& ifname, int network, const std::string& space
     Must("ip -n " + space + " link set lo up");
     Must("ip -n " + space + " link set eth0 up");
     Must("ip -n " + space + " address add " + prefix + "2/24 dev eth0");
-    Must("ip -n " + space + " route add default via " + prefix + "1");
+    Must("ip -n " + space + " route add 224.0.0.0/4 dev eth0");
 }
 
 /// "ADDRESS NAME" of each device.
@@ -237,6 +238,10 @@ TEST_F(UpnpTest, StrangersCostLittleAndDevicesBesideThemAreFound) {
     EXPECT_TRUE(has("192.0.2.2 on [br0] is left out: its description is not on itself"));
     EXPECT_TRUE(has("198.51.100.9 on [br0] is left out: it is not of the bridge's network"));
     EXPECT_TRUE(has("192.0.2.18 on [br0] is left out: there are too many"));
+    stranger.Announce("192.0.2.10", "192.0.2.10", "/" + std::string(1500, 'x'));
+    stranger.Announce("192.0.2.11", "192.0.2.11", "/" + std::string(9000, 'x'));
+    EXPECT_TRUE(has("What 192.0.2.10 on [br0] says of a UPnP device is malformed"));
+    EXPECT_TRUE(has("What 192.0.2.11 on [br0] says of a UPnP device is malformed"));
     EXPECT_TRUE(Eventually([&] { return stranger.Asked()["/many"] == 16; }));
 
     // What comes after all that was asked before.

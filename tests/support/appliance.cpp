@@ -57,6 +57,11 @@ Outcome Ctl(const std::string& arguments, const Environment& added) {
     return Run(command, added);
 }
 
+void MustCtl(const std::string& arguments) {
+    const Outcome outcome = Ctl(arguments);
+    EXPECT_EQ(outcome.status, 0) << arguments << ": " << outcome.err;
+}
+
 Json::Value Parsed(const std::string& text) {
     Json::Value value;
     EXPECT_TRUE(vexonetwork::utils::ParseJson(text, value)) << text;

@@ -20,6 +20,9 @@ std::string CtlProgram();
 /// Runs vexonetctl with arguments that are split at blanks.
 Outcome Ctl(const std::string& arguments, const Environment& added = {});
 
+/// The same; a failure fails the test.
+void MustCtl(const std::string& arguments);
+
 /// One uplink: a veth pair whose far end stands in a network namespace of a provider.
 struct Uplink {
     std::string ifname;    ///< near end: "wan0"

@@ -33,7 +33,7 @@ TEST(TunnelRestore, ATunnelIsThereAgainAndFollowsItsAddress) {
     const std::string configuration = ReadFile("/etc/sysconfig/networking/ipv6-wan1");
     EXPECT_EQ(appliance.StopDaemon(), 0);
     Must("ip tunnel del 6in4-wan1");
-    EXPECT_THAT(restore(), HasSubstr("vexonetd is not running"));
+    EXPECT_THAT(restore(), HasSubstr("the router of wan1 is not there")) << "without the daemon";
     appliance.StartDaemon();
     EXPECT_THAT(restore(), HasSubstr("the router of wan1 is there"));
     ExpectDefaultRoutes("-6", {"dev 6in4-wan1"});

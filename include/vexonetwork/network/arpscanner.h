@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,8 @@ class ArpScanner {
     int Start() { return 0; }
     void Stop() {}
 
-    /// Scans anew. Devices that do not answer are waited for, 20 s at most in all.
+    /// Scans anew. Devices that do not answer are waited for, 20 s at most in all, and then not
+    /// asked for a minute.
     /// @return {"ClientList": [...]} with "macAddr", "ipAddr", "netif" and, of devices with a name,
     ///         "friendlyName"; empty when the appliance's network role is below 2
     Json::Value GetData();
@@ -42,10 +45,13 @@ class ArpScanner {
   private:
     int Append(const std::vector<ArpDevice>& devices);
     std::vector<std::string> FindNames(const std::vector<ArpDevice>& devices);
+    bool IsSilent(const std::string& address) const;
     int Update(const ArpDevice& device, const std::string& name);
 
     ClientList clientList;
     int topology = 0;  ///< the network role at the last scan
+    /// Who has kept silent, and until when nobody waits for it again.
+    std::map<std::string, std::chrono::steady_clock::time_point> silent;
 };
 
 }  // namespace vexonetwork::network

@@ -47,6 +47,9 @@ class ClientList {
 
     Json::Value GetClientList() const { return root; }
 
+    /// The number of entries; what is no array has none.
+    unsigned int Size() const;
+
     /// @param index  the place of the first entry with this address; unchanged without one
     bool VerifyMacIsExist(const std::string& mac, unsigned int& index) const;
     bool VerifyIPIsExist(const std::string& ip, unsigned int& index) const;

@@ -41,11 +41,11 @@ class PolicyRoute {
     int RenewTable(IPType type, const std::string& table, const std::string& source);
 
   private:
-    struct Told;  ///< what was said
+    struct Memory;
 
     int Install(IPType type, const std::string& table, const std::string& source, bool alone);
 
-    std::unique_ptr<Told> told;
+    std::unique_ptr<Memory> memory;
 };
 
 }  // namespace vexonetwork::network

@@ -40,7 +40,7 @@ class UplinkPolicy {
     UplinkPolicy& operator=(const UplinkPolicy&) = delete;
 
     /// Has interfaces take part, or no longer, and brings the kernel in step.
-    /// @return "", or why nothing was changed
+    /// @return "", or what went wrong; then nothing has changed, unless it says otherwise
     [[nodiscard]] std::string Enable(const std::vector<std::string>& ifnames);
     [[nodiscard]] std::string Disable(const std::vector<std::string>& ifnames);
 

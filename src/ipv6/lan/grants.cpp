@@ -20,13 +20,21 @@ constexpr char kNoPrefix[] = "none";
 constexpr int kLanLength = 64;
 constexpr std::size_t kNetworkBytes = kLanLength / 8;
 
-std::optional<in6_addr> NetworkOf(const std::string& text) {
+/// Clears the bits past the length.
+in6_addr Masked(in6_addr address, int length) {
+    for (int byte = 0; byte < int(sizeof address.s6_addr); ++byte) {
+        const int kept = std::clamp(length - byte * 8, 0, 8);
+        address.s6_addr[byte] &= static_cast<std::uint8_t>(0xff00 >> kept);
+    }
+    return address;
+}
+
+std::optional<in6_addr> NetworkOf(const std::string& text, int length = kLanLength) {
     in6_addr address{};
     if (::inet_pton(AF_INET6, text.c_str(), &address) != 1) {
         return std::nullopt;
     }
-    std::fill(address.s6_addr + kNetworkBytes, std::end(address.s6_addr), std::uint8_t{0});
-    return address;
+    return Masked(address, length);
 }
 
 bool IsSame(const in6_addr& one, const in6_addr& other) {
@@ -134,16 +142,27 @@ bool MoveGrants(Router6Attr& router) {
     return moved;
 }
 
+std::optional<VEXOLANPREFIX> WholeOf(const Router6Attr& router) {
+    const AddressLength prefix = SplitAddress(router.prefix);
+    const int length = prefix.length.value_or(-1);
+    const auto network = NetworkOf(prefix.address, length);
+    return network && length > 0 ? std::optional(VEXOLANPREFIX{*network, length}) : std::nullopt;
+}
+
 std::vector<LanPrefix> GrantsOf(const Router6Attr& router) {
     const auto parts = PartsOf(router);
     std::vector<LanPrefix> grants;
     for (const auto& [lan, prefix] : router.lans) {
         const auto network = NetworkOf(prefix);
-        const bool isKnown = std::ranges::any_of(grants, [&](const LanPrefix& each) {
-            return network && each.lan == lan && IsSame(each.network, *network);
-        });
-        if (Contains(parts, network) && !isKnown) {
-            grants.push_back({lan, *network});
+        if (!Contains(parts, network)) {
+            continue;
+        }
+        const LanPrefix grant{lan, *network};
+        const auto isSame = [&](const LanPrefix& each) {
+            return each.lan == grant.lan && IsSame(each.network, grant.network);
+        };
+        if (std::ranges::none_of(grants, isSame)) {
+            grants.push_back(grant);
         }
     }
     return grants;

@@ -2,9 +2,11 @@
 
 #include <netinet/in.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include <vexo/lan_route.h>
 #include <vexonetwork/ipv6/router/router6_attr.h>
 
 namespace vexo::network::ipv6::router {
@@ -32,5 +34,9 @@ bool MoveGrants(Router6Attr& router);
 
 /// What the LANs of a router have got of its prefix, each once.
 std::vector<LanPrefix> GrantsOf(const Router6Attr& router);
+
+/// The router's prefix as a whole, of which no packet may go back to where it came from; nothing
+/// when it has none.
+std::optional<VEXOLANPREFIX> WholeOf(const Router6Attr& router);
 
 }  // namespace vexo::network::ipv6::router

@@ -69,19 +69,24 @@ int ApplyGrants(const std::vector<LanPrefix>& grants) {
 }  // namespace
 
 int ApplyRouter6Lans() {
-    const Router6Lock lock;
-    Router6Prefix all;
     // Without the files nothing is known, which is not that nothing is granted.
-    if (!lock || all.Load() != 0) {
+    const Router6Lock lock;
+    if (!lock || ::VLIBCFileCheckDir("/etc/sysconfig/networking") != 1) {
         return -1;
     }
+    Router6Prefix all;
     int result = 0;
     std::vector<LanPrefix> grants;
+    std::vector<VEXOLANPREFIX> wholes;
     for (Router6Attr& router : all.routers) {
         result |= BringInStep(router);
         const auto more = GrantsOf(router);
         grants.insert(grants.end(), more.begin(), more.end());
+        if (const auto whole = WholeOf(router)) {
+            wholes.push_back(*whole);
+        }
     }
+    result |= ::VEXONetLanRouteSet(wholes.data(), int(wholes.size()));
     result |= ApplyGrants(grants);
     return result == 0 ? 0 : -1;
 }

@@ -106,6 +106,16 @@ bool HasPrefix(const Router6Attr& router, const std::string& lan) {
            != router.lans.end();
 }
 
+/// Takes a /64 from a LAN, in whatever form its file has it.
+void TakeBack(Router6Attr& router, const std::string& prefix, const std::string& lan) {
+    const auto held = std::ranges::find_if(router.lans, [&](const auto& grant) {
+        return grant.first == lan && Router6Prefix::NormalizePrefix(grant.second) == prefix;
+    });
+    if (held != router.lans.end()) {
+        router.lans.erase(held);
+    }
+}
+
 /// Changes a router in memory and in its file, or neither.
 template <typename Change>
 bool SaveChanged(Router6Attr& router, Change change) {
@@ -268,8 +278,7 @@ int Router6Prefix::DeallocateLocked(const std::string& prefix, const std::string
             continue;
         }
         isHeld = true;
-        const auto takeBack = [&](Router6Attr& changed) { changed.RemoveLan(lan, prefix); };
-        if (!SaveChanged(router, takeBack)) {
+        if (!SaveChanged(router, [&](Router6Attr& changed) { TakeBack(changed, prefix, lan); })) {
             return -1;
         }
     }

@@ -16,6 +16,7 @@ namespace vexonetwork::network {
 namespace {
 
 constexpr char kArpTable[] = "/proc/net/arp";
+constexpr auto kSilence = std::chrono::minutes(1);
 constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
 
 // Network roles of the appliance.
@@ -87,7 +88,7 @@ void ArpScanner::GetDHCPInfoByMAC(const std::string& mac, std::string& name) {
 }
 
 void ArpScanner::GetNmbInfoByIP(const std::string& ip, std::string& name) {
-    const std::string found = LookUpNetbiosNames({ip}).front();
+    const std::string found = LookUpNetbiosNames({ip}).front().value_or("");
     if (!found.empty()) {
         name = found;
     }
@@ -118,16 +119,27 @@ std::vector<std::string> ArpScanner::FindNames(const std::vector<ArpDevice>& dev
     std::vector<std::string> addresses;
     for (std::size_t i = 0; i < devices.size(); ++i) {
         names[i] = leased[devices[i].mac];
-        if (names[i].empty()) {
+        if (names[i].empty() && !IsSilent(devices[i].address)) {
             nameless.push_back(i);
             addresses.push_back(devices[i].address);
         }
     }
-    std::vector<std::string> asked = LookUpNetbiosNames(addresses);
+    const auto asked = LookUpNetbiosNames(addresses);
+    const auto now = std::chrono::steady_clock::now();
     for (std::size_t i = 0; i < nameless.size(); ++i) {
-        names[nameless[i]] = std::move(asked[i]);
+        names[nameless[i]] = asked[i].value_or("");
+        if (!asked[i]) {
+            silent[addresses[i]] = now + kSilence;
+        }
     }
+    std::erase_if(silent, [now](const auto& each) { return each.second <= now; });
     return names;
+}
+
+/// One that is silent would have everybody wait who asks for the devices, each time.
+bool ArpScanner::IsSilent(const std::string& address) const {
+    const auto found = silent.find(address);
+    return found != silent.end() && std::chrono::steady_clock::now() < found->second;
 }
 
 int ArpScanner::Update(const ArpDevice& device, const std::string& name) {

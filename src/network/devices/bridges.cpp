@@ -18,8 +18,16 @@ namespace vexonetwork::network {
 namespace {
 
 bool IsSearched(const ifaddrs& each) {
-    return each.ifa_addr != nullptr && (each.ifa_flags & IFF_UP) != 0
+    // Nobody would hear a question on a bridge whose ports have no link yet.
+    constexpr unsigned int kUsable = IFF_UP | IFF_RUNNING;
+    return each.ifa_addr != nullptr && (each.ifa_flags & kUsable) == kUsable
            && std::string_view(each.ifa_name).find("br") != std::string_view::npos;
+}
+
+/// The interface, also of an address with a label, such as "br0:1" (netdevice(7)).
+std::string NameOf(const ifaddrs& each) {
+    const std::string_view name = each.ifa_name;
+    return std::string(name.substr(0, name.find(':')));
 }
 
 in_addr AddressIn(const sockaddr* address) {
@@ -35,26 +43,37 @@ std::string MacIn(const sockaddr* address) {
     return text;
 }
 
-Bridge BridgeOf(const ifaddrs& each) {
-    Bridge bridge;
-    bridge.ifname = each.ifa_name;
-    bridge.index = ::if_nametoindex(each.ifa_name);
-    bridge.address = AddressIn(each.ifa_addr);
-    bridge.netmask = AddressIn(each.ifa_netmask);
-    bridge.broadcast.s_addr = bridge.address.s_addr | ~bridge.netmask.s_addr;
-    return bridge;
+Bridge& FindOrAdd(std::vector<Bridge>& bridges, const std::string& ifname) {
+    const auto found = std::ranges::find(bridges, ifname, &Bridge::ifname);
+    if (found != bridges.end()) {
+        return *found;
+    }
+    bridges.push_back({ifname, ::if_nametoindex(ifname.c_str()), "", {}, {}});
+    return bridges.back();
+}
+
+void AddAddress(const ifaddrs& each, Bridge& bridge) {
+    const in_addr address = AddressIn(each.ifa_addr);
+    const in_addr_t netmask = AddressIn(each.ifa_netmask).s_addr;
+    const bool isKnown = std::ranges::any_of(
+        bridge.networks, [&](const BridgeNetwork& network) { return network.Includes(address); });
+    bridge.addresses.push_back(address.s_addr);
+    if (!isKnown && netmask != INADDR_BROADCAST) {
+        bridge.networks.push_back({address.s_addr, netmask});
+    }
 }
 
 }  // namespace
 
-bool Bridge::operator==(const Bridge& other) const {
-    return ifname == other.ifname && index == other.index && address.s_addr == other.address.s_addr
-           && netmask.s_addr == other.netmask.s_addr && mac == other.mac;
+bool Bridge::Has(in_addr address) const {
+    return std::ranges::find(addresses, address.s_addr) != addresses.end();
 }
 
-bool Bridge::Reaches(in_addr host) const {
-    const in_addr_t differing = host.s_addr ^ address.s_addr;
-    return (differing & netmask.s_addr) == 0 && differing != 0 && host.s_addr != broadcast.s_addr;
+const BridgeNetwork* Bridge::NetworkOf(in_addr host) const {
+    const auto found = std::ranges::find_if(networks, [&](const BridgeNetwork& network) {
+        return network.Includes(host) && host.s_addr != network.Broadcast();
+    });
+    return found == networks.end() || Has(host) ? nullptr : &*found;
 }
 
 std::vector<Bridge> FindBridges() {
@@ -70,13 +89,11 @@ std::vector<Bridge> FindBridges() {
         if (!IsSearched(*each)) {
             continue;
         }
-        const bool isKnown = std::any_of(bridges.begin(), bridges.end(), [&](const Bridge& other) {
-            return other.ifname == each->ifa_name;
-        });
+        const std::string ifname = NameOf(*each);
         if (each->ifa_addr->sa_family == AF_PACKET) {
-            macs[each->ifa_name] = MacIn(each->ifa_addr);
-        } else if (each->ifa_addr->sa_family == AF_INET && !isKnown) {
-            bridges.push_back(BridgeOf(*each));
+            macs[ifname] = MacIn(each->ifa_addr);
+        } else if (each->ifa_addr->sa_family == AF_INET) {
+            AddAddress(*each, FindOrAdd(bridges, ifname));
         }
     }
     for (Bridge& bridge : bridges) {

@@ -7,23 +7,35 @@
 
 namespace vexonetwork::network {
 
+/// An IPv4 network on a bridge. Addresses are in network order.
+struct BridgeNetwork {
+    in_addr_t address = 0;  ///< the appliance's first one in it
+    in_addr_t netmask = 0;
+
+    bool operator==(const BridgeNetwork&) const = default;
+
+    in_addr_t Broadcast() const { return address | ~netmask; }
+    bool Includes(in_addr host) const { return ((host.s_addr ^ address) & netmask) == 0; }
+};
+
 /// A bridge that devices of the LAN are looked for on.
 struct Bridge {
     std::string ifname;
     unsigned int index = 0;
-    in_addr address{};    ///< the first IPv4 address of the appliance there
-    in_addr netmask{};    ///< of that address
-    in_addr broadcast{};  ///< of its network
-    std::string mac;      ///< lower-case colon form
+    std::string mac;                      ///< lower-case colon form
+    std::vector<BridgeNetwork> networks;  ///< those with room for others
+    std::vector<in_addr_t> addresses;     ///< all of the appliance's own there
 
-    bool operator==(const Bridge& other) const;
+    bool operator==(const Bridge&) const = default;
 
-    /// Whether an address is a host of the bridge's network, and not the appliance itself.
-    bool Reaches(in_addr host) const;
+    bool Has(in_addr address) const;
+
+    /// The network that an address is a host of, which is not the appliance itself; or null.
+    const BridgeNetwork* NetworkOf(in_addr host) const;
 };
 
 /// The interfaces whose names contain "br", as on the neighbour table's lines that are kept, that
-/// are up and have an IPv4 address; by getifaddrs(3), in its order.
+/// are up, have a link and an IPv4 address; by getifaddrs(3), in its order.
 std::vector<Bridge> FindBridges();
 
 }  // namespace vexonetwork::network

@@ -145,6 +145,11 @@ bool ClientList::WriteWithoutLock(const std::string& path) const {
     return true;
 }
 
+unsigned int ClientList::Size() const {
+    const Json::Value* entries = FindEntries(root);
+    return entries == nullptr ? 0 : entries->size();
+}
+
 bool ClientList::VerifyMacIsExist(const std::string& mac, unsigned int& index) const {
     const auto place = places->Macs().Find(mac);
     index = place.value_or(index);

@@ -15,6 +15,9 @@ constexpr std::size_t kMacLength = 17;
 constexpr std::size_t kFirstColon = 2;
 constexpr std::size_t kLastColon = 14;
 
+/// The kernel's MAC of an address that it asks for and nobody answers.
+constexpr std::string_view kNobody = "00:00:00:00:00:00";
+
 constexpr std::size_t kLongestLine = 1023;
 
 bool HasMacForm(std::string_view text) {
@@ -69,7 +72,7 @@ std::optional<ArpDevice> ParseArpLine(std::string_view line) {
         }
     }
     const auto& [address, type, flags, mac, mask, ifname] = words;
-    if (ifname.find("br") == ifname.npos) {
+    if (ifname.find("br") == ifname.npos || mac == kNobody) {
         return std::nullopt;
     }
     return ArpDevice{std::string(address), std::string(mac), std::string(ifname)};

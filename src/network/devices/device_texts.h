@@ -15,7 +15,8 @@ struct ArpDevice {
 };
 
 /// Reads a line of /proc/net/arp.
-/// @return nothing when it has no device on an interface whose name contains "br"
+/// @return nothing when it has no device on an interface whose name contains "br", or an address
+///         that nobody has answered for
 std::optional<ArpDevice> ParseArpLine(std::string_view line);
 
 /// Names by MAC; "" where none is known.

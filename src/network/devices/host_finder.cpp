@@ -122,11 +122,16 @@ void HostFinder::OpenPorts() {
 }
 
 void HostFinder::Ask() {
+    if (!own.Answer()) {
+        return;  // who is not to be found does not call either
+    }
     HostFinderMessage question;
     question.type = HostFinderMessage::Type::kQuestion;
     question.token = token;
     for (const Port& port : ports) {
-        Send(port, PortOf(port.bridge.broadcast), question);
+        for (const BridgeNetwork& network : port.bridge.networks) {
+            Send(port, PortOf({network.Broadcast()}), question);
+        }
     }
 }
 
@@ -198,20 +203,20 @@ void HostFinder::Handle(const Port& port, const sockaddr_in& sender, std::string
 
 /// Own questions come back by broadcast, also on another bridge of the same network.
 bool HostFinder::MayComeFrom(const Port& port, in_addr sender) const {
-    return port.bridge.Reaches(sender)
-           && std::none_of(bridges.begin(), bridges.end(), [&](const Bridge& bridge) {
-                  return bridge.address.s_addr == sender.s_addr;
-              });
+    return port.bridge.NetworkOf(sender) != nullptr
+           && std::none_of(bridges.begin(), bridges.end(),
+                           [&](const Bridge& bridge) { return bridge.Has(sender); });
 }
 
 void HostFinder::Answer(const Port& port, const sockaddr_in& asker, const std::string& itsToken) {
     const auto& facts = own.Answer();
-    if (!facts || !answers.Spend()) {
+    const BridgeNetwork* network = port.bridge.NetworkOf(asker.sin_addr);
+    if (network == nullptr || !facts || !answers.Spend()) {
         return;
     }
     HostFinderMessage answer = *facts;
     answer.token = itsToken;
-    answer.ipAddr = TextOf(port.bridge.address);
+    answer.ipAddr = TextOf({network->address});
     answer.macAddr = port.bridge.mac;
     Send(port, asker, answer);
 }

@@ -33,9 +33,9 @@ constexpr SideBySide::Limits kLimits = {
 class Lookups {
   public:
     explicit Lookups(const std::vector<std::string>& wanted)
-        : addresses(wanted), names(wanted.size()) {}
+        : addresses(wanted), names(wanted.size(), "") {}
 
-    std::vector<std::string> Run() {
+    std::vector<std::optional<std::string>> Run() {
         Start();
         while (!programs.IsIdle()) {
             std::vector<pollfd> events;
@@ -62,14 +62,17 @@ class Lookups {
                 VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s -A %s]", kProgram, address);
                 continue;
             }
-            programs.Add(program, [&name = names[next]](const std::string& answer, bool) {
+            programs.Add(program, [&name = names[next]](const std::string& answer, bool isWhole) {
                 name = ParseNodeStatus(answer);
+                if (name->empty() && !isWhole) {
+                    name.reset();
+                }
             });
         }
     }
 
     const std::vector<std::string>& addresses;
-    std::vector<std::string> names;
+    std::vector<std::optional<std::string>> names;
     SideBySide programs{kLimits};
     std::size_t next = 0;
     unsigned failures = 0;
@@ -78,7 +81,8 @@ class Lookups {
 
 }  // namespace
 
-std::vector<std::string> LookUpNetbiosNames(const std::vector<std::string>& addresses) {
+std::vector<std::optional<std::string>> LookUpNetbiosNames(
+    const std::vector<std::string>& addresses) {
     return Lookups(addresses).Run();
 }
 

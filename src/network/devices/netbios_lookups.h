@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,7 +10,9 @@ namespace vexonetwork::network {
 /// once: most that have none do not answer at all. Each is given 5 s; after 15 s no further one is
 /// asked, as whoever waits for the whole list would give up.
 /// @param addresses  IPv4; what is no address is not asked
-/// @return a name for each address, in their order; "" where none came
-std::vector<std::string> LookUpNetbiosNames(const std::vector<std::string>& addresses);
+/// @return a name for each address, in their order; "" where none was told, nothing where the
+///         asking was given up
+std::vector<std::optional<std::string>> LookUpNetbiosNames(
+    const std::vector<std::string>& addresses);
 
 }  // namespace vexonetwork::network

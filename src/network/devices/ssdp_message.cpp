@@ -194,6 +194,11 @@ std::optional<SsdpMessage> ParseSsdp(std::string_view datagram) {
     return message;
 }
 
+bool IsMalformedSsdp(std::string_view datagram) {
+    return datagram.size() > kMostSsdpBytes
+           || (!BeginsWith(datagram, "M-SEARCH") && datagram.find(kRootDevice) != datagram.npos);
+}
+
 bool IsServedBy(std::string_view location, in_addr host) {
     char address[INET_ADDRSTRLEN];
     ::inet_ntop(AF_INET, &host, address, sizeof address);

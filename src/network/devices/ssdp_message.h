@@ -37,6 +37,9 @@ constexpr std::size_t kMostSsdpBytes = 2048;
 ///         is malformed: a NUL, a member missing or too long, or given twice
 std::optional<SsdpMessage> ParseSsdp(std::string_view datagram);
 
+/// Whether a datagram that ParseSsdp reads nothing in should tell of a root device.
+bool IsMalformedSsdp(std::string_view datagram);
+
 /// Whether a location is "http://ADDRESS[:PORT]/..." with the address of this host: nothing is
 /// fetched from where an announcement did not come from.
 bool IsServedBy(std::string_view location, in_addr host);

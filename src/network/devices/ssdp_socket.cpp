@@ -71,9 +71,7 @@ UniqueFd OpenAnnouncements(const Bridge& bridge) {
 
 UniqueFd OpenAnswers(const Bridge& bridge) {
     UniqueFd fd = OpenUdp();
-    const ip_mreqn sender = {Group(), {}, static_cast<int>(bridge.index)};
-    const bool isOpen = fd && Bind(fd.Get(), bridge.ifname, AddressOf(bridge.address, 0))
-                        && Set(fd.Get(), IPPROTO_IP, IP_MULTICAST_IF, sender)
+    const bool isOpen = fd && Bind(fd.Get(), bridge.ifname, AddressOf({INADDR_ANY}, 0))
                         && Set(fd.Get(), IPPROTO_IP, IP_MULTICAST_TTL, kHops)
                         && Set(fd.Get(), IPPROTO_IP, IP_MULTICAST_LOOP, 0);
     return isOpen ? std::move(fd) : UniqueFd();
@@ -94,29 +92,33 @@ SsdpSocket::SsdpSocket(const Bridge& ofBridge) : bridge(ofBridge) {
 }
 
 void SsdpSocket::Search() const {
+    if (!answers) {
+        return;
+    }
     const sockaddr_in address = AddressOf(Group(), kPort);
     const auto* to = reinterpret_cast<const sockaddr*>(&address);
-    if (answers
-        && ::sendto(answers.Get(), kSearch.data(), kSearch.size(), 0, to, sizeof address) < 0) {
-        VEXO_LOG(LOG_ERR, "Failed to search for UPnP devices on [%s]: %s", bridge.ifname.c_str(),
-                 ::strerror(errno));
+    // A device without a gateway can answer its own network alone.
+    for (const BridgeNetwork& network : bridge.networks) {
+        const ip_mreqn sender = {Group(), {network.address}, static_cast<int>(bridge.index)};
+        if (!Set(answers.Get(), IPPROTO_IP, IP_MULTICAST_IF, sender)
+            || ::sendto(answers.Get(), kSearch.data(), kSearch.size(), 0, to, sizeof address) < 0) {
+            VEXO_LOG(LOG_ERR, "Failed to search for UPnP devices on [%s]: %s",
+                     bridge.ifname.c_str(), ::strerror(errno));
+        }
     }
 }
 
 void SsdpSocket::Receive(int fd, const Take& take) {
     for (int i = 0; i < kMostAtOnce; ++i) {
-        char datagram[kMostSsdpBytes];
+        char datagram[kMostSsdpBytes + 1];  // tells what is longer
         sockaddr_in sender{};
         socklen_t length = sizeof sender;
-        // The true length, also of what does not fit.
-        const ssize_t size = ::recvfrom(fd, datagram, sizeof datagram, MSG_TRUNC,
+        const ssize_t size = ::recvfrom(fd, datagram, sizeof datagram, 0,
                                         reinterpret_cast<sockaddr*>(&sender), &length);
         if (size < 0) {
             return;
         }
-        if (static_cast<std::size_t>(size) <= sizeof datagram) {
-            take({datagram, static_cast<std::size_t>(size)}, sender.sin_addr);
-        }
+        take({datagram, static_cast<std::size_t>(size)}, sender.sin_addr);
     }
 }
 

@@ -30,7 +30,7 @@ class SsdpSocket {
     using Take = std::function<void(std::string_view datagram, in_addr sender)>;
 
     /// Hands on what has come to one of the two descriptors, some dozens of datagrams at most: what
-    /// else is polled gets its turn in a flood. Datagrams that are too long are dropped.
+    /// else is polled gets its turn in a flood. Of what is too long comes one byte too much.
     static void Receive(int fd, const Take& take);
 
   private:

@@ -160,7 +160,14 @@ class UpnpWatch {
 
     void Hear(const Bridge& bridge, std::string_view datagram, in_addr sender) {
         const auto message = ParseSsdp(datagram);
-        if (!message || sender.s_addr == bridge.address.s_addr) {
+        if (bridge.Has(sender)) {
+            return;
+        }
+        if (!message) {
+            if (IsMalformedSsdp(datagram) && MayLog()) {
+                VEXO_LOG(LOG_ERR, "What %s on [%s] says of a UPnP device is malformed",
+                         ToText(sender).c_str(), bridge.ifname.c_str());
+            }
             return;
         }
         const char* reason = ReasonAgainst(bridge, *message, sender);
@@ -173,8 +180,8 @@ class UpnpWatch {
     /// Hears the message unless there is a reason not to.
     /// @return the reason, or null
     const char* ReasonAgainst(const Bridge& bridge, const SsdpMessage& message, in_addr sender) {
-        if (!bridge.Reaches(sender)) {
-            return "it is not of the bridge's network";
+        if (bridge.NetworkOf(sender) == nullptr) {
+            return "it is not of the bridge's networks";
         }
         if (message.kind != SsdpMessage::Kind::kFarewell && !IsServedBy(message.location, sender)) {
             return "its description is not on itself";

@@ -7,6 +7,7 @@ namespace vexonetwork::network {
 
 void Complaints::Say(const std::string& text) {
     constexpr int kMostLines = 50;
+    last = text;
     if (!present.insert(text).second || former.contains(text)) {
         return;
     }

@@ -19,9 +19,13 @@ class Complaints {
     /// Logs the text unless it was said the last time too.
     void Say(const std::string& text);
 
+    /// What was said last.
+    const std::string& Last() const { return last; }
+
   private:
     std::set<std::string> former;
     std::set<std::string> present;
+    std::string last;
     int count = 0;
 };
 

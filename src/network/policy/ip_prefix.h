@@ -3,10 +3,10 @@
 #include <sys/socket.h>
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <tuple>
 
 namespace vexonetwork::network {
 
@@ -16,7 +16,10 @@ struct Address {
     std::array<std::uint8_t, 16> bytes{};  ///< an IPv4 address takes the first four
 
     explicit operator bool() const { return family != AF_UNSPEC; }
-    auto operator<=>(const Address&) const = default;
+    bool operator==(const Address&) const = default;
+    bool operator<(const Address& other) const {
+        return std::tie(family, bytes) < std::tie(other.family, other.bytes);
+    }
 };
 
 /// An address and how many of its leading bits count.
@@ -24,7 +27,10 @@ struct Prefix {
     Address address;
     std::uint8_t length = 0;
 
-    auto operator<=>(const Prefix&) const = default;
+    bool operator==(const Prefix&) const = default;
+    bool operator<(const Prefix& other) const {
+        return std::tie(address, length) < std::tie(other.address, other.length);
+    }
 };
 
 constexpr std::size_t AddressSize(int family) {

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
-#include <vector>
+#include <tuple>
 
 #include "network/policy/ip_prefix.h"
 
@@ -26,8 +25,6 @@ struct Route {
     Address gateway;   ///< none: by the device alone
     unsigned oif = 0;  ///< index; 0 leaves it to the kernel, who looks where the gateway is
     std::uint8_t protocol = kOurProtocol;
-
-    auto operator<=>(const Route&) const = default;
 };
 
 /// One rule that has packets from a source looked up in a table.
@@ -38,7 +35,12 @@ struct Rule {
     bool suppressDefault = false;  ///< the table's default routes do not count
     std::uint8_t protocol = kOurProtocol;
 
-    auto operator<=>(const Rule&) const = default;
+    bool operator==(const Rule&) const = default;
+    bool operator<(const Rule& other) const {
+        return std::tie(priority, source, table, suppressDefault, protocol)
+               < std::tie(other.priority, other.source, other.table, other.suppressDefault,
+                          other.protocol);
+    }
 };
 
 /// One address of an interface.

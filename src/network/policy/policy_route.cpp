@@ -57,14 +57,33 @@ int Remove(IPType type, const std::string& table, Complaints& complaints) {
 
 }  // namespace
 
-struct PolicyRoute::Told {
-    Complaints v4;
-    Complaints v6;
+/// What is remembered of the table that an object last worked on, by family.
+struct PolicyRoute::Memory {
+    struct Family {
+        Complaints complaints;
+        std::string table;
+        FileStamps read;  ///< the file that the contents are of
+        PolicyTable contents;
 
-    Complaints& Of(IPType type) { return type == IPType::V4 ? v4 : v6; }
+        void Read(IPType type, const std::string& name);
+    };
+    Family v4;
+    Family v6;
+
+    Family& Of(IPType type) { return type == IPType::V4 ? v4 : v6; }
 };
 
-PolicyRoute::PolicyRoute() : told(std::make_unique<Told>()) {}
+/// Thousands of routes are not read again for each link that has changed.
+void PolicyRoute::Memory::Family::Read(IPType type, const std::string& name) {
+    const FileStamps now({PolicyTableFile(name)});
+    if (table != name || now != read) {
+        contents = ReadPolicyTable(type, name, complaints);
+        table = name;
+        read = now;
+    }
+}
+
+PolicyRoute::PolicyRoute() : memory(std::make_unique<Memory>()) {}
 PolicyRoute::~PolicyRoute() = default;
 PolicyRoute::PolicyRoute(PolicyRoute&&) noexcept = default;
 PolicyRoute& PolicyRoute::operator=(PolicyRoute&&) noexcept = default;
@@ -74,7 +93,7 @@ int PolicyRoute::DisableTable(IPType type, const std::string& table) {
         VEXO_LOG(LOG_ERR, "Bad table [%.32s]", table.c_str());
         return -1;
     }
-    return Remove(type, table, told->Of(type));
+    return Remove(type, table, memory->Of(type).complaints);
 }
 
 int PolicyRoute::EnableTable(IPType type, const std::string& table, const std::string& source) {
@@ -93,29 +112,28 @@ int PolicyRoute::Install(IPType type, const std::string& table, const std::strin
         return -1;
     }
     constexpr int kMostAttempts = 3;
-    Complaints& complaints = told->Of(type);
-    complaints.Begin();
+    Memory::Family& mine = memory->Of(type);
+    const auto isCurrent = [&] { return FileStamps({PolicyTableFile(table)}) == mine.read; };
+    mine.complaints.Begin();
     for (int attempt = 1;; ++attempt) {
-        const FileStamps read({PolicyTableFile(table)});
-        const auto isCurrent = [&] { return FileStamps({PolicyTableFile(table)}) == read; };
-        const PolicyTable contents = ReadPolicyTable(type, table, complaints);
-        if (contents.routes.empty()) {
-            const bool isClear = !alone || Remove(type, table, complaints) == 0;
-            return isClear && !contents.malformed ? 0 : -1;
+        mine.Read(type, table);
+        if (mine.contents.routes.empty()) {
+            const bool isClear = !alone || Remove(type, table, mine.complaints) == 0;
+            return isClear && !mine.contents.malformed ? 0 : -1;
         }
         const auto number = AllotTableNumber(table);
         if (!number) {
             return -1;
         }
         RouteSocket socket;
-        RoutingState wanted = Wanted(contents.routes, *number, *prefix);
+        RoutingState wanted = Wanted(mine.contents.routes, *number, *prefix);
         if (!alone) {
             KeepRules(socket, ScopeOf(type, *number), wanted);
         }
         const bool done =
-            BringInStep(socket, ScopeOf(type, *number), wanted, isCurrent, complaints);
+            BringInStep(socket, ScopeOf(type, *number), wanted, isCurrent, mine.complaints);
         if (isCurrent() || attempt == kMostAttempts) {
-            return done && !contents.malformed ? 0 : -1;
+            return done && !mine.contents.malformed ? 0 : -1;
         }
     }
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "network/policy/route_message.h"
 
@@ -27,11 +28,10 @@ int ErrorOf(const nlmsghdr& message) {
 
 /// What the kernel says of an error beside its number (NLMSGERR_ATTR_MSG).
 std::string ReasonOf(const nlmsghdr& message) {
-    const std::string plain = ::strerror(ErrorOf(message));
+    std::string reason = ::strerror(ErrorOf(message));
     if ((message.nlmsg_flags & NLM_F_ACK_TLVS) == 0) {
-        return plain;
+        return reason;
     }
-    std::string reason = plain;
     // With NETLINK_CAP_ACK, only the header of the refused message stands before them.
     ForEachAttribute(message, sizeof(nlmsgerr), [&reason](const nlattr& attribute) {
         if (mnl_attr_get_type(&attribute) == NLMSGERR_ATTR_MSG
@@ -42,9 +42,16 @@ std::string ReasonOf(const nlmsghdr& message) {
     return reason;
 }
 
+/// A table that was never filled is empty, and so is a family that the kernel lacks.
+template <typename Values>
+std::optional<Values> NoneIfUnknown(std::optional<Values> values) {
+    const bool isUnknown = !values && (errno == ENOENT || errno == EAFNOSUPPORT);
+    return isUnknown ? std::optional<Values>(std::in_place) : std::move(values);
+}
+
 struct MessageKind {
-    std::uint16_t type;
-    std::uint16_t flags;
+    int type;
+    int flags;
 };
 
 MessageKind KindOf(const Change& change) {
@@ -66,7 +73,7 @@ MessageKind KindOf(const Change& change) {
 nlmsghdr& PutChange(char* place, const Change& change, std::uint32_t number) {
     nlmsghdr& message = *mnl_nlmsg_put_header(place);
     const MessageKind kind = KindOf(change);
-    message.nlmsg_type = kind.type;
+    message.nlmsg_type = static_cast<std::uint16_t>(kind.type);
     message.nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | kind.flags);
     message.nlmsg_seq = number;
     if (const Route* route = std::get_if<Route>(&change.object)) {
@@ -165,13 +172,12 @@ std::optional<std::vector<Value>> RouteSocket::Dump(std::uint16_t type, const He
 std::optional<std::vector<Route>> RouteSocket::Routes(int family, std::uint32_t table) {
     rtmsg header{};
     header.rtm_family = static_cast<unsigned char>(family);
-    auto routes = Dump<Route>(RTM_GETROUTE, header, table, ReadRoute);
-    if (!routes && errno == ENOENT) {
-        return std::vector<Route>();
-    }
+    auto routes = NoneIfUnknown(Dump<Route>(RTM_GETROUTE, header, table, ReadRoute));
     if (routes) {
-        // An old kernel tells all tables.
-        std::erase_if(*routes, [table](const Route& route) { return route.table != table; });
+        // An old kernel tells all tables, and one that lacks a family tells the others.
+        std::erase_if(*routes, [family, table](const Route& route) {
+            return route.table != table || route.destination.address.family != family;
+        });
     }
     return routes;
 }
@@ -180,9 +186,11 @@ std::optional<std::vector<Route>> RouteSocket::OurRoutes(int family) {
     rtmsg header{};
     header.rtm_family = static_cast<unsigned char>(family);
     header.rtm_protocol = kOurProtocol;
-    auto routes = Dump<Route>(RTM_GETROUTE, header, 0, ReadRoute);
+    auto routes = NoneIfUnknown(Dump<Route>(RTM_GETROUTE, header, 0, ReadRoute));
     if (routes) {
-        std::erase_if(*routes, [](const Route& route) { return route.protocol != kOurProtocol; });
+        std::erase_if(*routes, [family](const Route& route) {
+            return route.protocol != kOurProtocol || route.destination.address.family != family;
+        });
     }
     return routes;
 }
@@ -190,13 +198,16 @@ std::optional<std::vector<Route>> RouteSocket::OurRoutes(int family) {
 std::optional<std::vector<Rule>> RouteSocket::Rules(int family) {
     fib_rule_hdr header{};
     header.family = static_cast<std::uint8_t>(family);
-    return Dump<Rule>(RTM_GETRULE, header, 0, ReadRule);
+    return NoneIfUnknown(Dump<Rule>(RTM_GETRULE, header, 0, ReadRule));
 }
 
 std::optional<std::vector<InterfaceAddress>> RouteSocket::Addresses(unsigned index) {
     ifaddrmsg header{};
     header.ifa_index = index;
     auto addresses = Dump<InterfaceAddress>(RTM_GETADDR, header, 0, ReadAddress);
+    if (!addresses && errno == ENODEV) {
+        return std::vector<InterfaceAddress>();  // it has just gone
+    }
     if (addresses) {
         std::erase_if(*addresses, [index](const auto& each) { return each.index != index; });
     }

@@ -38,29 +38,47 @@ bool IsRemark(std::string_view line) {
     return line.empty() || line.starts_with('#') || line.starts_with(';');
 }
 
-/// The value of a line that sets the key.
-std::optional<std::string_view> ValueIn(std::string_view line, std::string_view key) {
+/// The key and value of a line that has any.
+std::optional<std::pair<std::string_view, std::string_view>> PairIn(std::string_view line) {
     const auto equals = line.find('=');
-    return equals != line.npos && Trim(line.substr(0, equals)) == key
-               ? std::optional(Trim(line.substr(equals + 1)))
-               : std::nullopt;
+    return equals == line.npos || IsRemark(line)
+               ? std::nullopt
+               : std::optional(
+                   std::pair(Trim(line.substr(0, equals)), Trim(line.substr(equals + 1))));
 }
 
 }  // namespace
 
-std::string Section::Value(std::string_view key) const {
-    std::string_view value;
+Section::Section(std::string sectionName, std::string lines)
+    : name(std::move(sectionName)), text(std::move(lines)) {
+    ReadPairs();
+}
+
+void Section::ReadPairs() {
+    pairs.clear();
     for (std::string_view left = text; !left.empty();) {
-        value = ValueIn(CutLine(left), key).value_or(value);
+        if (const auto pair = PairIn(CutLine(left))) {
+            pairs.emplace_back(*pair);
+        }
     }
-    return std::string(value);
+}
+
+std::string Section::Value(std::string_view key) const {
+    std::string value;
+    for (const auto& [each, its] : pairs) {
+        if (each == key) {
+            value = its;
+        }
+    }
+    return value;
 }
 
 void Section::Set(std::string_view key, const std::string& value) {
     std::string kept;
     for (std::string_view left = text; !left.empty();) {
         const auto line = CutLine(left);
-        if (!ValueIn(line, key)) {
+        const auto pair = PairIn(line);
+        if (!pair || pair->first != key) {
             kept += line;
         }
     }
@@ -71,6 +89,7 @@ void Section::Set(std::string_view key, const std::string& value) {
         kept.append("\t").append(key).append("=").append(value).append("\n");
     }
     text = std::move(kept);
+    ReadPairs();
 }
 
 std::string SectionFile::Text() const {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vexonetwork::network {
@@ -11,8 +12,7 @@ namespace vexonetwork::network {
 /// One section of a file, with the comments above its header. Its lines are kept as they stand.
 class Section {
   public:
-    Section(std::string sectionName, std::string lines)
-        : name(std::move(sectionName)), text(std::move(lines)) {}
+    Section(std::string sectionName, std::string lines);
 
     /// An empty one: its header alone.
     explicit Section(const std::string& sectionName)
@@ -28,8 +28,11 @@ class Section {
     void Set(std::string_view key, const std::string& value);
 
   private:
+    void ReadPairs();
+
     std::string name;
     std::string text;
+    std::vector<std::pair<std::string, std::string>> pairs;  ///< that the text holds
 };
 
 /// A sectioned key=value file that people edit too: whatever is not changed stays as it stands,

@@ -113,7 +113,7 @@ std::string Edit(const std::function<std::string(SectionFile&)>& change) {
     if (!file) {
         return File() + " cannot be read";
     }
-    if (const std::string reason = change(*file); !reason.empty()) {
+    if (std::string reason = change(*file); !reason.empty()) {
         return reason;
     }
     return file->Write(File()) ? "" : File() + " cannot be written";
@@ -201,7 +201,11 @@ struct StaticRoutes::State {
 };
 
 void StaticRoutes::State::Read() {
-    read = FileStamps({File()});
+    const FileStamps now({File()});
+    if (now == read) {
+        return;
+    }
+    read = now;
     interfaces.clear();
     anyInterface = false;
     const auto file = SectionFile::Read(File());
@@ -216,7 +220,7 @@ StaticRoutes::StaticRoutes() : state(std::make_unique<State>()) {}
 StaticRoutes::~StaticRoutes() = default;
 
 std::string StaticRoutes::Add(const StaticRoute& route) {
-    const std::string reason = Edit([&route](SectionFile& file) -> std::string {
+    std::string reason = Edit([&route](SectionFile& file) -> std::string {
         const Section section = ToSection(NewName(file), route);
         const auto read = ReadPolicyTableRoute(section);
         if (!read.route) {
@@ -235,7 +239,7 @@ std::string StaticRoutes::Add(const StaticRoute& route) {
 }
 
 std::string StaticRoutes::Change(const StaticRoute& which, const StaticRouteChange& change) {
-    const std::string reason = Edit([&](SectionFile& file) -> std::string {
+    std::string reason = Edit([&](SectionFile& file) -> std::string {
         auto [section, why] = FindRoute(file, which);
         if (!why.empty()) {
             return why;
@@ -258,7 +262,7 @@ std::string StaticRoutes::Change(const StaticRoute& which, const StaticRouteChan
 }
 
 std::string StaticRoutes::Remove(const StaticRoute& which) {
-    const std::string reason = Edit([&which](SectionFile& file) {
+    std::string reason = Edit([&which](SectionFile& file) {
         auto [section, why] = FindRoute(file, which);
         if (why.empty()) {
             file.sections.erase(section);

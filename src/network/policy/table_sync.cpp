@@ -10,6 +10,8 @@
 #include <set>
 #include <tuple>
 
+#include "network/policy/kernel_turn.h"
+
 namespace vexonetwork::network {
 namespace {
 
@@ -48,7 +50,7 @@ void CompareRoutes(const RoutingState& wanted, const RoutingState& present, Step
         surplus.erase(found);
     }
     // A gateway must be a neighbour before a way leads through it.
-    std::ranges::stable_partition(steps.additions, [](const Change& change) {
+    std::stable_partition(steps.additions.begin(), steps.additions.end(), [](const Change& change) {
         return !std::get<Route>(change.object).gateway;
     });
     for (const auto& [place, route] : surplus) {
@@ -61,7 +63,7 @@ void CompareRoutes(const RoutingState& wanted, const RoutingState& present, Step
 void CompareRules(const RoutingState& wanted, const RoutingState& present, Steps& steps) {
     std::multiset<Rule> surplus(present.rules.begin(), present.rules.end());
     std::vector<Rule> rules = wanted.rules;
-    std::ranges::sort(rules);
+    std::sort(rules.begin(), rules.end());
     for (const Rule& rule : rules) {
         if (const auto found = surplus.find(rule); found != surplus.end()) {
             surplus.erase(found);
@@ -151,6 +153,7 @@ std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
 
 bool BringInStep(RouteSocket& socket, const Scope& scope, const RoutingState& wanted,
                  const std::function<bool()>& isCurrent, Complaints& complaints) {
+    const KernelTurn turn;
     for (bool again = false;; again = true) {
         const auto present = ReadState(socket, scope);
         if (!present) {
@@ -160,7 +163,7 @@ bool BringInStep(RouteSocket& socket, const Scope& scope, const RoutingState& wa
         TellForeign(*present, complaints);
         const Steps steps = Compare(wanted, *present);
         const auto refusals = socket.Apply(steps.additions);
-        // What another process of ours has added meanwhile is found at the second look.
+        // What a command that only tries a route has added meanwhile is found at the second look.
         if (!again && std::ranges::find(refusals, EEXIST, &Refusal::error) != refusals.end()) {
             continue;
         }

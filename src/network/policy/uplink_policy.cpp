@@ -1,6 +1,10 @@
 #include "vexonetwork/network/uplink_policy.h"
 
+#include <string.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <functional>
 #include <iterator>
 
 #include "network/interface_name.h"
@@ -16,6 +20,9 @@ namespace {
 constexpr char kSettings[] = "/etc/iproute2/config/policy";
 constexpr int kFamilies[] = {AF_INET, AF_INET6};
 
+/// Gives the number of a table: FindTableNumber or AllotTableNumber.
+using GetNumber = std::optional<std::uint32_t> (*)(const std::string&);
+
 /// The table of the static routes is nobody's uplink, nor are the kernel's own.
 bool CanTakePart(const std::string& ifname) {
     constexpr std::string_view kTaken[] = {"static", "main", "default", "local", "unspec"};
@@ -25,28 +32,31 @@ bool CanTakePart(const std::string& ifname) {
 
 Scope ScopeOf(int family, const std::vector<Uplink>& uplinks) {
     Scope scope{family, {}, kStaticNetworksPriority, kUplinkPriority};
-    std::ranges::transform(uplinks, std::back_inserter(scope.tables), &Uplink::table);
+    for (const Uplink& uplink : uplinks) {
+        if (uplink.table != 0) {
+            scope.tables.push_back(uplink.table);
+        }
+    }
     return scope;
 }
 
-/// An uplink as it is now, but for its table.
-Uplink Look(const std::string& ifname, const StoredGateways& gateways, Links& links,
-            RouteSocket& socket) {
+/// An uplink as it is now, but for its table, which is 0 while it has no number.
+/// @return nothing, with errno, when the kernel does not tell its addresses
+std::optional<Uplink> Look(const std::string& ifname, const StoredGateways& gateways, Links& links,
+                           RouteSocket& socket) {
     Uplink uplink;
     uplink.ifname = ifname;
     uplink.link = links.Find(ifname);
     if (uplink.link.index != 0) {
-        uplink.addresses = socket.Addresses(uplink.link.index).value_or(uplink.addresses);
+        auto addresses = socket.Addresses(uplink.link.index);
+        if (!addresses) {
+            return std::nullopt;
+        }
+        uplink.addresses = std::move(*addresses);
     }
     uplink.gatewayV4 = gateways.Find(AF_INET, ifname);
     uplink.gatewayV6 = gateways.Find(AF_INET6, ifname);
     return uplink;
-}
-
-/// The number is allotted with the first uplink, so that static routes which come later are looked
-/// up without another round.
-std::optional<std::uint32_t> StaticTable(const std::vector<Uplink>& uplinks) {
-    return uplinks.empty() ? std::nullopt : AllotTableNumber("static");
 }
 
 bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink& one, int family) {
@@ -54,7 +64,7 @@ bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink&
     if (!present) {
         return false;
     }
-    const Steps steps = Compare(PlanUplinks(family, all, StaticTable(all)), *present);
+    const Steps steps = Compare(PlanUplinks(family, all, FindTableNumber("static")), *present);
     const auto concerns = [&one](const Change& change) {
         return std::visit([&one](const auto& each) { return each.table == one.table; },
                           change.object);
@@ -84,9 +94,11 @@ struct UplinkPolicy::State {
     Complaints kernel;
     FileStamps read;  ///< the settings as they were at the last look
     std::vector<std::string> interfaces;
+    bool isBehind = false;  ///< the kernel could not be read; the next occasion serves
 
     void ReadSettings();
-    std::vector<Uplink> LookAtUplinks(RouteSocket& socket);
+    std::optional<std::vector<Uplink>> LookAtUplinks(RouteSocket& socket, GetNumber number);
+    bool SynchroniseOnce(const std::function<bool()>& isCurrent);
 };
 
 void UplinkPolicy::State::ReadSettings() {
@@ -111,18 +123,20 @@ void UplinkPolicy::State::ReadSettings() {
     }
 }
 
-std::vector<Uplink> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket) {
+/// Nothing when an interface does not tell: rules of addresses that only were not seen must stay.
+std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket,
+                                                                      GetNumber number) {
     const StoredGateways gateways;
     Links links;
     std::vector<Uplink> uplinks;
     for (const std::string& ifname : interfaces) {
-        Uplink uplink = Look(ifname, gateways, links, socket);
-        if (const auto table = AllotTableNumber(ifname)) {
-            uplink.table = *table;
-            uplinks.push_back(std::move(uplink));
-        } else {
-            kernel.Say("Interface [" + ifname + "] has no routing table of its own");
+        auto uplink = Look(ifname, gateways, links, socket);
+        if (!uplink) {
+            kernel.Say("Failed to read the addresses of [" + ifname + "]: " + ::strerror(errno));
+            return std::nullopt;
         }
+        uplink->table = number(ifname).value_or(0);
+        uplinks.push_back(std::move(*uplink));
     }
     return uplinks;
 }
@@ -160,7 +174,7 @@ std::string UplinkPolicy::Store(const std::vector<std::string>& ifnames, bool en
     if (!file->Write(kSettings)) {
         return std::string(kSettings) + " cannot be written; nothing was changed";
     }
-    return Synchronise() == 0 ? "" : "that is stored, but not all could be set; see the system log";
+    return Synchronise() == 0 ? "" : "stored, but not all of it works: " + state->kernel.Last();
 }
 
 std::vector<std::string> UplinkPolicy::Interfaces() {
@@ -172,6 +186,30 @@ std::vector<std::string> UplinkPolicy::Candidates() {
     return StoredGateways().Interfaces();
 }
 
+bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent) {
+    RouteSocket socket;
+    auto seen = LookAtUplinks(socket, AllotTableNumber);
+    isBehind = !seen;
+    if (isBehind) {
+        return false;
+    }
+    std::vector<Uplink>& uplinks = *seen;
+    const auto hasNoTable = [](const Uplink& uplink) { return uplink.table == 0; };
+    for (const Uplink& uplink : uplinks) {
+        if (hasNoTable(uplink)) {
+            kernel.Say("Interface [" + uplink.ifname + "] has no routing table of its own");
+        }
+    }
+    bool done = std::erase_if(uplinks, hasNoTable) == 0;
+    // Allotted with the first uplink: static routes that come later need no further rule.
+    const auto staticTable = uplinks.empty() ? std::nullopt : AllotTableNumber("static");
+    for (const int family : kFamilies) {
+        const auto wanted = PlanUplinks(family, uplinks, staticTable);
+        done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, kernel) && done;
+    }
+    return done;
+}
+
 int UplinkPolicy::Synchronise() {
     constexpr int kMostAttempts = 3;
     std::vector<std::string> files = StoredGateways::Files();
@@ -181,14 +219,7 @@ int UplinkPolicy::Synchronise() {
         const FileStamps before(files);
         const auto isCurrent = [&] { return FileStamps(files) == before; };
         state->ReadSettings();
-        RouteSocket socket;
-        const std::vector<Uplink> uplinks = state->LookAtUplinks(socket);
-        bool done = uplinks.size() == state->interfaces.size();
-        for (const int family : kFamilies) {
-            const auto wanted = PlanUplinks(family, uplinks, StaticTable(uplinks));
-            done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, state->kernel)
-                   && done;
-        }
+        const bool done = state->SynchroniseOnce(isCurrent);
         if (isCurrent() || attempt == kMostAttempts) {
             return done ? 0 : -1;
         }
@@ -201,7 +232,7 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
         changed.empty() || std::ranges::any_of(state->interfaces, [&](const std::string& each) {
             return changed.contains(each);
         });
-    if ((isOn && concerns) || FileStamps({kSettings}) != state->read) {
+    if ((isOn && (concerns || state->isBehind)) || FileStamps({kSettings}) != state->read) {
         Synchronise();
     }
 }
@@ -209,8 +240,10 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
 std::vector<UplinkStatus> UplinkPolicy::Status() {
     state->ReadSettings();
     RouteSocket socket;
-    const std::vector<Uplink> uplinks = state->LookAtUplinks(socket);
+    const std::vector<Uplink> uplinks =
+        state->LookAtUplinks(socket, FindTableNumber).value_or(std::vector<Uplink>());
     std::vector<UplinkStatus> result;
+    result.reserve(uplinks.size());
     for (const Uplink& uplink : uplinks) {
         result.push_back({uplink.ifname, uplink.table, uplink.link.index != 0, uplink.link.isUp,
                           FamilyStatus(socket, uplinks, uplink, AF_INET),

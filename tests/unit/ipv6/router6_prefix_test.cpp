@@ -147,6 +147,12 @@ TEST_F(Router6Files, GrantEachSubnetOnce) {
     EXPECT_EQ(other.Deallocate("2001:db8:0:10::", "eth1"), 0);
     EXPECT_TRUE(log.Has("router6_prefix",
                         "No matching prefix 2001:db8:0:10:: on eth1 to remove, possibly gone"));
+    Router6Attr edited = Tunnel("wan1", "2001:db8:0:10::/64");
+    edited.AddLan("eth1", "2001:DB8:0:10:0::");
+    ASSERT_EQ(edited.SaveConfig(), 0);
+    EXPECT_EQ(other.Deallocate("2001:db8:0:10::", "eth1"), 0);
+    EXPECT_EQ(other.Allocate("2001:db8:0:10::", "eth2"), 0) << "written by hand, taken back too";
+
     ASSERT_EQ(one.routers[0].RemoveConfig(), 0);
     EXPECT_EQ(one.Allocate("2001:db8:0:11::", "eth1"), -1) << "the router is gone";
     EXPECT_EQ(FileOf("wan0"), "");

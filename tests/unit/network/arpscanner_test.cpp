@@ -23,7 +23,8 @@ constexpr char kNmblookup[] = "/usr/local/bin/nmblookup";
 constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
 
 TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
-    for (const char* line : {"1 2 3 m * eth0", "1 2 3 m br0", ""}) {
+    for (const char* line :
+         {"1 2 3 m * eth0", "1 2 3 m br0", "", "192.0.2.9  0x1  0x0  00:00:00:00:00:00  *  br0"}) {
         EXPECT_FALSE(ParseArpLine(line)) << line;
     }
     EXPECT_EQ(ParseArpLine("1 2 3 m\t* lbr1 more")->mac, "m");
@@ -81,14 +82,18 @@ TEST(ArpScannerTest, NamesComeFromLeasesOrFromTheDevicesThemselves) {
     const std::string pc = "192.0.2.3 02:00:00:00:00:03 ";
     EXPECT_THAT(Scan("1"), ElementsAre());
     EXPECT_THAT(Scan("2"), ElementsAre(tv, pc + "OFFICE-PC"));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THAT(Scan("2"), ElementsAre(tv, pc + "OFFICE-PC"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3)) << "tv is silent";
     EXPECT_THAT(Scan("3"), ElementsAre(tv + "television", pc + "OFFICE-PC"));
     const SyslogSpy log;
     ::unlink(kNmblookup);
     ::unlink(kLeases);
     EXPECT_THAT(Scan("3"), ElementsAre(tv, pc));
-    const std::string failure = "Failed to execute cmd [/usr/local/bin/nmblookup -A 192.0.2.";
-    EXPECT_THAT(log.Messages(), testing::UnorderedElementsAre("Failed to open dhcp leases file",
-                                                              failure + "2]", failure + "3]"));
+    EXPECT_THAT(log.Messages(),
+                testing::UnorderedElementsAre(
+                    "Failed to open dhcp leases file",
+                    "Failed to execute cmd [/usr/local/bin/nmblookup -A 192.0.2.3]"));
 }
 
 TEST(ArpScannerTest, ProgramsThatHangOrFloodAreGivenUpTogether) {
@@ -97,11 +102,12 @@ TEST(ArpScannerTest, ProgramsThatHangOrFloodAreGivenUpTogether) {
               "*.4) echo ' LATE <ACTIVE>'; exec sleep 1000 ;;\n*.5) exec cat /dev/urandom ;;\n"
               "*.6) echo -n 'SIX <ACTIVE>' ;;\n*) exec sleep 1000 ;;\nesac\n");
     ::chmod(kNmblookup, 0755);
+    const std::optional<std::string> silent;
     const int descriptors = OpenDescriptors();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THAT(LookUpNetbiosNames({"192.0.2.2", "192.0.2.3", "192.0.2.4", "192.0.2.5", "192.0.2.6",
                                     "192.0.2.7", "--option"}),
-                ElementsAre("", "", "LATE", "", "SIX", "", ""));
+                ElementsAre(silent, "", "LATE", silent, "SIX", silent, ""));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9));
     EXPECT_EQ(ChildrenOf(::getpid()), "");
     EXPECT_EQ(OpenDescriptors(), descriptors);

@@ -139,6 +139,24 @@ TEST(DeviceListModuleTest, WhatIsNoDeviceEndsTheMerge) {
     EXPECT_EQ(Ask(module, R"({"method": "del", "macAddr": "n"})"), -1);
 }
 
+TEST(DeviceListModuleTest, AFullListStillLearnsOfItsDevices) {
+    DeviceListModule module;
+    const SyslogSpy log;
+    Json::Value list;
+    for (int i = 0; i <= 20'000; ++i) {
+        list["ClientList"][i]["macAddr"] = std::to_string(i);
+    }
+    EXPECT_EQ(module.MergeList(list, true), 0);
+    EXPECT_EQ(module.MergeList(list, true), 0);
+    EXPECT_EQ(Ask(module, R"({"method": "set", "macAddr": "19999", "userdef_displayName": "a",
+                              "userdef_deviceType": "b"})"),
+              0);
+    EXPECT_EQ(Ask(module, R"({"method": "del", "macAddr": "0"})"), 0);
+    EXPECT_EQ(module.MergeList(list, true), 0);
+    EXPECT_EQ(log.Lines().size(), 3U) << "once each time";
+    EXPECT_EQ(Ask(module, R"({"method": "del", "macAddr": "20000"})"), -1);
+}
+
 TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
     MakeLan();
     const std::string device = R"({"ClientList": [{"macAddr": "old", "a": 1}]})";
@@ -155,6 +173,7 @@ TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
                                  "{}",
                                  R"({"ClientList": {"macAddr": "old"}})",
                                  R"({"ClientList": [5, {"macAddr": "old"}, "x"]})",
+                                 R"({"ClientList": [{"macAddr": "old"}, {"ipAddr": "i"}]})",
                                  "!ln -s /tmp/list " + file,
                                  "!mkfifo " + file,
                                  "!install -o 1000 /tmp/list " + file,

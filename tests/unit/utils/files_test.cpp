@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -14,6 +16,7 @@
 #include <vexonetwork/utils/reset_files.h>
 #include <vexonetwork/utils/semaphore.h>
 #include <vexonetwork/utils/utils.h>
+#include <vlib/file.h>
 
 #include "support/syslog_spy.h"
 
@@ -29,6 +32,7 @@ using vexotest::WriteFile;
 
 unsigned secondsSlept = 0;
 std::function<void()> whileSleeping = [] {};
+std::function<void()> whenDeleting = [] {};
 
 }  // namespace
 
@@ -37,6 +41,11 @@ extern "C" unsigned sleep(unsigned seconds) {
     secondsSlept += seconds;
     whileSleeping();
     return 0;
+}
+
+extern "C" int unlink(const char* path) noexcept {
+    whenDeleting();
+    return static_cast<int>(::syscall(SYS_unlink, path));
 }
 
 namespace {
@@ -119,6 +128,13 @@ TEST_F(Files, LockWaitsForItsTurnAndGivesUp) {
     EXPECT_TRUE(waiter.Unlock());
     EXPECT_FALSE(fs::exists(path));
     EXPECT_EQ(vexotest::OpenDescriptors(), descriptors);
+
+    // Who got it before its file goes would be alone with a file that nobody finds any more.
+    ASSERT_TRUE(holder.Lock());
+    int early = -1;
+    whenDeleting = [&] { EXPECT_EQ(VLIBCFileLockByFile(path.c_str(), 1, &early), 0); };
+    EXPECT_TRUE(holder.Unlock());
+    whenDeleting = [] {};
 }
 
 TEST(Semaphore, ReleaseLetsTheNextInAndRemovesTheSet) {

@@ -9,6 +9,7 @@ namespace vexo::network::ipv6::router {
 /// - A LAN that has got a /64 has its first address, PREFIX::1, and radvd announces the /64 there
 ///   (RFC 4861, RFC 4862). What a LAN has no longer is taken back, and for two hours its hosts are
 ///   told to let it go, for as long as other prefixes are announced.
+/// - Of each router's prefix, what no LAN has is unreachable.
 ///
 /// What is so already is not touched. A LAN whose interface is not there waits for the next call.
 /// Takes the Router6Lock.

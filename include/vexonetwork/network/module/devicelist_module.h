@@ -54,7 +54,8 @@ class DeviceListModule : public BaseModule {
     void TerminateClientList();
 
     /// Merges devices into the list, by their "macAddr" or else their "ipAddr"; an element that has
-    /// neither ends that with -1, and those before it stay merged.
+    /// neither ends that with -1, and those before it stay merged. A list of 20,000 devices is
+    /// full: new ones are left out with a log line.
     /// @param list  {"ClientList": [...]}
     /// @param add   whether devices that are not in the list are added
     int MergeList(const Json::Value& list, const bool& add);
