@@ -32,8 +32,7 @@ TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
     const std::pair<std::string, std::string> answers[] = {
         {"status of 192.0.2.2\n\tNAS  <00> -  B <ACTIVE> \n\tNAS2 <03> B <ACTIVE>", "NAS"},
         {"\tLAB <00> - #GROUP$ B #ACTIVE$\n\tNAS <00> - B #ACTIVE$\n", "NAS"},
-        {std::string("x\0 <ACTIVE>\n\tA\"\x1b[31m\xff <ACTIVE>", 30), "A\"\x1b[31m\xff"},
-        {std::string(2000, 'x') + " <ACTIVE>", std::string(977, 'x')}};
+        {std::string("x\0 <ACTIVE>\n\tA\"\x1b[31m\xff <ACTIVE>", 30), "A\"\x1b[31m\xff"}};
     for (const auto& [answer, name] : answers) {
         EXPECT_EQ(ParseNodeStatus(answer), name) << answer;
     }
