@@ -127,6 +127,9 @@ TEST_F(RouteWorld, EachFileHoldsWhatTheListsSay) {
     EXPECT_EQ(ConfigFile("gateway_database"),
               "[b]\n\tgateway=192.0.2.2\n[c]\n\tgateway=\n[z]\n\tgateway=192.0.2.7\n")
         << "another's change is seen, and only added to";
+    Add("b", -2, "'dns': '192.0.2.54'");
+    Add("c", 0);
+    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver 192.0.2.53\nnameserver 192.0.2.54\n");
 }
 
 TEST_F(RouteWorld, AStartReadsSectionsInByteOrderAndDropsWhatHasNoLink) {

@@ -49,7 +49,6 @@ TEST(UnitJobs, KeepNobodyWaitingForABusThatHangs) {
     auto told = log.Messages();
     told.erase(told.begin());
     EXPECT_THAT(told, ElementsAreArray(failures)) << "in their order; there is no manager";
-    EXPECT_FALSE(DhcpClientRuns("eth0"));
 
     // The test ends while this one is under way.
     bus.Signal(SIGSTOP);
