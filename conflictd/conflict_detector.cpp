@@ -29,8 +29,6 @@ void ConflictDetector::Turn(Clock::time_point until, int wake) {
     for (InterfaceWatch* watch : readable) {
         watch->Receive(now, ownMacs, tell);
     }
-    // Only now: a socket whose interface went has said so, and the kernel's word then gives it a
-    // new one.
     FollowKernel(now);
     for (auto& [index, watch] : watches) {
         watch.Advance(now);
@@ -63,7 +61,10 @@ std::vector<InterfaceWatch*> ConflictDetector::Wait(Clock::time_point until, int
 }
 
 void ConflictDetector::FollowKernel(Clock::time_point now) {
-    if (!follower.Read(table)) {
+    // A socket whose interface came back before the kernel's word was read says so only after it.
+    const bool isBroken =
+        std::ranges::any_of(watches, [](const auto& entry) { return entry.second.IsBroken(); });
+    if (!follower.Read(table) && !(isBroken && follower.IsWhole())) {
         return;
     }
     isReady = true;

@@ -26,6 +26,9 @@ class KernelFollower {
     /// not
     bool Read(InterfaceTable& table);
 
+    /// False while the kernel is being asked.
+    bool IsWhole() const { return stage == Stage::kFollowing; }
+
   private:
     enum class Stage { kLinks, kAddresses, kFollowing };
 

@@ -75,6 +75,10 @@ void RequireClientFor(const std::string& ifname) {
                                     + ": its name has other characters than letters, digits"
                                       " and -._@");
     }
+    VEXONETIFINFO info{};
+    if (::VEXONetIFGetInfo(ifname.c_str(), &info, 0) == 0 && (info.flags & IFF_LOOPBACK) != 0) {
+        throw Failure(kRefused, ifname + " is the loopback, which leads to no provider");
+    }
     if (::VEXONetIsIFUp(ifname.c_str()) != 1) {
         throw Failure(kRefused, ifname + " is down; first: ip link set " + ifname + " up");
     }

@@ -21,6 +21,17 @@ Router6Session::Router6Session() {
     if (!lock.Lock()) {
         throw Failure(kRefused, "another command changes routers since 30 seconds; try again");
     }
+    sigset_t delayed;
+    ::sigemptyset(&delayed);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        ::sigaddset(&delayed, signal);
+    }
+    ::sigprocmask(SIG_BLOCK, &delayed, &formerSignals);
+}
+
+Router6Session::~Router6Session() {
+    lock.Unlock();
+    ::sigprocmask(SIG_SETMASK, &formerSignals, nullptr);
 }
 
 void Router6Session::ApplyToLans() const {

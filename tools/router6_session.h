@@ -1,5 +1,7 @@
 #pragma once
 
+#include <signal.h>
+
 #include <optional>
 #include <string>
 
@@ -9,11 +11,13 @@
 namespace vexonetctl {
 
 /// What every command that changes routers needs: to be root, and to be the only one meanwhile.
-/// Fails otherwise. What the library logs is shown on standard error too, for it says why.
+/// Fails otherwise. What the library logs is shown on standard error too, for it says why. Whoever
+/// interrupts the command or ends it waits until it is done: a router half made is in nobody's
+/// file.
 class Router6Session {
   public:
     Router6Session();
-    ~Router6Session() { lock.Unlock(); }
+    ~Router6Session();
     Router6Session(const Router6Session&) = delete;
     Router6Session& operator=(const Router6Session&) = delete;
 
@@ -22,6 +26,7 @@ class Router6Session {
 
   private:
     vexonetwork::utils::FileLock lock{"/run/vexo/router6_command.lock", true};
+    sigset_t formerSignals{};
 };
 
 /// The router that is configured for a WAN; none without one.

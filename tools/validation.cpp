@@ -46,6 +46,14 @@ std::optional<int> LengthOfPrefix(const std::string& text, int longest) {
     return length > 0 && length <= longest ? std::optional(length) : std::nullopt;
 }
 
+/// Whether LANs could be given a part of it: no multicast, no link-local or reserved address.
+bool IsForLans(const AddressBytes& prefix) {
+    constexpr std::uint8_t kReserved = 0;
+    constexpr std::uint8_t kMulticast = 0xff;
+    const bool isLinkLocal = prefix[0] == 0xfe && (prefix[1] & 0xc0) == 0x80;
+    return prefix[0] != kReserved && prefix[0] != kMulticast && !isLinkLocal;
+}
+
 std::optional<int> ToPriority(std::string_view word) {
     if (word == "first" || word == "last" || word == "keep") {
         return word == "first" ? kFirst : word == "last" ? kLast : kKeep;
@@ -102,9 +110,14 @@ std::string CheckAddressLengthV6(const std::string& word) {
 
 std::string CheckRoutedPrefix(const std::string& word) {
     constexpr int kLongest = 64;
-    return LengthOfPrefix(word, kLongest)
+    if (!LengthOfPrefix(word, kLongest)) {
+        return "'" + word + "' is no prefix of at most 64 bits such as 2001:db8:8::/48";
+    }
+    const auto address = ParseAddress(kFamilies[1], word.substr(0, word.find('/')));
+    return address && IsForLans(*address)
                ? ""
-               : "'" + word + "' is no prefix of at most 64 bits such as 2001:db8:8::/48";
+               : "'" + word
+                     + "' is no prefix that hosts of a LAN can have, such as 2001:db8:8::/48";
 }
 
 std::string CheckLanPrefix(const std::string& word) {
