@@ -45,6 +45,7 @@ TEST_F(EventFlood, LeavesNothingBehindAndLosesNoCable) {
     EXPECT_TRUE(MovesTo(wan1));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     EXPECT_LT(Memory(), before + 2048);
+    Settle();
     EXPECT_EQ(ChildrenOf(appliance.Daemon().Pid()), "");
 }
 
