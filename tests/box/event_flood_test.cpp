@@ -1,7 +1,5 @@
 // More events than the daemon can take, and a hook that does not let it take any.
 
-#include <signal.h>
-
 #include <chrono>
 #include <fstream>
 
@@ -47,17 +45,7 @@ TEST_F(EventFlood, LeavesNothingBehindAndLosesNoCable) {
     EXPECT_TRUE(MovesTo(wan1));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     EXPECT_LT(Memory(), before + 2048);
-
-    // Nothing that happens now can be told message by message.
-    const auto overruns = Count(appliance.Log(), "Taking stock of all interfaces");
-    appliance.Daemon().Signal(SIGSTOP);
-    Must("ip -batch " + batch);
-    SetLink(wan0, true);
-    SetLink(wan1, false);
-    appliance.Daemon().Signal(SIGCONT);
-    EXPECT_TRUE(MovesTo(wan0));
     Settle();
-    EXPECT_EQ(Count(appliance.Log(), "Taking stock of all interfaces"), overruns + 1);
     EXPECT_EQ(ChildrenOf(appliance.Daemon().Pid()), "");
 }
 

@@ -47,17 +47,5 @@ TEST_F(EventStory, AddressesOfTheListedMatterAndStrangersDoNot) {
     EXPECT_EQ(changed + DefaultRouteChanges(), 2U) << "more than the election because of wan1";
 }
 
-TEST_F(EventStory, AFlappingLinkEndsInTheRightState) {
-    for (int flap = 0; flap < 200; ++flap) {
-        Must("ip -n isp-wan0 link set far down");
-        Must("ip -n isp-wan0 link set far up");
-    }
-    SetLink(wan0, false);
-    EXPECT_TRUE(MovesTo(wan1));
-    Settle();
-    EXPECT_EQ(ChildrenOf(appliance.Daemon().Pid()), "");
-    EXPECT_EQ(DefaultRoutes("-6").size(), 1U);
-}
-
 }  // namespace
 }  // namespace vexotest

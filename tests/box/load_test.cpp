@@ -1,4 +1,5 @@
-// Eight clients at once; afterwards the bus, the priority file and the resolver file agree.
+// Eight clients and a router at once; afterwards the bus, the priority file and the resolver file
+// agree.
 
 #include <gmock/gmock.h>
 
@@ -9,6 +10,7 @@
 #include <vexonetwork/dbus/net_client.h>
 #include <vexonetwork/utils/config.h>
 
+#include "support/advertiser.h"
 #include "support/appliance.h"
 
 namespace vexotest {
@@ -56,6 +58,9 @@ class Client {
         if (dice < int(kChanges.size())) {
             return (client.*kChanges[size_t(dice)])(request);
         }
+        if (dice == 6) {
+            return client.ResetIPv6Module(request["ifname"].asString());
+        }
         return dice < 10 ? client.GetGatewayDataByInterface(request, reply)
                          : client.GetGatewayListData(request, reply);
     }
@@ -75,8 +80,8 @@ std::string NameServers(const Json::Value& list) {
     return lines;
 }
 
-TEST(Load, EightClientsAtOnce) {
-    MakeUplink(0);
+TEST(Load, EightClientsAndARouterAtOnce) {
+    const Uplink wan0 = MakeUplink(0);
     MakeUplink(1);
     Appliance appliance;
     appliance.StartDaemon();
@@ -88,6 +93,10 @@ TEST(Load, EightClientsAtOnce) {
     std::vector<std::jthread> threads;
     for (Client& client : clients) {
         threads.emplace_back([&client] { client.Work(kRequests); });
+    }
+    Advertiser router(wan0.provider, "far");
+    for (int i = 0; i < 3'000; ++i) {
+        router.Send({.flags = static_cast<unsigned char>(i % 4 * 0x40)});
     }
     threads.clear();
     for (const Client& client : clients) {
@@ -115,6 +124,10 @@ TEST(Load, EightClientsAtOnce) {
         }
         EXPECT_EQ(file.GetKeyValue(section, "slave") == "yes", entry["slave"].asBool());
     }
+    EXPECT_TRUE(Eventually([&] {
+        router.Send({.source = "fe80::77"});
+        return ReadFile("/run/vexo/ipv6_routers.json").find("fe80::77") != std::string::npos;
+    }));
     EXPECT_EQ(appliance.StopDaemon(), 0);
     const std::string log = appliance.Log();
     const auto report = log.find("WARNING: ThreadSanitizer");

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <cstdlib>
 
 #include "support/appliance.h"
 
@@ -22,7 +21,6 @@ TEST(VexonetdCommandLine, IsAnsweredWithoutServing) {
         EXPECT_EQ(outcome.status, 2) << wrong;
         EXPECT_THAT(outcome.err, HasSubstr(wrong));
     }
-    EXPECT_THAT(ReadFile(kPidFile), IsEmpty());
 }
 
 TEST(VexonetdStart, WithoutABusSaysWhatToDo) {
@@ -34,6 +32,7 @@ TEST(VexonetdStart, WithoutABusSaysWhatToDo) {
 }
 
 TEST(VexonetdStart, ASecondDaemonGivesWayToTheFirst) {
+    WriteFile(kPidFile, "a longer text of a former life\n");
     Appliance appliance;
     appliance.StartDaemon();
     const std::string first = std::to_string(appliance.Daemon().Pid());
@@ -49,50 +48,16 @@ TEST(VexonetdStart, ASecondDaemonGivesWayToTheFirst) {
     EXPECT_THAT(third.err, HasSubstr("cannot own the name com.vexo.network"));
 }
 
-TEST(VexonetdStart, LeftoversOfAKilledDaemonAreRemoved) {
-    const std::string folder = "/etc/iproute2/config/";
-    const Arguments foreign = {folder + "mine.tmp.aB3xYz", folder + "resolv4.conf.tmp.long-name",
-                               folder + "resolv4.conf"};
-    for (const std::string& path : foreign) {
-        WriteFile(path, "kept");
-    }
-    WriteFile(folder + "gateway_database.tmp.aB3xYz", "half");
+TEST(VexonetdEnd, ASignalEndsItCleanlyAndALostBusWithAFailure) {
     Appliance appliance;
     appliance.StartDaemon();
-    EXPECT_THAT(ReadFile(folder + "gateway_database.tmp.aB3xYz"), IsEmpty());
-    for (const std::string& path : foreign) {
-        EXPECT_EQ(ReadFile(path), "kept") << path;
-    }
-}
-
-TEST(VexonetdEnd, BySignalIsCleanAndLeavesRoomForTheNext) {
-    Appliance appliance;
-    for (const int signal : {SIGTERM, SIGINT}) {
-        appliance.StartDaemon();
-        EXPECT_EQ(appliance.StopDaemon(signal), 0) << appliance.Log();
-        EXPECT_EQ(ReadFile(kPidFile), "");
-    }
-}
-
-TEST(VexonetdEnd, ALostBusEndsItWithAFailure) {
-    Appliance appliance;
+    EXPECT_EQ(appliance.StopDaemon(SIGINT), 0) << appliance.Log();
+    EXPECT_EQ(ReadFile(kPidFile), "");
     appliance.StartDaemon();
     appliance.StopBus();
     EXPECT_EQ(appliance.Daemon().Wait(), 1);
     EXPECT_THAT(appliance.Log(), HasSubstr("the bus unix:path=/run/vexonet/bus went away"));
     EXPECT_EQ(ReadFile(kPidFile), "");
-}
-
-TEST(VexonetdSupervision, IsToldOfReadinessLifeAndEnd) {
-    ::setenv("WATCHDOG_USEC", "100000", 1);
-    Appliance appliance;
-    appliance.StartDaemon();
-    EXPECT_TRUE(appliance.Hears("WATCHDOG=1"));
-    EXPECT_EQ(appliance.Call("RefreshGateway", R"({"type": "GTYPE_V6"})"), 0);
-    EXPECT_TRUE(appliance.Hears("WATCHDOG=1"));
-    appliance.Daemon().Signal(SIGTERM);
-    EXPECT_TRUE(appliance.Hears("STOPPING=1"));
-    EXPECT_EQ(appliance.Daemon().Wait(), 0);
 }
 
 }  // namespace

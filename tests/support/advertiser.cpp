@@ -3,50 +3,37 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/if_packet.h>
-#include <net/ethernet.h>
-#include <net/if.h>
 #include <netinet/icmp6.h>
-#include <netinet/ip6.h>
 #include <sched.h>
 #include <sys/socket.h>
 
-#include <cstdint>
-#include <cstring>
 #include <thread>
 
 namespace vexotest {
 namespace {
 
-constexpr unsigned char kAllNodes[] = {0xff, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
 constexpr unsigned char kPrefix[] = {3,    4,    64,   0x40, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0,
                                      0x20, 0x01, 0x0d, 0xb8, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
 
+/// A socket whose checksums the kernel fills in, and that may send from anybody's address
+/// (ipv6(7)).
 vexobase::UniqueFd OpenOn(const std::string& ifname) {
-    vexobase::UniqueFd fd(::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0));
-    sockaddr_ll link{};
-    link.sll_family = AF_PACKET;
-    link.sll_ifindex = static_cast<int>(::if_nametoindex(ifname.c_str()));
-    EXPECT_EQ(::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&link), sizeof link), 0) << ifname;
+    vexobase::UniqueFd fd(::socket(AF_INET6, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMPV6));
+    const int on = 1;
+    const int off = 0;
+    ::setsockopt(fd.Get(), IPPROTO_IPV6, IPV6_MULTICAST_LOOP, &off, sizeof off);
+    EXPECT_EQ(::setsockopt(fd.Get(), IPPROTO_IPV6, IPV6_TRANSPARENT, &on, sizeof on), 0);
+    EXPECT_EQ(::setsockopt(fd.Get(), SOL_SOCKET, SO_BINDTODEVICE, ifname.data(),
+                           static_cast<socklen_t>(ifname.size())),
+              0);
     return fd;
 }
 
-void Add(std::uint32_t& sum, const void* bytes, std::size_t size) {
-    const auto* each = static_cast<const unsigned char*>(bytes);
-    for (std::size_t i = 0; i < size; ++i) {
-        sum += i % 2 == 0 ? std::uint32_t{each[i]} << 8 : each[i];
-    }
-}
-
-/// RFC 8200 section 8.1, network byte order.
-std::uint16_t Checksum(const ip6_hdr& header, const std::vector<unsigned char>& message) {
-    std::uint32_t sum = IPPROTO_ICMPV6 + static_cast<std::uint32_t>(message.size());
-    Add(sum, &header.ip6_src, 2 * sizeof(in6_addr));
-    Add(sum, message.data(), message.size());
-    while (sum >> 16 != 0) {
-        sum = (sum & 0xffff) + (sum >> 16);
-    }
-    return htons(static_cast<std::uint16_t>(~sum));
+sockaddr_in6 AddressOf(const std::string& text) {
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    EXPECT_EQ(::inet_pton(AF_INET6, text.c_str(), &address.sin6_addr), 1) << text;
+    return address;
 }
 
 std::vector<unsigned char> Message(const Advertiser::Advertisement& advertisement) {
@@ -77,26 +64,15 @@ Advertiser::Advertiser(const std::string& netns, const std::string& ifname) {
 }
 
 bool Advertiser::Send(const Advertisement& advertisement) {
-    std::vector<unsigned char> message = Message(advertisement);
-    ether_header ethernet{.ether_dhost = {0x33, 0x33, 0, 0, 0, 1},
-                          .ether_shost = {2, 0, 0, 0, 0, 9},
-                          .ether_type = htons(ETHERTYPE_IPV6)};
-    ip6_hdr header{};
-    header.ip6_flow = htonl(6U << 28);
-    header.ip6_plen = htons(static_cast<std::uint16_t>(message.size()));
-    header.ip6_nxt = IPPROTO_ICMPV6;
-    header.ip6_hlim = advertisement.hopLimit;
-    std::memcpy(&header.ip6_dst, kAllNodes, sizeof kAllNodes);
-    EXPECT_EQ(::inet_pton(AF_INET6, advertisement.source.c_str(), &header.ip6_src), 1);
-    const std::uint16_t checksum = Checksum(header, message);
-    std::memcpy(&message[2], &checksum, sizeof checksum);
-
-    iovec parts[] = {
-        {&ethernet, sizeof ethernet}, {&header, sizeof header}, {message.data(), message.size()}};
-    msghdr frame{};
-    frame.msg_iov = parts;
-    frame.msg_iovlen = std::size(parts);
-    return ::sendmsg(socket.Get(), &frame, 0) > 0;
+    const std::vector<unsigned char> message = Message(advertisement);
+    const sockaddr_in6 source = AddressOf(advertisement.source);
+    const sockaddr_in6 allNodes = AddressOf("ff02::1");
+    const int hops = advertisement.hopLimit;
+    ::setsockopt(socket.Get(), IPPROTO_IPV6, IPV6_MULTICAST_HOPS, &hops, sizeof hops);
+    EXPECT_EQ(::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&source), sizeof source), 0);
+    return ::sendto(socket.Get(), message.data(), message.size(), 0,
+                    reinterpret_cast<const sockaddr*>(&allNodes), sizeof allNodes)
+           > 0;
 }
 
 }  // namespace vexotest

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <netinet/in.h>
-
 #include <string>
 #include <vector>
 
@@ -10,7 +8,7 @@
 namespace vexotest {
 
 /// Puts router advertisements on a link as no real router would: from any address, with any hop
-/// limit, as fast as it can (packet(7)).
+/// limit, as fast as it can.
 class Advertiser {
   public:
     /// @param netns   where the port is

@@ -68,9 +68,9 @@ Json::Value Parsed(const std::string& text) {
     return value;
 }
 
-bool Eventually(bool (*condition)(const void*), const void* context) {
+bool Eventually(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition(context)) {
+    while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
@@ -142,20 +142,18 @@ Appliance::~Appliance() = default;
 
 void Appliance::StartDaemon(const Arguments& program) {
     daemon = Process(program, folder / "daemon.log", {{"NOTIFY_SOCKET", folder / "notify"}});
-    EXPECT_TRUE(Hears("READY=1")) << Log();
+    EXPECT_TRUE(IsReady()) << Log();
 }
 
-bool Appliance::Hears(const std::string& message) {
+bool Appliance::IsReady() {
     constexpr int kDeadline = 20'000;
-    pollfd ready{notifications.Get(), POLLIN, 0};
-    while (::poll(&ready, 1, kDeadline) == 1) {
-        std::array<char, 4096> text{};
-        const ssize_t length = ::recv(ready.fd, text.data(), text.size(), 0);
-        if (length > 0 && std::string(text.data(), size_t(length)).find(message) != message.npos) {
-            return true;
-        }
+    pollfd told{notifications.Get(), POLLIN, 0};
+    std::string text;
+    while (text.find("READY=1") == text.npos && ::poll(&told, 1, kDeadline) == 1) {
+        text.resize(4096);
+        ::recv(told.fd, text.data(), text.size(), 0);
     }
-    return false;
+    return told.revents != 0;
 }
 
 int Appliance::StopDaemon(int signal) {

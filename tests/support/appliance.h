@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -62,9 +63,6 @@ class Appliance {
     /// ready.
     void StartDaemon(const Arguments& program = {DaemonProgram(), "--foreground"});
 
-    /// Waits until the daemon tells its supervisor this, past other messages.
-    bool Hears(const std::string& message);
-
     /// Ends the daemon by `signal`.
     /// @return its exit status
     int StopDaemon(int signal = 15);
@@ -88,6 +86,9 @@ class Appliance {
     Json::Value GatewayList(const std::string& type);
 
   private:
+    /// Waits until the daemon tells its supervisor so.
+    bool IsReady();
+
     TempFolder folder;
     vexobase::UniqueFd notifications;
     Process bus;
@@ -98,11 +99,6 @@ class Appliance {
 Json::Value Parsed(const std::string& text);
 
 /// Waits until `condition` holds, at most 20 s; for facts of the kernel that no descriptor tells.
-bool Eventually(bool (*condition)(const void*), const void* context);
-template <typename Condition>
-bool Eventually(const Condition& condition) {
-    return Eventually([](const void* c) { return (*static_cast<const Condition*>(c))(); },
-                      &condition);
-}
+bool Eventually(const std::function<bool()>& condition);
 
 }  // namespace vexotest

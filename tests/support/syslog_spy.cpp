@@ -1,7 +1,6 @@
 #include "support/syslog_spy.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <iterator>
@@ -15,24 +14,21 @@ bool listening = false;
 std::vector<LogLine> lines;
 
 /// Takes "source:line message" apart.
-LogLine Parse(int priority, const std::string& text) {
+LogLine Parse(const std::string& text) {
     const auto colon = text.find(':');
-    const auto blank = text.find(' ', colon);
-    int number = 0;
-    if (colon == text.npos || blank == text.npos
-        || std::from_chars(text.data() + colon + 1, text.data() + blank, number).ec
-               != std::errc()) {
-        return {priority, "", 0, text};
+    const auto end = text.find_first_not_of("0123456789", colon + 1);
+    if (colon == text.npos || end == text.npos || end == colon + 1 || text[end] != ' ') {
+        return {"", text};
     }
-    return {priority, text.substr(0, colon), number, text.substr(blank + 1)};
+    return {text.substr(0, colon), text.substr(end + 1)};
 }
 
-void Collect(int priority, const char* format, va_list arguments) {
+void Collect(const char* format, va_list arguments) {
     char text[8192];
     std::vsnprintf(text, sizeof text, format, arguments);
     const std::lock_guard guard(mutex);
     if (listening) {
-        lines.push_back(Parse(priority, text));
+        lines.push_back(Parse(text));
     }
 }
 
@@ -76,18 +72,18 @@ void SyslogSpy::Clear() {
 // The libraries' calls end here: the test program's definitions come before libc's.
 extern "C" {
 
-void syslog(int priority, const char* format, ...) {
+void syslog(int /*priority*/, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vexotest::Collect(priority, format, arguments);
+    vexotest::Collect(format, arguments);
     va_end(arguments);
 }
 
 void __syslog_chk(int priority, int, const char* format, ...);
-void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+void __syslog_chk(int /*priority*/, int /*flag*/, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vexotest::Collect(priority, format, arguments);
+    vexotest::Collect(format, arguments);
     va_end(arguments);
 }
 }

@@ -7,9 +7,7 @@ namespace vexotest {
 
 /// One line as it went to the system log.
 struct LogLine {
-    int priority;
-    std::string source;  ///< "route_module"
-    int line;
+    std::string source;   ///< "route_module"
     std::string message;  ///< without source and line
 };
 

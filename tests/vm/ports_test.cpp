@@ -40,12 +40,6 @@ class Ports : public testing::Test {
         }
     }
 
-    static void MakeBond() {
-        Must("ip link add bond0 up type bond mode active-backup miimon 10");
-        Must("ip link set eth2 master bond0");
-        Must("ip link set eth3 master bond0");
-    }
-
     static void SetCable(const std::string& port, bool plugged) {
         Must("ip link set " + port + " carrier " + (plugged ? "on" : "off"));
     }
@@ -109,24 +103,12 @@ TEST_F(Ports, AreCalledAsOnTheCase) {
     ExpectNews({"LAN 3 (slave) up"});
 }
 
-TEST_F(Ports, InABondAreNoLinksOfTheirOwn) {
-    appliance.StartDaemon();
-    ExpectNews({});
-    MakeBond();
-    ExpectNews({"link_down bond0", "link_up bond0", "LAN 3 (slave) up", "LAN 4 (slave) up"});
-
-    SetCable("eth2", false);
-    ExpectNews({"LAN 3 (slave) down"});
-    SetCable("eth3", false);
-    ExpectNews({"link_down bond0", "LAN 4 (slave) down"});
-    SetCable("eth2", true);
-    ExpectNews({"link_up bond0", "LAN 3 (slave) up"});
-}
-
 TEST_F(Ports, InABondCarryAVlanToTheLastCable) {
     const std::string vlan = "via 192.0.2.1 dev bond0.5 src 192.0.2.10";
     const std::string port = "via 198.51.100.1 dev eth0 src 198.51.100.10";
-    MakeBond();
+    Must("ip link add bond0 up type bond mode active-backup miimon 10");
+    Must("ip link set eth2 master bond0");
+    Must("ip link set eth3 master bond0");
     Must("ip link add link bond0 name bond0.5 up type vlan id 5");
     Must("ip addr add 192.0.2.10/24 dev bond0.5");
     WriteFile("/etc/sysconfig/network-scripts/ifcfg-bond0.5",

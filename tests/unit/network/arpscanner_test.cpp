@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <set>
 
@@ -24,8 +23,8 @@ constexpr char kNmblookup[] = "/usr/local/bin/nmblookup";
 constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
 
 TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
-    for (const char* line : {"1 2 3 m * eth0", "1 2 3 m br0", "", "IP address  HW type  Flags  HW",
-                             "192.0.2.9  0x1  0x0  00:00:00:00:00:00  *  br0"}) {
+    for (const char* line :
+         {"1 2 3 m * eth0", "1 2 3 m br0", "", "192.0.2.9  0x1  0x0  00:00:00:00:00:00  *  br0"}) {
         EXPECT_FALSE(ParseArpLine(line)) << line;
     }
     EXPECT_EQ(ParseArpLine("1 2 3 m\t* lbr1 more")->mac, "m");
@@ -33,30 +32,10 @@ TEST(DeviceTextsTest, WhatHasAnotherFormGivesNothing) {
     const std::pair<std::string, std::string> answers[] = {
         {"status of 192.0.2.2\n\tNAS  <00> -  B <ACTIVE> \n\tNAS2 <03> B <ACTIVE>", "NAS"},
         {"\tLAB <00> - #GROUP$ B #ACTIVE$\n\tNAS <00> - B #ACTIVE$\n", "NAS"},
-        {std::string("x\0 <ACTIVE>\n\tA\"\x1b[31m\xff <ACTIVE>", 30), "A\"\x1b[31m\xff"},
-        {std::string(2000, 'x') + " <ACTIVE>", std::string(977, 'x')}};
+        {std::string("x\0 <ACTIVE>\n\tA\"\x1b[31m\xff <ACTIVE>", 30), "A\"\x1b[31m\xff"}};
     for (const auto& [answer, name] : answers) {
         EXPECT_EQ(ParseNodeStatus(answer), name) << answer;
     }
-}
-
-TEST(DeviceTextsTest, TheFirstOfManyLeasesWithAMacNamesIt) {
-    std::string leases =
-        "1 00:00:00:00:00:01 i1 one 01:00:00:00:00:00:01\n1 00:00:00:00:00:02 i2\n"
-        "1 00:00:00:00:00:03 i3 \"th\x01ree\" ff:00:00:00:00:00:04:00\n";
-    for (int i = 0; i < 100'000; ++i) {
-        leases += "1 00:00:00:00:00:02 192.0.2.2 late 01:00:00:00:00:00:04\n";
-    }
-    leases += "1 odd i5 five\n00:00:00:00:00:06";
-    const std::string three = "\"th\x01ree\"";
-    const NamesByMac names = {{"00:00:00:00:00:01", "one"}, {"00:00:00:00:00:02", ""},
-                              {"00:00:00:00:00:03", three}, {"00:00:00:00:00:04", three},
-                              {"00:00:00:00:04:00", three}, {"00:00:00:00:00:05", ""},
-                              {"00:00:00:00:00:06", ""},    {"odd", "five"}};
-    NamesByMac found = names;
-    std::for_each(found.begin(), found.end(), [](auto& each) { each.second.clear(); });
-    ReadLeases(leases, found);
-    EXPECT_EQ(found, names);
 }
 
 /// The device 192.0.2.2, of which the kernel was only told, and 192.0.2.3, which answers.

@@ -108,21 +108,9 @@ class Advertisements : public FakeModules {
     }
 
     std::string Remembered(const std::string& ifname = "eth0") {
-        const auto record = module.Records().find(ifname);
-        if (record == module.Records().end()) {
-            return "nothing";
-        }
-        return record->second.gateway + " " + std::to_string(record->second.last_ra_time) + " "
-               + std::to_string(record->second.state);
-    }
-
-    void Reset(const std::string& ifname) {
-        Json::Value request;
-        request["method"] = "RESET_IPV6_MODULE";
-        request["ifname"] = ifname;
-        Json::Value reply;
-        EXPECT_EQ(module.ProcessRequest(request, reply), 0);
-        EXPECT_TRUE(reply.isNull());
+        const auto& record = module.Records().at(ifname);
+        return record.gateway + " " + std::to_string(record.last_ra_time) + " "
+               + std::to_string(record.state);
     }
 
     IPv6Module module;
@@ -145,10 +133,6 @@ TEST_F(Advertisements, ChooseGatewayAndMethod) {
     EXPECT_THAT(changes,
                 ElementsAre("eth0 0", "eth0 2", "eth0 4", "eth0 2", "eth0 0", "eth0 4", "eth0 0"));
     EXPECT_THAT(requests, SizeIs(7));
-    // A route module that fails keeps nothing else from being done.
-    answer = [](Json::Value&) { return -1; };
-    Receive("fe80::9", kManaged, "eth1");
-    EXPECT_EQ(changes.back(), "eth1 2");
 }
 
 TEST_F(Advertisements, AnotherRouterWaitsForTheFirstToGo) {
@@ -172,9 +156,6 @@ TEST_F(Advertisements, AnotherRouterWaitsForTheFirstToGo) {
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10)) << script;
         EXPECT_THAT(Remembered(), HasSubstr(router)) << script;
     }
-    ::unlink("/usr/bin/ndisc6");
-    Receive("fe80::7");
-    EXPECT_THAT(Remembered(), HasSubstr("fe80::7"));
     EXPECT_EQ(vexotest::Run({"pgrep", "-r", "R,S,D", "sleep"}).out, "");
 }
 
@@ -200,8 +181,12 @@ TEST_F(Advertisements, AreForInterfacesThatFollowThem) {
 TEST_F(Advertisements, AreForgottenOnRequest) {
     Receive("fe80::1");
     Receive("fe80::1", 0, "eth1");
-    Reset("nowhere");
-    Reset("eth0");
+    for (const char* ifname : {"nowhere", "eth0"}) {
+        Json::Value request, reply;
+        request["method"] = "RESET_IPV6_MODULE";
+        request["ifname"] = ifname;
+        EXPECT_EQ(module.ProcessRequest(request, reply), 0);
+    }
     Receive("fe80::2");
     EXPECT_THAT(Remembered(), HasSubstr("fe80::2"));
     EXPECT_THAT(Remembered("eth1"), HasSubstr("fe80::1"));
@@ -212,38 +197,15 @@ TEST_F(Advertisements, PrefixesAreCollectedAsFarAsOptionsAreWhole) {
     const Bytes other{1, 1, 2, 0, 0, 0, 0, 1};  // a source link-layer address
     Bytes tooLong = Prefix(7);
     tooLong[1] = 5;
-    struct Case {
-        Bytes packet;
-        std::vector<std::string> prefixes;
-        std::vector<std::string> messages;
-    };
-    const auto cut = [](Bytes packet, std::size_t length) {
-        packet.resize(length);
-        return packet;
-    };
-    const Bytes whole =
-        Advertisement(0, {other, Prefix(1), Prefix(2, ND_OPT_PI_FLAG_ONLINK), Prefix(3)});
-    const std::string zero = "zero length option in RA";
-    for (Case& each : std::vector<Case>{
-             {whole, {"2001:db8:1::", "2001:db8:3::"}, {}},
-             {Advertisement(0, {}), {}, {}},
-             {cut(Advertisement(0, {other}), 17), {}, {zero}},
-             {cut(Advertisement(0, {other}), 18),
-              {},
-              {"option length greater than total length in RA (type 1, optlen 8, len 2)"}},
-             {Advertisement(0, {Prefix(1), Bytes(8)}), {"2001:db8:1::"}, {zero}},
-             {Advertisement(0, {Prefix(1), tooLong}),
-              {"2001:db8:1::"},
-              {"option length greater than total length in RA (type 3, optlen 40, len 32)"}},
-             // An option of a prefix's type without room for one.
-             {Advertisement(0, {{3, 1, 64, 0x40, 0, 0, 0, 0}, Prefix(1)}), {"2001:db8:1::"}, {}},
-             {Advertisement(0, std::vector<Bytes>(185, other)), {}, {}},
-         }) {
-        spy.Clear();
-        each.packet.shrink_to_fit();
-        EXPECT_EQ(module.RaAutoPrefixGet(each.packet.data(), int(each.packet.size()), "eth0"),
-                  each.prefixes);
-        EXPECT_EQ(spy.Messages(), each.messages);
+    const Bytes tooShort{3, 1, 64, 0x40, 0, 0, 0, 0};  // no room for a prefix
+    for (const auto& options : {std::vector{other, Prefix(2, ND_OPT_PI_FLAG_ONLINK), Prefix(1)},
+                                {Prefix(1), Bytes(8), Prefix(2)},
+                                {Prefix(1), tooLong},
+                                {tooShort, Prefix(1)}}) {
+        Bytes packet = Advertisement(0, options);
+        packet.shrink_to_fit();
+        EXPECT_THAT(module.RaAutoPrefixGet(packet.data(), int(packet.size()), "eth0"),
+                    ElementsAre("2001:db8:1::"));
     }
 }
 
@@ -266,12 +228,9 @@ TEST_F(Advertisements, AreDiscardedAsHostsMust) {
     EXPECT_THAT(module.Records(), IsEmpty());
     // Without flags it must say how to get an address; with M it need not.
     Hand(Advertisement(0, {Prefix(1, ND_OPT_PI_FLAG_ONLINK)}), "fe80::1", 255);
-    EXPECT_TRUE(spy.Has("ipv6_module", "Ignore stateless RA which has no prefix information."));
     EXPECT_THAT(module.Records(), IsEmpty());
     Hand(good, "fe80::1", 255);
     EXPECT_EQ(Remembered(), "fe80::1 " + std::to_string(now) + " 1");
-    Hand(with(0, ICMP6_ECHO_REQUEST), "fe80::1", 255);
-    EXPECT_TRUE(spy.Has("ipv6_module", "icmpv6 filter failed"));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 #include "route_world.h"
 
-/// No election gets further, and no request minds.
+/// No election gets further.
 int VEXONetDefaultGatewayGet(char*, int) {
     return -1;
 }
@@ -27,8 +27,6 @@ int VEXONetDnsConfigChangeHook(int stage, const char* ifname, const VLIBSZLIST* 
 
 namespace vexotest {
 namespace {
-
-using testing::ElementsAre;
 
 const std::string kAddresses = "'gateway': '192.0.2.1', 'dns': '192.0.2.53'";
 const std::string kWhole = kAddresses + ", 'class': 'vpn'";
@@ -129,15 +127,9 @@ TEST_F(RouteWorld, EachFileHoldsWhatTheListsSay) {
     EXPECT_EQ(ConfigFile("gateway_database"),
               "[b]\n\tgateway=192.0.2.2\n[c]\n\tgateway=\n[z]\n\tgateway=192.0.2.7\n")
         << "another's change is seen, and only added to";
-}
-
-TEST_F(RouteWorld, TheSystemsResolverFollowsWhenItIsAutomatic) {
-    WriteFile("/etc/resolv.conf", "");
-    Add("a", -1, "'dns': '192.0.2.53'");
-    EXPECT_EQ(ReadFile("/etc/resolv.conf"), "");
-    WriteFile("/etc/vexoinfo.conf", "dns_mode=AUTO\n");
-    Add("a", -2, "'dns': '192.0.2.54'");
-    EXPECT_EQ(ReadFile("/etc/resolv.conf"), "nameserver 192.0.2.54\n");
+    Add("b", -2, "'dns': '192.0.2.54'");
+    Add("c", 0);
+    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver 192.0.2.53\nnameserver 192.0.2.54\n");
 }
 
 TEST_F(RouteWorld, AStartReadsSectionsInByteOrderAndDropsWhatHasNoLink) {
@@ -174,28 +166,6 @@ TEST_F(RouteWorld, HooksFrameTheChangeAndOnlyARealOne) {
         Add("eth7", -2, members);
         EXPECT_EQ(announced, hooks) << members;
     }
-}
-
-TEST_F(RouteWorld, TheFirstFailedWriteEndsARequest) {
-    const std::string folder = "/etc/iproute2/config/";
-    Must("mkdir -p " + folder + "resolv4.conf");
-    Add("a", -1, kAddresses);
-    EXPECT_EQ(log.Messages().back(), "Failed to open file[" + folder + "resolv4.conf]");
-    EXPECT_THAT(announced, ElementsAre("4 ipv4 a >192.0.2.1 first", "4 a 1 192.0.2.53"));
-    EXPECT_EQ(ConfigFile("gateway_database"), "");
-    EXPECT_EQ(Order(), "a") << "the list keeps the change";
-
-    Must("mkdir " + folder + "gateway_database");
-    Add("a", 0, "'gateway': '192.0.2.1'");
-    EXPECT_EQ(log.Messages().back(), "Failed to read config [" + folder + "gateway_database]");
-}
-
-TEST_F(RouteWorld, AStoreThatFailsEndsBothElections) {
-    Add("lo", 0, "'gateway': '::'", "GTYPE_V6");
-    Must("ip -6 route flush default");
-    Do("REFRESH_GATEWAY", "", "ALL");
-    EXPECT_THAT(log.Messages(), ElementsAre("Get system gateway failed"));
-    EXPECT_EQ(Must("ip -6 route show default"), "");
 }
 
 }  // namespace

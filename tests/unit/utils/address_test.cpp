@@ -1,12 +1,10 @@
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
-#include <syslog.h>
 
 #include <vexonetwork/utils/ip_address.h>
 #include <vexonetwork/utils/mac_address.h>
 
 #include "support/process.h"
-#include "support/syslog_spy.h"
 
 namespace {
 
@@ -44,9 +42,7 @@ TEST(IPAddress, CountsMaskBitsAndCutsPrefixes) {
     EXPECT_EQ(IPAddress::GetIPv6NetworkPart(address, -5), "::");
     EXPECT_EQ(IPAddress::GetIPv6NetworkPart(address, 57), "2001:db8:1:80::");
     EXPECT_EQ(IPAddress::GetIPv6NetworkPart(address, 1000), address);
-    vexotest::SyslogSpy spy;
     EXPECT_EQ(IPAddress::GetIPv6NetworkPart("10.0.0.1", 64), "");
-    EXPECT_THAT(spy.Messages(), ElementsAre("Unable to convert 10.0.0.1 to binary form"));
 }
 
 TEST(IPAddress, ListsAnInterface) {
@@ -60,13 +56,10 @@ TEST(IPAddress, ListsAnInterface) {
 
 TEST(MacAddress, FormalizesAndCountsTheSixthOctetModulo255) {
     EXPECT_EQ(MacAddress("001122AABBcc").ToString(), "00:11:22:AA:BB:cc");
-    vexotest::SyslogSpy spy;
     for (const char* text : {"00-11-22-33-44-55", "00:11:22:33:44:5g", "00112233445g", ""}) {
         EXPECT_FALSE(MacAddress(text).IsFormalized());
         EXPECT_EQ(MacAddress(text).ToString(), text);
     }
-    EXPECT_EQ(spy.Messages().back(), "Bad mac addr length (0)");
-    EXPECT_EQ(spy.Lines().back().priority, LOG_DEBUG);
 
     const auto sum = [](const char* address, int n) {
         return (MacAddress(address) + n).ToString();

@@ -1,4 +1,7 @@
+#include "support/appliance.h"
+
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -7,25 +10,27 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include <vexo/change_hook.h>
 #include <vexo/dns.h>
-#include <vexo/event_log.h>
-#include <vexo/firewall.h>
-#include <vexo/ha.h>
-#include <vexo/systemd.h>
+#include <vexo/hook_report.h>
+#include <vexobase/unique_fd.h>
+#include <vexonetsdk/sdk_s.h>
+#include <vlib/plugin.h>
 
-#include "support/files.h"
 #include "support/syslog_spy.h"
+#include "vexo/hook_end.h"
 #include "vexo/hook_runner.h"
-#include "vexo/system_manager.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
+using namespace testing;
+using vexonetsdk::sdk_s::VLIBPluginAction_S;
 using vexoplatform::RunHooks;
+using vexotest::Eventually;
 using vexotest::ReadFile;
 using vexotest::SyslogSpy;
 using vexotest::WriteFile;
@@ -75,34 +80,6 @@ TEST(DnsUpdate, KeepsALinkAndSaysWhatFails) {
     EXPECT_EQ(VEXONetDNSUpdate_S(), -1) << "a server file cannot be read";
 }
 
-TEST(EventLog, AppendsOneLinePerEntry) {
-    const SyslogSpy log;
-    EXPECT_EQ(VEXOLogSet1(2, 1, 293606161, "", "192.0.2.1", "", nullptr, "", "", ""), 0);
-    EXPECT_EQ(VEXOLogSet1(3, 1, 7, "two\nlines \xff \"x\"", "", "", "", "", "", ""), 0);
-    EXPECT_THAT(ReadFile("/var/log/vexo/events.jsonl"),
-                testing::MatchesRegex(
-                    "[{]\"arguments\":\\[\"\",\"192.0.2.1\"\\],\"event\":293606161,\"level\":2,"
-                    "\"time\":\"20..-..-..T..:..:..[.]...Z\"[}]\n"
-                    "[{]\"arguments\":\\[\"two\\\\nlines \\\\ufffd \\\\\"x\\\\\"\"\\],.*[}]\n"));
-    EXPECT_EQ(log.Messages()[0], "Event 293606161 [] [192.0.2.1]");
-}
-
-TEST(HighAvailability, DoesNotCutANameThatIsTooLong) {
-    WriteFile("/usr/vexo/etc/ha.conf", "heartbeat_if=sixteen-bytes-xx\n");
-    char name[32] = "untouched";
-    EXPECT_EQ(VEXOHAGetHeartbeatIF(name, sizeof name), -1);
-    EXPECT_STREQ(name, "untouched");
-}
-
-TEST(Systemd, FailsAndSaysSoWhereNoManagerRuns) {
-    const SyslogSpy log;
-    EXPECT_FALSE(VEXOCSystemdEnable("unit") || VEXOCSystemdDisable("unit"));
-    EXPECT_FALSE(VEXOCSystemdStart("unit") || VEXOCSystemdStop("unit"));
-    EXPECT_TRUE(VEXOCSystemdActiveStatusGet("unit") == -1 && VEXOFwRuleHup() == -1);
-    EXPECT_EQ(log.Messages(), std::vector<std::string>(6, "No system manager is running"));
-    EXPECT_EQ(vexoplatform::FullUnitName("dhclient6@eth0.1"), "dhclient6@eth0.1.service");
-}
-
 const std::string kFolder = "/usr/vexo/hooks/net/demo/";
 const std::string kOut = "/tmp/hook-out";
 const std::string kAppendName = "echo ${0##*/} >> " + kOut;
@@ -134,21 +111,51 @@ TEST(Hooks, RunInByteOrderUnlessNotRootsAlone) {
     }
 }
 
+/// The next report of root's that waits.
+std::string NextReport(const vexobase::UniqueFd& reports) {
+    char text[VEXO_HOOK_REPORT_MAX] = "";
+    pollfd event{reports.Get(), POLLIN, 0};
+    while (*text == '\0' && ::poll(&event, 1, 0) == 1) {
+        VEXOHookReportRead(reports.Get(), text, sizeof text);
+    }
+    return text;
+}
+
+void ExpectNobodyIsHeard() {
+    const pid_t nobody = ::fork();
+    if (nobody == 0) {
+        const bool isNobody = ::setresuid(65534, 65534, 65534) == 0;
+        vexoplatform::SendHookReport("net/demo", "/tmp/forged", {{"FORGED", "yes"}}, {}, 1s);
+        ::_exit(isNobody && VEXOHookReportOpen() < 0 ? errno : 0);
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(nobody, &status, 0), nobody);
+    EXPECT_EQ(WEXITSTATUS(status), EPERM) << "only root may listen";
+}
+
 TEST(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
     const std::string kLeaveGroup = "'setpgrp(0, getpgrp(getppid())); sleep 1000'";
     ::setpgid(0, 0);  // a group that the hook can see and join
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const vexobase::UniqueFd reports(VEXOHookReportOpen());
+    ExpectNobodyIsHeard();
     const int before = vexotest::OpenDescriptors();
     WriteScript(kFolder + "1", "exit 3");
     WriteScript(kFolder + "2", "kill -SEGV $$");
     WriteScript(kFolder + "3", "sleep 1000 & echo $! > " + kOut + "; exec perl -e " + kLeaveGroup);
     WriteScript(kFolder + "4", kAppendName);
     const SyslogSpy log;
-    EXPECT_EQ(RunHooks("net", "demo", {}, 1s), -1);
+    // Control characters take most room in a report.
+    const std::string full(4000, '\x01');
+    EXPECT_EQ(RunHooks("net", "demo", {{"A", full}, {"B", std::string(9999, '\xff')}}, 1s), -1);
+    for (const char* end : {"\"status\":3", "\"signal\":11", "\"killed\":true"}) {
+        const std::string report = NextReport(reports);
+        EXPECT_THAT(report, AllOf(HasSubstr(end), HasSubstr("\"truncated\":true")));
+    }
     EXPECT_THAT(log.Messages(), ElementsAre("Hook [" + kFolder + "1] failed with status 3",
                                             "Hook [" + kFolder + "2] was ended by signal 11",
                                             "Hook [" + kFolder + "3] was killed after 1000 ms"));
-    EXPECT_THAT(ReadFile(kOut), testing::EndsWith("\n4\n"));
+    EXPECT_THAT(ReadFile(kOut), EndsWith("\n4\n"));
     int status = 0;
     const pid_t sleeper = std::stoi(ReadFile(kOut));
     ASSERT_EQ(::waitpid(sleeper, &status, 0), sleeper);
@@ -160,9 +167,8 @@ TEST(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
 TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
     WriteScript(kFolder + "show", kShow);
     EXPECT_EQ(RunHooks("net", "demo", {{"IFNAME", "eth0"}, {"DNS", "1.1.1.1\n;rm $(x)"}}), 0);
-    const std::string shown =
-        "DNS=1.1.1.1\n;rm $(x)\nIFNAME=eth0\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n";
-    EXPECT_EQ(ReadFile(kOut), shown);
+    EXPECT_EQ(ReadFile(kOut),
+              "DNS=1.1.1.1\n;rm $(x)\nIFNAME=eth0\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n");
     const SyslogSpy log;
     EXPECT_EQ(RunHooks("net", "demo", {{"DNS", std::string(1 << 20, 'x')}}), -1);
     EXPECT_EQ(log.Messages().back(),
@@ -171,8 +177,7 @@ TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
     EXPECT_EQ(RunHooks("net", "demo", {{"DNS", most.substr(4) + ",2"}}), 0);
     EXPECT_TRUE(ReadFile(kOut) == most + "\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n");
     EXPECT_EQ(log.Messages().back(), "Hooks of [net/demo] get only the beginning of DNS");
-    fs::rename(kOut, kOut + ".long");
-    EXPECT_EQ(RunHooks("net", "absent", {}), 0);
+    fs::remove(kOut);
     for (const std::string name : {"", "..", "demo/"}) {
         EXPECT_EQ(RunHooks("net", name, {}), -1) << name;
     }
@@ -183,20 +188,57 @@ TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
     EXPECT_FALSE(fs::exists(kOut));
 }
 
-TEST(ChangeHooks, TellWhatChanges) {
-    WriteScript("/usr/vexo/hooks/net/gateway_config_change/show", kShow);
+TEST(Hooks, TellTheNameServersThatChange) {
     WriteScript("/usr/vexo/hooks/net/dns_config_change/show", kShow + "; exit 1");
-    const std::string path = "PATH=/usr/sbin:/usr/bin:/sbin:/bin\n";
-    EXPECT_EQ(VEXONetGatewayConfigChangeHook(4, "ipv4", "eth0", "", "192.0.2.1"), 0);
-    EXPECT_EQ(ReadFile(kOut), "IFNAME=eth0\nNEW_GATEWAY=192.0.2.1\nOLD_GATEWAY=\n" + path
-                                  + "PROTOCOL=ipv4\nSTAGE=before\n");
     char first[] = "192.0.2.53";
     char second[] = "2001:db8::53";
     char* servers[] = {first, second};
     const VLIBSZLIST list{2, 2, servers};
     EXPECT_EQ(VEXONetDnsConfigChangeHook(5, "eth0", &list), -1) << "the hook failed";
     EXPECT_EQ(ReadFile(kOut),
-              "DNS=192.0.2.53 2001:db8::53\nIFNAME=eth0\n" + path + "STAGE=after\n");
+              "DNS=192.0.2.53 2001:db8::53\nIFNAME=eth0\n"
+              "PATH=/usr/sbin:/usr/bin:/sbin:/bin\nSTAGE=after\n");
+}
+
+/// A hook that writes its arguments, then does `further`.
+void WriteListener(const std::string& further) {
+    WriteScript(kFolder + "show", "echo \"$A $B\" >> " + kOut + "\n" + further);
+}
+
+TEST(PluginSession, RunsWithTheLastArgumentsAndTellsOfFailures) {
+    VLIBPLUGIN* session = VLIBPluginSDKInit("net", "demo");
+    VLIBPluginSetArg(session, "A", "former");
+    VLIBPluginSetArg(session, "A", "x;y $(z)");
+    VLIBPluginSetBlocking(session, 1);
+    fs::create_directories(kFolder);
+    EXPECT_EQ(VLIBPluginIsHeard("net", "demo"), 0);
+    EXPECT_EQ(VLIBPluginAction_S(session), 0) << "nobody listens";
+    WriteListener("exit $B");
+    EXPECT_EQ(VLIBPluginIsHeard("net", "demo"), 1);
+    for (const auto& [status, result] : {std::pair{"0", 0}, {"7", -1}}) {
+        VLIBPluginSetArg(session, "B", status);
+        EXPECT_EQ(VLIBPluginAction_S(session), result);
+    }
+    EXPECT_EQ(ReadFile(kOut), "x;y $(z) 0\nx;y $(z) 7\n");
+    EXPECT_EQ(VLIBPluginSetArg(session, "A=B", "value"), -1);
+    EXPECT_EQ(VLIBPluginSDKInit("net", ".."), nullptr);
+    VLIBPluginExit(session);
+}
+
+TEST(PluginSession, GoesOnWithoutItsCaller) {
+    ASSERT_EQ(::mkfifo("/tmp/gate", 0600), 0);
+    WriteListener("read line < /tmp/gate; echo $A $line >> " + kOut + "; exit 3");
+    const SyslogSpy log;
+    VLIBPLUGIN* session = VLIBPluginSDKInit("net", "demo");
+    VLIBPluginSetArg(session, "A", "kept");
+    EXPECT_EQ(VLIBPluginAction_S(session), 0);
+    VLIBPluginSetArg(session, "A", "changed");
+    VLIBPluginExit(session);
+    std::ofstream("/tmp/gate") << "late\n" << std::flush;
+    EXPECT_TRUE(Eventually([&] { return !log.Messages().empty(); }));
+    EXPECT_EQ(log.Messages()[0], "Hook [/usr/vexo/hooks/net/demo/show] failed with status 3");
+    EXPECT_EQ(ReadFile(kOut), "kept \nkept late\n");
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
 }  // namespace
