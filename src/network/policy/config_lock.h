@@ -11,7 +11,7 @@ namespace vexonetwork::network {
 class ConfigLock {
   public:
     explicit ConfigLock(const std::string& file)
-        : lock("/run/lock/vexonet/" + file.substr(file.rfind('/') + 1) + ".lock", true),
+        : lock("/run/vexo/" + file.substr(file.rfind('/') + 1) + ".lock", true),
           held(lock.Lock()) {}
     ~ConfigLock() {
         if (held) {

@@ -8,7 +8,7 @@
 namespace vexonetwork::network {
 namespace {
 
-constexpr char kLock[] = "/run/lock/vexonet/kernel-routes.lock";
+constexpr char kLock[] = "/run/vexo/kernel-routes.lock";
 constexpr timespec kPause{0, 2'000'000};
 constexpr int kTries = 500;
 
