@@ -122,9 +122,6 @@ void HostFinder::OpenPorts() {
 }
 
 void HostFinder::Ask() {
-    if (!own.Answer()) {
-        return;  // who is not to be found does not call either
-    }
     HostFinderMessage question;
     question.type = HostFinderMessage::Type::kQuestion;
     question.token = token;
