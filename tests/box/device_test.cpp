@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <fstream>
-#include <regex>
 #include <thread>
 
 #include "support/appliance.h"
@@ -120,7 +119,10 @@ TEST_F(Devices, HostileNamesDoNoHarmToATerminal) {
         name += "猫";
     }
     WriteFile(kLeases, "1 " + std::string(kTvMac) + " i " + name + " *\n");
-    const std::string table = std::regex_replace(Ctl("device list").out, std::regex("猫"), "##");
+    std::string table = Ctl("device list").out;
+    for (size_t wide = 0; (wide = table.find("猫")) != table.npos;) {
+        table.replace(wide, std::string_view("猫").size(), "##");
+    }
     EXPECT_THAT(table, HasSubstr("?]0;title???###"));
     EXPECT_THAT(table, Each(AnyOf('\n', AllOf(Ge(' '), Le('~')))));
     EXPECT_THAT(table, Not(ContainsRegex("[^\n]{81}"))) << "too wide";
