@@ -66,7 +66,7 @@ class StaticRoutes {
     [[nodiscard]] std::string Change(const StaticRoute& which, const StaticRouteChange& change);
     [[nodiscard]] std::string Remove(const StaticRoute& which);
 
-    /// All routes of the file, in its order.
+    /// All routes of the file, in its order. A file that cannot be read is one bad route.
     std::vector<StaticRouteStatus> List();
 
     /// The one that Change() would find.
@@ -83,7 +83,7 @@ class StaticRoutes {
   private:
     struct State;
 
-    std::string ApplyNow();
+    std::string ApplyNow(std::string reason);
 
     std::unique_ptr<State> state;
 };

@@ -1,6 +1,7 @@
 #include "network/policy/policy_table.h"
 
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "network/interface_name.h"
@@ -10,6 +11,7 @@ namespace vexonetwork::network {
 namespace {
 
 constexpr IPType kTypes[] = {IPType::V4, IPType::V6};
+constexpr std::string_view kKeys[] = {"destination", "gateway", "ifname", "metric"};
 
 /// The family a route belongs to, whether or not the rest of it is sound.
 std::optional<IPType> TypeOf(const std::string& destination, const std::string& gateway) {
@@ -65,20 +67,23 @@ std::string PolicyTableFile(const std::string& table) {
     return "/etc/iproute2/config/" + table + "-table";
 }
 
-PolicyTable ReadPolicyTable(IPType type, const std::string& table, Complaints& complaints) {
+std::optional<PolicyTable> ReadPolicyTable(IPType type, const std::string& table,
+                                           Complaints& complaints) {
     const std::string path = PolicyTableFile(table);
-    PolicyTable result;
     const auto file = SectionFile::Read(path);
     if (!file) {
         complaints.Say("Failed to read config [" + path + "]");
-        result.malformed = true;
-        return result;
+        return std::nullopt;
     }
+    PolicyTable result;
     std::set<std::pair<Prefix, std::uint32_t>> places;
     for (const Section& section : file->sections) {
         auto [itsType, route, fault] = ReadPolicyTableRoute(section);
-        if (itsType && *itsType != type) {
+        if (itsType.value_or(IPType::V4) != type) {
             continue;
+        }
+        for (const std::string& line : section.Strays(kKeys)) {
+            complaints.Say("Bad line [" + line + "] in [" + path + "]");
         }
         if (route && !places.emplace(route->destination, route->metric).second) {
             fault = "another section has the same destination and metric";

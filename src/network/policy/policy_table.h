@@ -44,7 +44,10 @@ struct PolicyTable {
 std::string PolicyTableFile(const std::string& table);
 
 /// Reads one family's routes of a table. Sections that are no route, or the second one of a
-/// destination and metric, are complained of by name; a missing file is an empty table.
-PolicyTable ReadPolicyTable(IPType type, const std::string& table, Complaints& complaints);
+/// destination and metric, are complained of by name, those of no family with IPv4; so are lines
+/// without sense. A missing file is an empty table.
+/// @return nothing, after a complaint, when it is there and cannot be read
+std::optional<PolicyTable> ReadPolicyTable(IPType type, const std::string& table,
+                                           Complaints& complaints);
 
 }  // namespace vexonetwork::network

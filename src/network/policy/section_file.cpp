@@ -56,8 +56,13 @@ Section::Section(std::string sectionName, std::string lines)
 
 void Section::ReadPairs() {
     pairs.clear();
+    bool isBehindHeader = false;  // what stands before the first header sets nothing
     for (std::string_view left = text; !left.empty();) {
-        if (const auto pair = PairIn(CutLine(left))) {
+        const auto line = CutLine(left);
+        const auto pair = PairIn(line);
+        if (HeaderOf(line)) {
+            isBehindHeader = true;
+        } else if (pair && isBehindHeader) {
             pairs.emplace_back(*pair);
         }
     }
@@ -71,6 +76,25 @@ std::string Section::Value(std::string_view key) const {
         }
     }
     return value;
+}
+
+std::vector<std::string> Section::Strays(std::span<const std::string_view> keys) const {
+    constexpr std::size_t kMostShown = 64;
+    std::vector<std::string> strays;
+    bool isBehindHeader = false;
+    for (std::string_view left = text; !left.empty();) {
+        const auto line = CutLine(left);
+        const auto pair = PairIn(line);
+        if (HeaderOf(line)) {
+            isBehindHeader = true;
+            continue;
+        }
+        const bool isKnown = pair && std::find(keys.begin(), keys.end(), pair->first) != keys.end();
+        if (!IsRemark(line) && !(isKnown && isBehindHeader)) {
+            strays.emplace_back(Trim(line).substr(0, kMostShown));
+        }
+    }
+    return strays;
 }
 
 void Section::Set(std::string_view key, const std::string& value) {
@@ -138,7 +162,7 @@ SectionFile SectionFile::Parse(std::string_view text) {
 /// By lines, as reading the buffer itself throws for a folder.
 std::optional<SectionFile> SectionFile::Read(const std::string& path) {
     std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
+    if (std::filesystem::status(path, ignored).type() == std::filesystem::file_type::not_found) {
         return SectionFile();
     }
     std::ifstream file(path, std::ios::binary);

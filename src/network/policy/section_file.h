@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,6 +24,9 @@ class Section {
 
     /// The value of a key without blanks around it; "" when there is none. The last one counts.
     std::string Value(std::string_view key) const;
+
+    /// Its lines that set none of these keys, their beginnings only.
+    std::vector<std::string> Strays(std::span<const std::string_view> keys) const;
 
     /// Sets a key, or takes it out when `value` is empty.
     void Set(std::string_view key, const std::string& value);

@@ -9,6 +9,7 @@
 
 #include "network/parse_number.h"
 #include "network/policy/config_lock.h"
+#include "network/policy/kernel_turn.h"
 #include "network/policy/links.h"
 #include "network/policy/policy_table.h"
 #include "network/policy/route_socket.h"
@@ -85,8 +86,16 @@ std::string WhyRefused(const PolicyTableRoute& route, const Refusal& refusal) {
     }
 }
 
+bool IsOurs(RouteSocket& socket, const Route& route) {
+    const auto routes = socket.Routes(route.destination.address.family, route.table);
+    return routes && std::ranges::any_of(*routes, [&route](const Route& each) {
+               return each.protocol == kOurProtocol && each.destination == route.destination
+                      && each.metric == route.metric;
+           });
+}
+
 /// Has the kernel judge a route, by installing it.
-std::string Try(const PolicyTableRoute& route, Action action) {
+std::string Try(const PolicyTableRoute& route) {
     Links links;
     const Link link = route.ifname.empty() ? Link{0, true} : links.Find(route.ifname);
     if (!link.isUp) {
@@ -96,11 +105,20 @@ std::string Try(const PolicyTableRoute& route, Action action) {
     if (!number) {
         return "the table has no number; see /etc/iproute2/rt_tables";
     }
+    const KernelTurn turn;
     RouteSocket socket;
-    const vexonetwork::network::Change change{
-        action, Route{*number, route.destination, route.metric, route.gateway, link.index}};
-    const auto refusals = socket.Apply({&change, 1});
+    const Route wanted{*number, route.destination, route.metric, route.gateway, link.index};
+    vexonetwork::network::Change change{Action::ADD, wanted};
+    auto refusals = socket.Apply({&change, 1});
+    if (!refusals.empty() && refusals.front().error == EEXIST && IsOurs(socket, wanted)) {
+        change.action = Action::REPLACE;
+        refusals = socket.Apply({&change, 1});
+    }
     return refusals.empty() ? "" : WhyRefused(route, refusals.front());
+}
+
+std::string Unwritten() {
+    return File() + " cannot be written";
 }
 
 /// Takes the file, has it changed, and replaces it.
@@ -116,7 +134,7 @@ std::string Edit(const std::function<std::string(SectionFile&)>& change) {
     if (std::string reason = change(*file); !reason.empty()) {
         return reason;
     }
-    return file->Write(File()) ? "" : File() + " cannot be written";
+    return file->Write(File()) ? "" : Unwritten();
 }
 
 bool IsTaken(const SectionFile& file, const PolicyTableRoute& route) {
@@ -202,14 +220,14 @@ struct StaticRoutes::State {
 
 void StaticRoutes::State::Read() {
     const FileStamps now({File()});
-    if (now == read) {
+    const auto file = now == read ? std::nullopt : SectionFile::Read(File());
+    if (!file) {
         return;
     }
     read = now;
     interfaces.clear();
     anyInterface = false;
-    const auto file = SectionFile::Read(File());
-    for (const Section& section : file ? file->sections : Sections()) {
+    for (const Section& section : file->sections) {
         const std::string ifname = section.Value("ifname");
         anyInterface = anyInterface || ifname.empty();
         interfaces.insert(ifname);
@@ -220,7 +238,7 @@ StaticRoutes::StaticRoutes() : state(std::make_unique<State>()) {}
 StaticRoutes::~StaticRoutes() = default;
 
 std::string StaticRoutes::Add(const StaticRoute& route) {
-    std::string reason = Edit([&route](SectionFile& file) -> std::string {
+    return ApplyNow(Edit([&route](SectionFile& file) -> std::string {
         const Section section = ToSection(NewName(file), route);
         const auto read = ReadPolicyTableRoute(section);
         if (!read.route) {
@@ -233,13 +251,12 @@ std::string StaticRoutes::Add(const StaticRoute& route) {
             return Taken(route);
         }
         file.sections.push_back(section);
-        return Try(*read.route, Action::ADD);
-    });
-    return reason.empty() ? ApplyNow() : reason;
+        return Try(*read.route);
+    }));
 }
 
 std::string StaticRoutes::Change(const StaticRoute& which, const StaticRouteChange& change) {
-    std::string reason = Edit([&](SectionFile& file) -> std::string {
+    return ApplyNow(Edit([&](SectionFile& file) -> std::string {
         auto [section, why] = FindRoute(file, which);
         if (!why.empty()) {
             return why;
@@ -255,37 +272,40 @@ std::string StaticRoutes::Change(const StaticRoute& which, const StaticRouteChan
         if (!read.route || IsTaken(file, *read.route)) {
             return read.route ? Taken(route) : read.fault;
         }
-        const bool isSamePlace = PlaceOf(*read.route) == PlaceOf(*former.route);
-        return Try(*read.route, isSamePlace ? Action::REPLACE : Action::ADD);
-    });
-    return reason.empty() ? ApplyNow() : reason;
+        return Try(*read.route);
+    }));
 }
 
 std::string StaticRoutes::Remove(const StaticRoute& which) {
-    std::string reason = Edit([&which](SectionFile& file) {
+    return ApplyNow(Edit([&which](SectionFile& file) {
         auto [section, why] = FindRoute(file, which);
         if (why.empty()) {
             file.sections.erase(section);
         }
         return why;
-    });
-    return reason.empty() ? ApplyNow() : reason;
+    }));
 }
 
 /// Other routes of the file may be wrong without this being a failure of the one that was changed.
-std::string StaticRoutes::ApplyNow() {
-    Apply();
-    return "";
+/// A route that was tried and could not be stored goes again.
+std::string StaticRoutes::ApplyNow(std::string reason) {
+    if (reason.empty() || reason == Unwritten()) {
+        Apply();
+    }
+    return reason;
 }
 
 std::vector<StaticRouteStatus> StaticRoutes::List() {
-    std::vector<StaticRouteStatus> list;
     const auto file = SectionFile::Read(File());
+    if (!file) {
+        return {{File(), {}, StaticRouteStatus::BAD, "cannot be read"}};
+    }
+    std::vector<StaticRouteStatus> list;
     RouteSocket socket;
     const auto installed = Installed(socket);
     Links links;
     std::set<Place> places;
-    for (const Section& section : file ? file->sections : Sections()) {
+    for (const Section& section : file->sections) {
         const auto read = ReadPolicyTableRoute(section);
         StaticRouteStatus status{section.Name(), ToStaticRoute(section), StaticRouteStatus::BAD,
                                  read.fault};

@@ -1,6 +1,9 @@
 #include "network/policy/stored_gateways.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <utility>
 
 #include "network/gateway_family.h"
 
@@ -14,16 +17,16 @@ const module::GatewayFamily& WordsOf(int family) {
     return kGatewayFamilies[family == AF_INET ? 0 : 1];
 }
 
-SectionFile ReadOrEmpty(const std::string& path) {
-    return SectionFile::Read(path).value_or(SectionFile());
-}
-
 }  // namespace
 
-StoredGateways::StoredGateways()
-    : listV4(ReadOrEmpty(WordsOf(AF_INET).priorityFile)),
-      listV6(ReadOrEmpty(WordsOf(AF_INET6).priorityFile)),
-      database(ReadOrEmpty(kGatewayDatabase)) {}
+StoredGateways::StoredGateways() {
+    SectionFile* const parts[] = {&listV4, &listV6, &database};
+    for (std::size_t i = 0; i < std::size(parts); ++i) {
+        auto file = SectionFile::Read(Files()[i]);
+        known = known && file;
+        *parts[i] = std::move(file).value_or(SectionFile());
+    }
+}
 
 std::optional<Address> StoredGateways::Find(int family, const std::string& ifname) const {
     const SectionFile& list = family == AF_INET ? listV4 : listV6;

@@ -16,6 +16,9 @@ class StoredGateways {
     /// Reads the files. One that cannot be read counts as empty.
     StoredGateways();
 
+    /// Whether all could be read.
+    bool AreKnown() const { return known; }
+
     /// The interface's gateway; unspecified is a route by the device alone.
     std::optional<Address> Find(int family, const std::string& ifname) const;
 
@@ -28,6 +31,7 @@ class StoredGateways {
     SectionFile listV4;
     SectionFile listV6;
     SectionFile database;
+    bool known = true;
 };
 
 }  // namespace vexonetwork::network

@@ -1,6 +1,9 @@
 #include "network/policy/table_number.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -11,6 +14,7 @@
 
 #include "network/parse_number.h"
 #include "network/policy/config_lock.h"
+#include "network/policy/route_socket.h"
 
 #define VEXO_LOG_SOURCE "policy_route"
 #include <vexobase/log.h>
@@ -19,6 +23,7 @@ namespace vexonetwork::network {
 namespace {
 
 constexpr char kRouteTables[] = "/etc/iproute2/rt_tables";
+constexpr char kFurtherTables[] = "/etc/iproute2/rt_tables.d";
 constexpr std::uint32_t kFirstFree = 100;
 constexpr std::uint32_t kLastFree = 199;
 
@@ -26,12 +31,12 @@ using Numbers = std::map<std::string, std::uint32_t>;
 
 /// The lines, each with its newline. By lines, as reading the buffer itself throws for a folder.
 /// @return nothing when the file is there and cannot be read: it must not be replaced then
-std::optional<std::string> ReadRouteTables() {
+std::optional<std::string> ReadTables(const std::string& path) {
     std::error_code ignored;
-    if (!std::filesystem::exists(kRouteTables, ignored)) {
+    if (std::filesystem::status(path, ignored).type() == std::filesystem::file_type::not_found) {
         return "";
     }
-    std::ifstream file(kRouteTables, std::ios::binary);
+    std::ifstream file(path, std::ios::binary);
     std::string text;
     for (std::string line; std::getline(file, line);) {
         text += line + '\n';
@@ -60,10 +65,34 @@ Numbers Parse(const std::string& text) {
     return numbers;
 }
 
+/// The files beside the one of ours, as ip(8) reads them.
+std::string ReadFurtherTables() {
+    std::string text;
+    std::error_code ignored;
+    for (std::filesystem::directory_iterator entry(kFurtherTables, ignored), end; entry != end;
+         entry.increment(ignored)) {
+        if (entry->path().extension() == ".conf") {
+            text += ReadTables(entry->path()).value_or("");
+        }
+    }
+    return text;
+}
+
+/// Those who use tables need not give them names.
+bool IsUsedByOthers(RouteSocket& socket, std::uint32_t number) {
+    return std::ranges::any_of(std::array{AF_INET, AF_INET6}, [&](int family) {
+        const auto routes = socket.Routes(family, number);
+        return routes && std::ranges::any_of(*routes, [](const Route& route) {
+                   return route.protocol != kOurProtocol;
+               });
+    });
+}
+
 std::optional<std::uint32_t> Free(const Numbers& numbers) {
+    RouteSocket socket;
     for (std::uint32_t number = kFirstFree; number <= kLastFree; ++number) {
-        if (std::ranges::none_of(numbers,
-                                 [=](const auto& used) { return used.second == number; })) {
+        if (std::ranges::none_of(numbers, [=](const auto& used) { return used.second == number; })
+            && !IsUsedByOthers(socket, number)) {
             return number;
         }
     }
@@ -89,7 +118,18 @@ bool IsTableName(const std::string& name) {
 }
 
 std::optional<std::uint32_t> FindTableNumber(const std::string& table) {
-    return Usable(Parse(ReadRouteTables().value_or("")), table);
+    return Usable(Parse(ReadTables(kRouteTables).value_or("") + ReadFurtherTables()), table);
+}
+
+std::vector<std::string> TableNames(std::uint32_t number) {
+    std::vector<std::string> names;
+    for (const auto& [name, its] :
+         Parse(ReadTables(kRouteTables).value_or("") + ReadFurtherTables())) {
+        if (its == number) {
+            names.push_back(name);
+        }
+    }
+    return names;
 }
 
 std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
@@ -97,12 +137,15 @@ std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
         return number;
     }
     const ConfigLock lock(kRouteTables);
-    auto text = ReadRouteTables();
+    if (!lock) {
+        return std::nullopt;
+    }
+    auto text = ReadTables(kRouteTables);
     if (!text) {
         VEXO_LOG(LOG_ERR, "Failed to read config [%s]", kRouteTables);
         return std::nullopt;
     }
-    const Numbers numbers = Parse(*text);
+    const Numbers numbers = Parse(*text + ReadFurtherTables());
     if (numbers.contains(table)) {
         return Usable(numbers, table);
     }

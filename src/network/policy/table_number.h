@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vexonetwork::network {
 
@@ -14,8 +15,12 @@ bool IsTableName(const std::string& name);
 /// (0 and 253 to 255) are not given: flushing these would take the machine off the network.
 std::optional<std::uint32_t> FindTableNumber(const std::string& table);
 
-/// The same, with a free number from 100 to 199 written down for a table that has none.
-/// @return nothing when there is no free number or the file cannot be replaced
+/// The names of a number.
+std::vector<std::string> TableNames(std::uint32_t number);
+
+/// The same as FindTableNumber(), with a free number from 100 to 199 written down for a table that
+/// has none: one that neither has a name nor is used by others.
+/// @return nothing, after a log line, when there is none or the file cannot be replaced
 std::optional<std::uint32_t> AllotTableNumber(const std::string& table);
 
 }  // namespace vexonetwork::network

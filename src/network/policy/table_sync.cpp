@@ -10,8 +10,6 @@
 #include <set>
 #include <tuple>
 
-#include "network/policy/kernel_turn.h"
-
 namespace vexonetwork::network {
 namespace {
 
@@ -117,6 +115,13 @@ void TellForeign(const RoutingState& present, Complaints& complaints) {
 
 }  // namespace
 
+bool Scope::Holds(const Rule& rule) const {
+    return rule.protocol == kOurProtocol && rule.priority >= firstPriority
+           && rule.priority <= lastPriority
+           && (ruledTables.empty() || rule.table == kMainTable
+               || std::ranges::find(ruledTables, rule.table) != ruledTables.end());
+}
+
 Steps Compare(const RoutingState& wanted, const RoutingState& present) {
     Steps steps;
     CompareRoutes(wanted, present, steps);
@@ -153,7 +158,6 @@ std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
 
 bool BringInStep(RouteSocket& socket, const Scope& scope, const RoutingState& wanted,
                  const std::function<bool()>& isCurrent, Complaints& complaints) {
-    const KernelTurn turn;
     for (bool again = false;; again = true) {
         const auto present = ReadState(socket, scope);
         if (!present) {

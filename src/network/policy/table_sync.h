@@ -34,18 +34,16 @@ struct Scope {
     std::vector<std::uint32_t> tables;
     std::uint32_t firstPriority;
     std::uint32_t lastPriority;
-    std::uint32_t ruledTable = 0;  ///< only rules for this table; 0 for any
+    std::vector<std::uint32_t> ruledTables = {};  ///< only rules for these and main; any if empty
 
-    bool Holds(const Rule& rule) const {
-        return rule.protocol == kOurProtocol && rule.priority >= firstPriority
-               && rule.priority <= lastPriority && (ruledTable == 0 || rule.table == ruledTable);
-    }
+    bool Holds(const Rule& rule) const;
 };
 
 /// Reads what the kernel has in a scope, foreign routes of the tables included.
 std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope);
 
-/// Brings the kernel in step. Failures are complained of.
+/// Brings the kernel in step. Failures are complained of. The caller has a KernelTurn since before
+/// he looked at what decides what is wanted: else he might undo what another did who looked later.
 /// @param isCurrent  asked before anything is taken away: false when what is wanted has changed
 ///                   meanwhile, so that what looks surplus may be new; nothing is removed then
 /// @return whether everything was done

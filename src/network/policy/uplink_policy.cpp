@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <functional>
 #include <iterator>
+#include <set>
 
 #include "network/interface_name.h"
 #include "network/policy/config_lock.h"
+#include "network/policy/kernel_turn.h"
 #include "network/policy/priorities.h"
 #include "network/policy/stored_gateways.h"
 #include "network/policy/table_number.h"
@@ -94,39 +96,62 @@ struct UplinkPolicy::State {
     Complaints kernel;
     FileStamps read;  ///< the settings as they were at the last look
     std::vector<std::string> interfaces;
-    bool isBehind = false;  ///< the kernel could not be read; the next occasion serves
+    bool isBehind = false;  ///< something could not be read; the next occasion serves
 
-    void ReadSettings();
+    bool ReadSettings();
+    void ReadSection(const Section& section);
     std::optional<std::vector<Uplink>> LookAtUplinks(RouteSocket& socket, GetNumber number);
     bool SynchroniseOnce(const std::function<bool()>& isCurrent);
 };
 
-void UplinkPolicy::State::ReadSettings() {
+/// @return false when the file cannot be read, which tells nothing of what should be
+bool UplinkPolicy::State::ReadSettings() {
     settings.Begin();
-    read = FileStamps({kSettings});
-    interfaces.clear();
+    const FileStamps now({kSettings});
     const auto file = SectionFile::Read(kSettings);
     if (!file) {
         settings.Say(std::string("Failed to read config [") + kSettings + "]");
-        return;
+        return false;
     }
+    read = now;
+    interfaces.clear();
     for (const Section& section : file->sections) {
-        if (section.Value("enabled") != "yes") {
-            continue;
+        ReadSection(section);
+    }
+    return true;
+}
+
+void UplinkPolicy::State::ReadSection(const Section& section) {
+    constexpr std::string_view kKeys[] = {"enabled"};
+    const auto where = std::string("] in [") + kSettings + "]";
+    const std::string enabled = section.Value(kKeys[0]);
+    const std::string name = section.Name().substr(0, 32);
+    for (const std::string& line : section.Strays(kKeys)) {
+        settings.Say("Bad line [" + line + where);
+    }
+    if (enabled != "yes") {
+        if (!enabled.empty() && enabled != "no") {
+            settings.Say("Interface [" + name + "] is enabled neither with yes nor no, but ["
+                         + enabled.substr(0, 32) + where);
         }
-        if (!CanTakePart(section.Name())) {
-            settings.Say("Bad interface [" + section.Name().substr(0, 32) + "] in [" + kSettings
-                         + "]");
-        } else if (std::ranges::find(interfaces, section.Name()) == interfaces.end()) {
-            interfaces.push_back(section.Name());
-        }
+    } else if (!CanTakePart(section.Name())) {
+        settings.Say("Bad interface [" + name + where);
+    } else if (std::ranges::find(interfaces, section.Name()) == interfaces.end()) {
+        interfaces.push_back(section.Name());
     }
 }
 
-/// Nothing when an interface does not tell: rules of addresses that only were not seen must stay.
+/// Nothing when something is not told: rules of addresses that only were not seen must stay. Nobody
+/// shares a table, neither with another uplink nor with the static routes: one would remove what
+/// is the other's.
 std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket,
                                                                       GetNumber number) {
     const StoredGateways gateways;
+    if (!gateways.AreKnown()) {
+        kernel.Say("Failed to read the stored gateways");
+        return std::nullopt;
+    }
+    std::set<std::uint32_t> taken{0, FindTableNumber("static").value_or(0)};
     Links links;
     std::vector<Uplink> uplinks;
     for (const std::string& ifname : interfaces) {
@@ -135,7 +160,8 @@ std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocke
             kernel.Say("Failed to read the addresses of [" + ifname + "]: " + ::strerror(errno));
             return std::nullopt;
         }
-        uplink->table = number(ifname).value_or(0);
+        const std::uint32_t table = number(ifname).value_or(0);
+        uplink->table = taken.insert(table).second ? table : 0;
         uplinks.push_back(std::move(*uplink));
     }
     return uplinks;
@@ -165,11 +191,14 @@ std::string UplinkPolicy::Store(const std::vector<std::string>& ifnames, bool en
         if (!CanTakePart(ifname)) {
             return "no routing table can bear the name of '" + ifname + "'";
         }
-        auto section = std::ranges::find(file->sections, ifname, &Section::Name);
-        if (section == file->sections.end()) {
-            section = file->sections.insert(section, Section(ifname));
+        if (std::ranges::find(file->sections, ifname, &Section::Name) == file->sections.end()) {
+            file->sections.emplace_back(ifname);
         }
-        section->Set("enabled", enabled ? "yes" : "no");
+        for (Section& section : file->sections) {
+            if (section.Name() == ifname) {
+                section.Set("enabled", enabled ? "yes" : "no");
+            }
+        }
     }
     if (!file->Write(kSettings)) {
         return std::string(kSettings) + " cannot be written; nothing was changed";
@@ -187,8 +216,9 @@ std::vector<std::string> UplinkPolicy::Candidates() {
 }
 
 bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent) {
+    const KernelTurn turn;
     RouteSocket socket;
-    auto seen = LookAtUplinks(socket, AllotTableNumber);
+    auto seen = ReadSettings() ? LookAtUplinks(socket, AllotTableNumber) : std::nullopt;
     isBehind = !seen;
     if (isBehind) {
         return false;
@@ -197,7 +227,8 @@ bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent
     const auto hasNoTable = [](const Uplink& uplink) { return uplink.table == 0; };
     for (const Uplink& uplink : uplinks) {
         if (hasNoTable(uplink)) {
-            kernel.Say("Interface [" + uplink.ifname + "] has no routing table of its own");
+            kernel.Say("Interface [" + uplink.ifname + "] has no routing table of its own; see "
+                       + "/etc/iproute2/rt_tables");
         }
     }
     bool done = std::erase_if(uplinks, hasNoTable) == 0;
@@ -218,7 +249,6 @@ int UplinkPolicy::Synchronise() {
     for (int attempt = 1;; ++attempt) {
         const FileStamps before(files);
         const auto isCurrent = [&] { return FileStamps(files) == before; };
-        state->ReadSettings();
         const bool done = state->SynchroniseOnce(isCurrent);
         if (isCurrent() || attempt == kMostAttempts) {
             return done ? 0 : -1;
@@ -232,7 +262,7 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
         changed.empty() || std::ranges::any_of(state->interfaces, [&](const std::string& each) {
             return changed.contains(each);
         });
-    if ((isOn && (concerns || state->isBehind)) || FileStamps({kSettings}) != state->read) {
+    if ((isOn && concerns) || state->isBehind || FileStamps({kSettings}) != state->read) {
         Synchronise();
     }
 }

@@ -73,6 +73,29 @@ TEST_F(Policy, GoodRoutesServeAndBadOnesAreNamed) {
                             HasSubstr("Failed to add route [10.6.0.0/16] via [203.0.113.1]")));
 }
 
+TEST_F(Policy, ADefaultRouteLeavesTheNetworksAroundUsAlone) {
+    WriteFile(kStatic, "[0]\n\tdestination=default\n\tgateway=192.0.2.7\n");
+    const std::string before = Must("ip rule");
+    ASSERT_EQ(policy.EnableTable(IPType::V4, "static", "all"), 0);
+    EXPECT_THAT(Must("ip route get 192.0.2.99"), StartsWith("192.0.2.99 dev wan0"));
+    EXPECT_THAT(Must("ip route get 203.0.113.1"), HasSubstr("via 192.0.2.7"));
+    ASSERT_EQ(policy.DisableTable(IPType::V4, "static"), 0);
+    EXPECT_EQ(Must("ip rule"), before);
+}
+
+TEST_F(Policy, ANumberThatSomebodyElseHasTakenIsLeftToHim) {
+    WriteFile(kStatic, "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
+    Must("ip route add 10.8.0.0/16 dev wan0 table 100");
+    ASSERT_EQ(policy.RenewTable(IPType::V4, "static", "all"), 0);
+    EXPECT_THAT(Routes("-4", "101"), StartsWith("10.7.0.0/16"));
+
+    WriteFile(kTables, "101 theirs\n150 static\n");
+    ASSERT_EQ(policy.RenewTable(IPType::V4, "static", "all"), 0);
+    EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 150 proto 86\n");
+    EXPECT_EQ(Routes("-4", "101"), "");
+    EXPECT_THAT(Routes("-4", "150"), StartsWith("10.7.0.0/16"));
+}
+
 TEST_F(Policy, NamesAndNumbersThatWouldHarmAreRefused) {
     const std::string main = Must("ip route show table main");
     for (const char* table : {"", "../static", "-4", "a b", "a\n1 b"}) {

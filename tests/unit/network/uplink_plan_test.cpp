@@ -126,15 +126,36 @@ TEST(UplinkPlan, TakesNothingAwayBeforeItsSuccessorStands) {
 TEST(UplinkFiles, GoodLinesServeAndBadOnesAreNamedOnce) {
     MakeUplink(0);
     WriteFile("/etc/iproute2/config/policy",
-              "nonsense\n[wan0]\nenabled = yes\n[main]\nenabled=yes\n[x y]\nenabled=yes\n"
-              "[wan1]\nenabled=no\n[empty]\n");
+              "nonsense\nenabled=no\n[wan0]\nenabled = yes\n[main]\nenabled=yes\n"
+              "[x y]\nenabled=yes\n[wan1]\nenabled=no\n[empty]\n[wan2]\nenabled=ja\nenable=yes\n");
     const SyslogSpy log;
     UplinkPolicy policy;
     EXPECT_EQ(policy.Synchronise() + policy.Synchronise(), 0);
     EXPECT_THAT(policy.Interfaces(), ElementsAre("wan0"));
     EXPECT_THAT(log.Messages(),
-                ElementsAre("Bad interface [main] in [/etc/iproute2/config/policy]",
-                            "Bad interface [x y] in [/etc/iproute2/config/policy]"));
+                ElementsAre("Bad line [nonsense] in [/etc/iproute2/config/policy]",
+                            "Bad line [enabled=no] in [/etc/iproute2/config/policy]",
+                            "Bad interface [main] in [/etc/iproute2/config/policy]",
+                            "Bad interface [x y] in [/etc/iproute2/config/policy]",
+                            "Bad line [enable=yes] in [/etc/iproute2/config/policy]",
+                            HasSubstr("[wan2] is enabled neither with yes nor no, but [ja]")));
+}
+
+TEST(UplinkFiles, NobodySharesATable) {
+    MakeUplink(0);
+    MakeUplink(1);
+    WriteFile("/etc/iproute2/rt_tables", "100 static\n100 wan0\n101 wan1\n");
+    ASSERT_EQ(StaticRoutes().Add({"10.1.0.0/16", "", "wan0", ""}), "");
+    UplinkPolicy policy;
+    EXPECT_THAT(policy.Enable({"wan0", "wan1"}),
+                HasSubstr("[wan0] has no routing table of its own"));
+    EXPECT_EQ(policy.Status()[1].table, 101U);
+    EXPECT_THAT(Must("ip route show table 100"), StartsWith("10.1.0.0/16 dev wan0"));
+
+    Must("rm /etc/iproute2/config/policy");
+    Must("mkdir /etc/iproute2/config/policy");
+    EXPECT_EQ(policy.Synchronise(), -1);
+    EXPECT_THAT(Must("ip rule"), HasSubstr("lookup wan1")) << "what cannot be read says nothing";
 }
 
 TEST(UplinkFiles, WritersAtOnceLoseNothing) {
