@@ -106,5 +106,18 @@ TEST_F(Crash, KilledAtRandomMoments) {
         << "what a killed daemon left is swept by the next start";
 }
 
+TEST_F(Crash, WhatKilledCommandsLeftIsSweptWhenItIsOld) {
+    const std::string now = kFolder + "policy.tmp.aB3xYz";
+    WriteFile(now, "being written");
+    for (const char* old :
+         {"/etc/iproute2/config/static-table.tmp.aB3xYz", "/etc/iproute2/rt_tables.tmp.aB3xYz",
+          "/etc/sysconfig/networking/ipv6-wan0.tmp.aB3xYz"}) {
+        WriteFile(old, "cut off");
+        Must("touch -d -2minutes " + std::string(old));
+    }
+    appliance.StartDaemon();
+    EXPECT_EQ(Must("find /etc/iproute2 /etc/sysconfig -name *.tmp.*"), now + "\n");
+}
+
 }  // namespace
 }  // namespace vexotest
