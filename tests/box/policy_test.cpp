@@ -205,7 +205,9 @@ TEST_F(Uplinks, StaticRoutesComeBackWithTheirInterface) {
     EXPECT_THAT(early.err, HasSubstr("waits for its interface"));
     for (const char* refused :
          {"10.40.0.0/16 --gateway 203.0.113.1 --interface wan1", "10.20.0.0/16 --interface wan0",
-          "10.40.0.1/16 --interface wan0", "2001:db8:99::/48 --gateway 2001:db8:aa::1"}) {
+          "10.40.0.1/16 --interface wan0", "2001:db8:99::/48 --gateway 2001:db8:aa::1",
+          "10.40.0.0/16 --gateway 192.0.2.10", "2001:db8:99::/48 --gateway fe80::1",
+          "127.1.0.0/16 --interface wan0"}) {
         const Outcome outcome = Ctl(std::string("route add ") + refused);
         EXPECT_EQ(outcome.status, 1) << refused;
         EXPECT_NE(outcome.err, "") << refused;

@@ -44,6 +44,14 @@ bool IsLinkLocal(const Address& address) {
            && (address.bytes[1] & kUpperTwo) == 0x80;
 }
 
+bool IsLoopback(const Prefix& prefix) {
+    constexpr std::uint8_t kNetworkV4 = 127;
+    const Address& address = prefix.address;
+    return address.family == AF_INET
+               ? prefix.length >= 8 && address.bytes[0] == kNetworkV4
+               : prefix == Prefix{*ParseAddress(AF_INET6, "::1"), AddressBits(AF_INET6)};
+}
+
 bool IsUnspecified(const Address& address) {
     return std::ranges::all_of(address.bytes, [](std::uint8_t byte) { return byte == 0; });
 }

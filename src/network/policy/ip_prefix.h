@@ -56,6 +56,9 @@ Prefix NetworkOf(Prefix prefix);
 
 bool IsLinkLocal(const Address& address);
 
+/// Whether all of it lies in 127.0.0.0/8 or is ::1.
+bool IsLoopback(const Prefix& prefix);
+
 /// 0.0.0.0 or ::, which stand for "no gateway".
 bool IsUnspecified(const Address& address);
 

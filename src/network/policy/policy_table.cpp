@@ -59,6 +59,12 @@ ReadTableRoute ReadPolicyTableRoute(const Section& section) {
     if (!route.gateway && route.ifname.empty()) {
         return Fault(type, "it has neither a gateway nor an interface");
     }
+    if (IsLinkLocal(route.gateway) && route.ifname.empty()) {
+        return Fault(type, "its gateway is of one link only, so that it needs an interface too");
+    }
+    if (IsLoopback(route.destination)) {
+        return Fault(type, "packets to its destination never leave this machine");
+    }
     route.metric = *number == 0 && *type == IPType::V6 ? kUsualMetricV6 : *number;
     return {type, route, ""};
 }

@@ -1,7 +1,11 @@
 #include "vexonetwork/network/static_routes.h"
 
+#include <ifaddrs.h>
+#include <netinet/in.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <tuple>
@@ -71,6 +75,23 @@ std::string WhyNoNetwork(const std::string& destination, const PolicyTableRoute&
                : "the network of " + destination + " is " + ToText(route.destination);
 }
 
+/// The kernel takes an IPv4 route through ourselves, which leads nowhere.
+std::string WhyNoGateway(const PolicyTableRoute& route) {
+    ifaddrs* all = nullptr;
+    if (route.gateway.family != AF_INET || ::getifaddrs(&all) != 0) {
+        return "";
+    }
+    bool isOurs = false;
+    for (const ifaddrs* each = all; each != nullptr && !isOurs; each = each->ifa_next) {
+        if (each->ifa_addr != nullptr && each->ifa_addr->sa_family == AF_INET) {
+            const auto& address = reinterpret_cast<const sockaddr_in*>(each->ifa_addr)->sin_addr;
+            isOurs = std::memcmp(&address, route.gateway.bytes.data(), sizeof address) == 0;
+        }
+    }
+    ::freeifaddrs(all);
+    return isOurs ? "its gateway " + ToText(route.gateway) + " is an address of this machine" : "";
+}
+
 std::string WhyRefused(const PolicyTableRoute& route, const Refusal& refusal) {
     const std::string by = route.ifname.empty() ? "" : " on " + route.ifname;
     switch (refusal.error) {
@@ -96,6 +117,9 @@ bool IsOurs(RouteSocket& socket, const Route& route) {
 
 /// Has the kernel judge a route, by installing it.
 std::string Try(const PolicyTableRoute& route) {
+    if (std::string why = WhyNoGateway(route); !why.empty()) {
+        return why;
+    }
     Links links;
     const Link link = route.ifname.empty() ? Link{0, true} : links.Find(route.ifname);
     if (!link.isUp) {
