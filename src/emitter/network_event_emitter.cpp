@@ -114,6 +114,7 @@ int NetworkEventEmitter::Start() {
     } catch (const std::exception& error) {
         VEXO_LOG(LOG_ERR, "Failed to look at all interfaces: %.200s", error.what());
     }
+    stockTaken = true;  // nobody told what changed before Subscribe(), or went meanwhile
     return StartPolling();
 }
 
