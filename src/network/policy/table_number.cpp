@@ -121,6 +121,10 @@ std::optional<std::uint32_t> FindTableNumber(const std::string& table) {
     return Usable(Parse(ReadTables(kRouteTables).value_or("") + ReadFurtherTables()), table);
 }
 
+bool AreTableNumbersKnown() {
+    return ReadTables(kRouteTables).has_value();
+}
+
 std::vector<std::string> TableNames(std::uint32_t number) {
     std::vector<std::string> names;
     for (const auto& [name, its] :

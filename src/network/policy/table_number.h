@@ -15,6 +15,9 @@ bool IsTableName(const std::string& name);
 /// (0 and 253 to 255) are not given: flushing these would take the machine off the network.
 std::optional<std::uint32_t> FindTableNumber(const std::string& table);
 
+/// Whether the numbers can be read; else it is not known who has which.
+bool AreTableNumbersKnown();
+
 /// The names of a number.
 std::vector<std::string> TableNames(std::uint32_t number);
 

@@ -99,6 +99,7 @@ struct UplinkPolicy::State {
     bool isBehind = false;  ///< something could not be read; the next occasion serves
 
     bool ReadSettings();
+    bool ReadFiles();
     void ReadSection(const Section& section);
     std::optional<std::vector<Uplink>> LookAtUplinks(RouteSocket& socket, GetNumber number);
     bool SynchroniseOnce(const std::function<bool()>& isCurrent);
@@ -139,6 +140,18 @@ void UplinkPolicy::State::ReadSection(const Section& section) {
     } else if (std::ranges::find(interfaces, section.Name()) == interfaces.end()) {
         interfaces.push_back(section.Name());
     }
+}
+
+/// @return false when it is not known who takes part and in which table
+bool UplinkPolicy::State::ReadFiles() {
+    if (!ReadSettings()) {
+        return false;
+    }
+    const bool isKnown = interfaces.empty() || AreTableNumbersKnown();
+    if (!isKnown) {
+        kernel.Say("Failed to read the numbers of the routing tables");
+    }
+    return isKnown;
 }
 
 /// Nothing when something is not told: rules of addresses that only were not seen must stay. Nobody
@@ -218,7 +231,7 @@ std::vector<std::string> UplinkPolicy::Candidates() {
 bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent) {
     const KernelTurn turn;
     RouteSocket socket;
-    auto seen = ReadSettings() ? LookAtUplinks(socket, AllotTableNumber) : std::nullopt;
+    auto seen = ReadFiles() ? LookAtUplinks(socket, AllotTableNumber) : std::nullopt;
     isBehind = !seen;
     if (isBehind) {
         return false;
