@@ -26,12 +26,14 @@ bool IsTableRule(const Rule& rule) {
            && rule.priority <= kTablePriority;
 }
 
-/// Whether a number is that of a table with a file; not so when it was given to somebody else.
+/// Whether a number is that of a table with a file, as far as is known; not so when it was given to
+/// somebody else.
 bool IsTableInUse(std::uint32_t number) {
-    return std::ranges::any_of(TableNames(number), [](const std::string& name) {
-        std::error_code ignored;
-        return std::filesystem::exists(PolicyTableFile(name), ignored);
-    });
+    return !AreTableNumbersKnown()
+           || std::ranges::any_of(TableNames(number), [](const std::string& name) {
+                  std::error_code ignored;
+                  return std::filesystem::exists(PolicyTableFile(name), ignored);
+              });
 }
 
 /// The tables that are looked after with one: itself, and those that our rules lead to but that
@@ -39,7 +41,7 @@ bool IsTableInUse(std::uint32_t number) {
 Scope ScopeOf(IPType type, std::optional<std::uint32_t> number, const std::vector<Rule>& rules) {
     std::vector<std::uint32_t> tables;
     for (const Rule& rule : rules) {
-        if (rule.priority == kTablePriority && IsTableRule(rule) && !IsTableInUse(rule.table)) {
+        if (IsTableRule(rule) && rule.table != kMainTable && !IsTableInUse(rule.table)) {
             tables.push_back(rule.table);
         }
     }
