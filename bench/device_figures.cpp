@@ -85,7 +85,7 @@ Measurement ListFile() {
 /// The scan of a bridge with devices that the kernel was told of.
 Measurement SilentDevices() {
     const std::string program = "/usr/local/bin/nmblookup";
-    vexotest::Must("cp " VEXO_BIN_DIR "/vexobench-silent " + program);
+    vexotest::Must({"cp", VEXO_BIN_DIR "/vexobench-silent", program});
     vexotest::Must("ip link add br0 type bridge");
     vexotest::Must("ip link set br0 up");
     vexotest::Must("ip address add 192.0.2.1/24 dev br0");

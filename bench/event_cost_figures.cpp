@@ -42,7 +42,7 @@ struct Cost {
 Cost CostOf(pid_t reader, const std::string& batch) {
     Settle(reader);
     const double before = CpuTime(reader);
-    vexotest::Must("ip -batch " + batch);
+    vexotest::Must({"ip", "-batch", batch});
     Settle(reader);
     return {CpuTime(reader) - before, vexotest::EventQueueOf(reader).dropped};
 }
@@ -104,7 +104,7 @@ Measurement Interfaces() {
               << "\naddr add 10.97." << i << ".1/24 dev more" << i << "\n";
     }
     lines.close();
-    vexotest::Must("ip -batch " + path);
+    vexotest::Must({"ip", "-batch", path});
     Settle(daemon);
     return {Pss(daemon), before + kRoom, "KiB"};
 }

@@ -20,9 +20,9 @@ constexpr std::array kFiles = {"/gateway_v4_priority", "/resolv4.conf", "/gatewa
 /// Puts the configuration folder on a real disk, where a sync costs what it costs.
 void UseRealDisk() {
     const std::string folder = Scratch() + "/config";
-    vexotest::Must("rm -rf " + folder);
-    vexotest::Must("mkdir -p " + folder + " " + kFolder);
-    vexotest::Must("mount --bind " + folder + " " + kFolder);
+    vexotest::Must({"rm", "-rf", folder});
+    vexotest::Must({"mkdir", "-p", folder, kFolder});
+    vexotest::Must({"mount", "--bind", folder, kFolder});
 }
 
 Measurement AddGateway() {

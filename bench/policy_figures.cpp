@@ -50,7 +50,10 @@ Measurement Installing() {
     const std::string batch = WriteRoutes(uplink);
     StaticRoutes().Apply();  // gives the table its number
     const Measurement result = Alternate(
-        9, [] { StaticRoutes().Apply(); }, [&] { vexotest::Must("ip -batch " + batch); },
+        9, [] { StaticRoutes().Apply(); },
+        [&] {
+            vexotest::Must({"ip", "-batch", batch});
+        },
         [] { vexotest::Must("ip route flush table static"); });
     Clean(uplink);
     return result;
@@ -61,7 +64,10 @@ Measurement Listing() {
     WriteRoutes(uplink);
     StaticRoutes().Apply();
     const Measurement result = Alternate(
-        9, [] { vexotest::Must(vexotest::CtlProgram() + " route list"); },
+        9,
+        [] {
+            vexotest::Must({vexotest::CtlProgram(), "route", "list"});
+        },
         [] { vexotest::Must("ip route show table static"); });
     Clean(uplink);
     return result;
@@ -86,13 +92,13 @@ double CostOf(pid_t reader, std::size_t rules) {
     const auto isQuiet = [reader] { return vexotest::IsQuiet(reader); };
     vexotest::Eventually(isQuiet);
     const double before = CpuTime(reader);
-    vexotest::Must("ip -batch " + WriteAddresses("add"));
+    vexotest::Must({"ip", "-batch", WriteAddresses("add")});
     if (!vexotest::Eventually([rules] { return RulesSet() == rules; })) {
         throw std::runtime_error("the rules do not follow the addresses");
     }
     vexotest::Eventually(isQuiet);
     const double cost = CpuTime(reader) - before;
-    vexotest::Must("ip -batch " + WriteAddresses("del"));
+    vexotest::Must({"ip", "-batch", WriteAddresses("del")});
     vexotest::Eventually([] { return RulesSet() == 0; });
     return cost;
 }
@@ -120,9 +126,9 @@ Measurement Following() {
     std::vector<double> ours;
     std::vector<double> raw;
     for (int round = 0; round < 7; ++round) {
-        vexotest::Must(vexotest::CtlProgram() + " policy enable -q wan0");
+        vexotest::MustCtl("policy enable -q wan0");
         ours.push_back(CostOfDaemon());
-        vexotest::Must(vexotest::CtlProgram() + " policy disable -q");
+        vexotest::MustCtl("policy disable -q");
         raw.push_back(CostOfMonitor());
     }
     vexotest::Must("ip link del " + uplink.ifname);

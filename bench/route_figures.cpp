@@ -19,7 +19,7 @@ void InstallRoutes(const vexotest::Uplink& uplink) {
     }
     lines << "route add default via " << uplink.gateway << "\n";
     lines.close();
-    vexotest::Must("ip -batch " + batch);
+    vexotest::Must({"ip", "-batch", batch});
 }
 
 Measurement DefaultRoute() {

@@ -126,8 +126,13 @@ Arguments Words(const std::string& commandLine) {
 }
 
 std::string Must(const std::string& commandLine) {
-    const Outcome outcome = Run(Words(commandLine));
-    EXPECT_EQ(outcome.status, 0) << commandLine << "\n" << outcome.out << outcome.err;
+    return Must(Words(commandLine));
+}
+
+std::string Must(const Arguments& command) {
+    const Outcome outcome = Run(command);
+    EXPECT_EQ(outcome.status, 0) << testing::PrintToString(command) << "\n"
+                                 << outcome.out << outcome.err;
     return outcome.out;
 }
 

@@ -27,8 +27,10 @@ Outcome Run(const Arguments& command, const Environment& added = {});
 Arguments Words(const std::string& commandLine);
 
 /// Runs a command line, split at blanks, that must succeed; a failure fails the test and tells
-/// what the command said. Returns its standard output.
+/// what the command said. Returns its standard output. Paths of the project go into arguments of
+/// their own, as there may be blanks in them.
 std::string Must(const std::string& commandLine);
+std::string Must(const Arguments& command);
 
 /// A program in the background. Killed and reaped when the object dies.
 class Process {
