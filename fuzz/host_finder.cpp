@@ -1,5 +1,5 @@
 #include "fuzz.h"
-#include "network/devices/host_finder_message.h"
+#include "network/devices/host_finder/host_finder_message.h"
 
 // An input is a datagram. What is read from it can be told to others, who read the same.
 

@@ -1,9 +1,9 @@
-#include "network/devices/ssdp_message.h"
+#include "network/devices/upnp/ssdp_message.h"
 
 #include <algorithm>
 
 #include "fuzz.h"
-#include "network/devices/device_description.h"
+#include "network/devices/upnp/device_description.h"
 
 // The first byte chooses: a datagram of SSDP, or else the description of a device.
 

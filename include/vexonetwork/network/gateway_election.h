@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include <vexonetwork/network/module/route_module.h>
+#include <vexonetwork/network/gateway_info.h>
 
 namespace vexonetwork::network::module {
 

@@ -8,7 +8,7 @@
 #include <vexonetwork/network/arpscanner.h>
 
 #include "network/devices/device_texts.h"
-#include "network/devices/netbios_lookups.h"
+#include "network/devices/neighbours/netbios_lookups.h"
 #include "support/appliance.h"
 #include "support/event_queue.h"
 #include "support/syslog_spy.h"

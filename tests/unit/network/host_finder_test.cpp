@@ -4,7 +4,7 @@
 
 #include <vexonetwork/network/keloscanner.h>
 
-#include "network/devices/host_finder_message.h"
+#include "network/devices/host_finder/host_finder_message.h"
 #include "support/files.h"
 #include "support/process.h"
 

@@ -1,8 +1,8 @@
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 
-#include "network/devices/device_description.h"
-#include "network/devices/ssdp_message.h"
+#include "network/devices/upnp/device_description.h"
+#include "network/devices/upnp/ssdp_message.h"
 
 namespace vexotest {
 namespace {

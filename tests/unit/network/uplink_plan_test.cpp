@@ -1,6 +1,6 @@
 // What uplinks should have in the kernel, how it gets there, and the files that say so.
 
-#include "network/policy/uplink_plan.h"
+#include "network/routing/uplink_plan.h"
 
 #include <gmock/gmock.h>
 #include <sys/wait.h>

@@ -1,4 +1,4 @@
-#include "network/devices/upnp_devices.h"
+#include "network/devices/upnp/upnp_devices.h"
 
 #include <gtest/gtest.h>
 

@@ -7,31 +7,13 @@
 #include <string>
 #include <vector>
 
+#include <vexonetwork/network/gateway_info.h>
 #include <vexonetwork/network/module/base_module.h>
 #include <vexonetwork/network/static_routes.h>
 #include <vexonetwork/network/uplink_policy.h>
-#include <vexonetwork/utils/ip_address.h>
 #include <vexonetwork/utils/pthread_mutex.h>
 
 namespace vexonetwork::network::module {
-
-/// Address family of a gateway list; "GTYPE_V4" and "GTYPE_V6" in requests.
-enum GATEWAY_TYPE : std::int32_t { GTYPE_V4 = 0, GTYPE_V6 = 1 };
-
-/// Places an added entry can ask for by "priority" instead of by an index.
-enum : std::int32_t {
-    PRIORITY_APPEND = -1,  ///< at the end
-    PRIORITY_KEEP = -2,    ///< where it was; at the end when it is new
-};
-
-/// One candidate for the default route.
-struct GatewayInfo {
-    std::string ifname;                      ///< identity of the entry within its list
-    std::string interfaceClass = "unknown";  ///< "ethernet" must have link to be elected
-    utils::IPAddress gateway;
-    utils::IPAddress dns;
-    bool slave = false;  ///< never carries the default route
-};
 
 /// Owns the ordered lists of default gateways, one for each address family. The order is the
 /// priority: the first usable entry gets the default route. Lists live in memory and in the files

@@ -1,0 +1,42 @@
+#include "network/devices/upnp/description_fetch.h"
+
+#include <vlib/exec.h>
+
+#define VEXO_LOG_SOURCE "upnpscanner"
+#include <vexobase/log.h>
+
+namespace vexonetwork::network {
+
+namespace {
+
+constexpr char kProgram[] = "/usr/bin/curl";
+
+/// What follows a description that came whole: the status of HTTP and that of the program.
+constexpr char kReport[] = "\n%{http_code} %{exitcode}";
+constexpr std::string_view kSuccess = "\n200 0";
+
+}  // namespace
+
+FILE* StartFetch(const std::string& ifname, const std::string& location) {
+    // A name that could be a host's is taken for one unless it is said to be an interface's.
+    const std::string interface = "if!" + ifname;
+    const std::string mostBytes = std::to_string(kMostDescriptionBytes);
+    FILE* program =
+        VLIBCPopen(kProgram, "r", "-q", "--silent", "--globoff", "--path-as-is", "--proto", "=http",
+                   "--max-redirs", "0", "--noproxy", "*", "--max-time", "5", "--max-filesize",
+                   mostBytes.c_str(), "--interface", interface.c_str(), "--write-out", kReport,
+                   "--url", location.c_str(), nullptr);
+    if (program == nullptr) {
+        VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s --url %s]", kProgram, location.c_str());
+    }
+    return program;
+}
+
+std::optional<DeviceDescription> ReadFetched(std::string_view output) {
+    if (!output.ends_with(kSuccess)) {
+        return std::nullopt;
+    }
+    return ParseDescription(output.substr(0, output.size() - kSuccess.size()));
+}
+
+}  // namespace vexonetwork::network

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "network/devices/upnp/device_description.h"
+#include "network/devices/side_by_side.h"
+
+namespace vexonetwork::network {
+
+/// Of fetches that run side by side.
+constexpr SideBySide::Limits kFetchLimits = {
+    .atOnce = 8, .patience = std::chrono::seconds(6), .output = kMostDescriptionBytes + 64};
+
+/// Starts curl(1) to fetch a description over one interface, without redirects and proxies.
+/// @param location  of plain ASCII, as ParseSsdp gives it
+/// @return the stream of VLIBCPopen; null, after a log line, when it cannot be started
+FILE* StartFetch(const std::string& ifname, const std::string& location);
+
+/// Reads all that the program has said.
+/// @return nothing when it did not get the whole of a description that can be used
+std::optional<DeviceDescription> ReadFetched(std::string_view output);
+
+}  // namespace vexonetwork::network

@@ -1,0 +1,185 @@
+#include "network/routing/table_sync.h"
+
+#include <net/if.h>
+#include <string.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <map>
+#include <set>
+#include <tuple>
+
+namespace vexonetwork::network {
+namespace {
+
+/// Where a route stands: the kernel has one route of ours for each.
+using Place = std::tuple<std::uint32_t, Prefix, std::uint32_t>;
+
+Place PlaceOf(const Route& route) {
+    return {route.table, route.destination, route.metric};
+}
+
+bool IsOurs(const Route& route) {
+    return route.protocol == kOurProtocol;
+}
+
+/// Whether the kernel's route does what is wanted, which may leave the interface to the kernel.
+bool Serves(const Route& present, const Route& wanted) {
+    return present.gateway == wanted.gateway && (wanted.oif == 0 || present.oif == wanted.oif);
+}
+
+void CompareRoutes(const RoutingState& wanted, const RoutingState& present, Steps& steps) {
+    std::map<Place, Route> surplus;
+    for (const Route& route : present.routes) {
+        if (IsOurs(route)) {
+            surplus.emplace(PlaceOf(route), route);
+        }
+    }
+    for (const Route& route : wanted.routes) {
+        const auto found = surplus.find(PlaceOf(route));
+        if (found == surplus.end()) {
+            steps.additions.push_back({Action::ADD, route});
+            continue;
+        }
+        if (!Serves(found->second, route)) {
+            steps.additions.push_back({Action::REPLACE, route});
+        }
+        surplus.erase(found);
+    }
+    // A gateway must be a neighbour before a way leads through it.
+    std::stable_partition(steps.additions.begin(), steps.additions.end(), [](const Change& change) {
+        return !std::get<Route>(change.object).gateway;
+    });
+    for (const auto& [place, route] : surplus) {
+        steps.removals.push_back({Action::REMOVE, route});
+    }
+}
+
+/// Added from the front and removed from the back: packets of an uplink's addresses are sent to its
+/// table only where the rules before have kept what stays inside.
+void CompareRules(const RoutingState& wanted, const RoutingState& present, Steps& steps) {
+    std::multiset<Rule> surplus(present.rules.begin(), present.rules.end());
+    std::vector<Rule> rules = wanted.rules;
+    std::sort(rules.begin(), rules.end());
+    for (const Rule& rule : rules) {
+        if (const auto found = surplus.find(rule); found != surplus.end()) {
+            surplus.erase(found);
+        } else {
+            steps.additions.push_back({Action::ADD, rule});
+        }
+    }
+    std::transform(surplus.rbegin(), surplus.rend(), std::back_inserter(steps.removals),
+                   [](const Rule& rule) {
+                       return Change{Action::REMOVE, rule};
+                   });
+}
+
+std::string Describe(const Change& change) {
+    if (const Rule* rule = std::get_if<Rule>(&change.object)) {
+        return "rule from [" + (rule->source.length == 0 ? "all" : ToText(rule->source))
+               + "] to table [" + std::to_string(rule->table) + "]";
+    }
+    const auto& route = std::get<Route>(change.object);
+    char ifname[IF_NAMESIZE] = "";
+    return "route [" + ToText(route.destination) + "] via [" + ToText(route.gateway) + "] dev ["
+           + (route.oif == 0 || ::if_indextoname(route.oif, ifname) == nullptr ? "" : ifname)
+           + "] to table [" + std::to_string(route.table) + "]";
+}
+
+void Complain(const char* what, const std::vector<Change>& changes,
+              const std::vector<Refusal>& refusals, Complaints& complaints) {
+    for (const Refusal& refusal : refusals) {
+        complaints.Say("Failed to " + std::string(what) + " " + Describe(changes[refusal.change])
+                       + ": " + refusal.reason);
+    }
+}
+
+/// What is gone already needed no removal: interfaces take their routes along.
+bool IsGone(const Refusal& refusal) {
+    return refusal.error == ESRCH || refusal.error == ENOENT || refusal.error == ENODEV;
+}
+
+void TellForeign(const RoutingState& present, Complaints& complaints) {
+    std::set<std::uint32_t> tables;
+    for (const Route& route : present.routes) {
+        if (!IsOurs(route)) {
+            tables.insert(route.table);
+        }
+    }
+    for (const std::uint32_t table : tables) {
+        complaints.Say("Routes of others in table [" + std::to_string(table)
+                       + "] stay there; is its number used twice?");
+    }
+}
+
+}  // namespace
+
+bool Scope::Holds(const Rule& rule) const {
+    return rule.protocol == kOurProtocol && rule.priority >= firstPriority
+           && rule.priority <= lastPriority
+           && (ruledTables.empty() || rule.table == kMainTable
+               || std::ranges::find(ruledTables, rule.table) != ruledTables.end());
+}
+
+Steps Compare(const RoutingState& wanted, const RoutingState& present) {
+    Steps steps;
+    CompareRoutes(wanted, present, steps);
+    Steps rules;
+    CompareRules(wanted, present, rules);
+    steps.additions.insert(steps.additions.end(), rules.additions.begin(), rules.additions.end());
+    steps.removals.insert(steps.removals.begin(), rules.removals.begin(), rules.removals.end());
+    return steps;
+}
+
+std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
+    RoutingState state;
+    auto rules = socket.Rules(scope.family);
+    if (!rules) {
+        return std::nullopt;
+    }
+    std::ranges::copy_if(*rules, std::back_inserter(state.rules),
+                         [&](const Rule& rule) { return scope.Holds(rule); });
+    std::set<std::uint32_t> tables(scope.tables.begin(), scope.tables.end());
+    for (const Rule& rule : state.rules) {
+        if (!rule.suppressDefault) {
+            tables.insert(rule.table);
+        }
+    }
+    for (const std::uint32_t table : tables) {
+        auto routes = socket.Routes(scope.family, table);
+        if (!routes) {
+            return std::nullopt;
+        }
+        std::ranges::move(*routes, std::back_inserter(state.routes));
+    }
+    return state;
+}
+
+bool BringInStep(RouteSocket& socket, const Scope& scope, const RoutingState& wanted,
+                 const std::function<bool()>& isCurrent, Complaints& complaints) {
+    for (bool again = false;; again = true) {
+        const auto present = ReadState(socket, scope);
+        if (!present) {
+            complaints.Say(std::string("Failed to read routes and rules: ") + ::strerror(errno));
+            return false;
+        }
+        TellForeign(*present, complaints);
+        const Steps steps = Compare(wanted, *present);
+        const auto refusals = socket.Apply(steps.additions);
+        // What a command that only tries a route has added meanwhile is found at the second look.
+        if (!again && std::ranges::find(refusals, EEXIST, &Refusal::error) != refusals.end()) {
+            continue;
+        }
+        Complain("add", steps.additions, refusals, complaints);
+        if (!isCurrent()) {
+            return false;
+        }
+        auto failures = socket.Apply(steps.removals);
+        std::erase_if(failures, IsGone);
+        Complain("remove", steps.removals, failures, complaints);
+        return refusals.empty() && failures.empty();
+    }
+}
+
+}  // namespace vexonetwork::network

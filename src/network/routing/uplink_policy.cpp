@@ -1,0 +1,298 @@
+#include "vexonetwork/network/uplink_policy.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+#include <iterator>
+#include <set>
+
+#include "network/interface_name.h"
+#include "network/routing/config_lock.h"
+#include "network/routing/kernel_turn.h"
+#include "network/routing/priorities.h"
+#include "network/routing/stored_gateways.h"
+#include "network/routing/table_number.h"
+#include "network/routing/uplink_plan.h"
+
+namespace vexonetwork::network {
+namespace {
+
+constexpr char kSettings[] = "/etc/iproute2/config/policy";
+constexpr int kFamilies[] = {AF_INET, AF_INET6};
+
+/// Gives the number of a table: FindTableNumber or AllotTableNumber.
+using GetNumber = std::optional<std::uint32_t> (*)(const std::string&);
+
+/// The table of the static routes is nobody's uplink, nor are the kernel's own.
+bool CanTakePart(const std::string& ifname) {
+    constexpr std::string_view kTaken[] = {"static", "main", "default", "local", "unspec"};
+    return IsInterfaceName(ifname) && IsTableName(ifname)
+           && std::ranges::find(kTaken, ifname) == std::end(kTaken);
+}
+
+Scope ScopeOf(int family, const std::vector<Uplink>& uplinks) {
+    Scope scope{family, {}, kStaticNetworksPriority, kUplinkPriority};
+    for (const Uplink& uplink : uplinks) {
+        if (uplink.table != 0) {
+            scope.tables.push_back(uplink.table);
+        }
+    }
+    return scope;
+}
+
+/// An uplink as it is now, but for its table, which is 0 while it has no number.
+/// @return nothing, with errno, when the kernel does not tell its addresses
+std::optional<Uplink> Look(const std::string& ifname, const StoredGateways& gateways, Links& links,
+                           RouteSocket& socket) {
+    Uplink uplink;
+    uplink.ifname = ifname;
+    uplink.link = links.Find(ifname);
+    if (uplink.link.index != 0) {
+        auto addresses = socket.Addresses(uplink.link.index);
+        if (!addresses) {
+            return std::nullopt;
+        }
+        uplink.addresses = std::move(*addresses);
+    }
+    uplink.gatewayV4 = gateways.Find(AF_INET, ifname);
+    uplink.gatewayV6 = gateways.Find(AF_INET6, ifname);
+    return uplink;
+}
+
+bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink& one, int family) {
+    const auto present = ReadState(socket, ScopeOf(family, all));
+    if (!present) {
+        return false;
+    }
+    const Steps steps = Compare(PlanUplinks(family, all, FindTableNumber("static")), *present);
+    const auto concerns = [&one](const Change& change) {
+        return std::visit([&one](const auto& each) { return each.table == one.table; },
+                          change.object);
+    };
+    return std::ranges::none_of(steps.additions, concerns)
+           && std::ranges::none_of(steps.removals, concerns);
+}
+
+UplinkStatus::Family FamilyStatus(RouteSocket& socket, const std::vector<Uplink>& all,
+                                  const Uplink& one, int family) {
+    UplinkStatus::Family status;
+    for (const InterfaceAddress& address : one.addresses) {
+        if (IsRuled(address, family)) {
+            status.addresses.push_back(ToText(address.local.address));
+        }
+    }
+    const auto& gateway = family == AF_INET ? one.gatewayV4 : one.gatewayV6;
+    status.gateway = gateway ? ToText(*gateway) : "";
+    status.isInStep = IsInStep(socket, all, one, family);
+    return status;
+}
+
+}  // namespace
+
+struct UplinkPolicy::State {
+    Complaints settings;
+    Complaints kernel;
+    FileStamps read;  ///< the settings as they were at the last look
+    std::vector<std::string> interfaces;
+    bool isBehind = false;  ///< something could not be read; the next occasion serves
+
+    bool ReadSettings();
+    bool ReadFiles();
+    void ReadSection(const Section& section);
+    std::optional<std::vector<Uplink>> LookAtUplinks(RouteSocket& socket, GetNumber number);
+    bool SynchroniseOnce(const std::function<bool()>& isCurrent);
+};
+
+/// @return false when the file cannot be read, which tells nothing of what should be
+bool UplinkPolicy::State::ReadSettings() {
+    settings.Begin();
+    const FileStamps now({kSettings});
+    const auto file = SectionFile::Read(kSettings);
+    if (!file) {
+        settings.Say(std::string("Failed to read config [") + kSettings + "]");
+        return false;
+    }
+    read = now;
+    interfaces.clear();
+    for (const Section& section : file->sections) {
+        ReadSection(section);
+    }
+    return true;
+}
+
+void UplinkPolicy::State::ReadSection(const Section& section) {
+    constexpr std::string_view kKeys[] = {"enabled"};
+    const auto where = std::string("] in [") + kSettings + "]";
+    const std::string enabled = section.Value(kKeys[0]);
+    const std::string name = section.Name().substr(0, 32);
+    for (const std::string& line : section.Strays(kKeys)) {
+        settings.Say("Bad line [" + line + where);
+    }
+    if (enabled != "yes") {
+        if (!enabled.empty() && enabled != "no") {
+            settings.Say("Interface [" + name + "] is enabled neither with yes nor no, but ["
+                         + enabled.substr(0, 32) + where);
+        }
+    } else if (!CanTakePart(section.Name())) {
+        settings.Say("Bad interface [" + name + where);
+    } else if (std::ranges::find(interfaces, section.Name()) == interfaces.end()) {
+        interfaces.push_back(section.Name());
+    }
+}
+
+/// @return false when it is not known who takes part and in which table
+bool UplinkPolicy::State::ReadFiles() {
+    if (!ReadSettings()) {
+        return false;
+    }
+    const bool isKnown = interfaces.empty() || AreTableNumbersKnown();
+    if (!isKnown) {
+        kernel.Say("Failed to read the numbers of the routing tables");
+    }
+    return isKnown;
+}
+
+/// Nothing when something is not told: rules of addresses that only were not seen must stay. Nobody
+/// shares a table, neither with another uplink nor with the static routes: one would remove what
+/// is the other's.
+std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket,
+                                                                      GetNumber number) {
+    const StoredGateways gateways;
+    if (!gateways.AreKnown()) {
+        kernel.Say("Failed to read the stored gateways");
+        return std::nullopt;
+    }
+    std::set<std::uint32_t> taken{0, FindTableNumber("static").value_or(0)};
+    Links links;
+    std::vector<Uplink> uplinks;
+    for (const std::string& ifname : interfaces) {
+        auto uplink = Look(ifname, gateways, links, socket);
+        if (!uplink) {
+            kernel.Say("Failed to read the addresses of [" + ifname + "]: " + ::strerror(errno));
+            return std::nullopt;
+        }
+        const std::uint32_t table = number(ifname).value_or(0);
+        uplink->table = taken.insert(table).second ? table : 0;
+        uplinks.push_back(std::move(*uplink));
+    }
+    return uplinks;
+}
+
+UplinkPolicy::UplinkPolicy() : state(std::make_unique<State>()) {}
+UplinkPolicy::~UplinkPolicy() = default;
+
+std::string UplinkPolicy::Enable(const std::vector<std::string>& ifnames) {
+    return Store(ifnames, true);
+}
+
+std::string UplinkPolicy::Disable(const std::vector<std::string>& ifnames) {
+    return Store(ifnames, false);
+}
+
+std::string UplinkPolicy::Store(const std::vector<std::string>& ifnames, bool enabled) {
+    const ConfigLock lock(kSettings);
+    if (!lock) {
+        return "the settings are being changed by another process; try again";
+    }
+    auto file = SectionFile::Read(kSettings);
+    if (!file) {
+        return std::string(kSettings) + " cannot be read";
+    }
+    for (const std::string& ifname : ifnames) {
+        if (!CanTakePart(ifname)) {
+            return "no routing table can bear the name of '" + ifname + "'";
+        }
+        if (std::ranges::find(file->sections, ifname, &Section::Name) == file->sections.end()) {
+            file->sections.emplace_back(ifname);
+        }
+        for (Section& section : file->sections) {
+            if (section.Name() == ifname) {
+                section.Set("enabled", enabled ? "yes" : "no");
+            }
+        }
+    }
+    if (!file->Write(kSettings)) {
+        return std::string(kSettings) + " cannot be written; nothing was changed";
+    }
+    return Synchronise() == 0 ? "" : "stored, but not all of it works: " + state->kernel.Last();
+}
+
+std::vector<std::string> UplinkPolicy::Interfaces() {
+    state->ReadSettings();
+    return state->interfaces;
+}
+
+std::vector<std::string> UplinkPolicy::Candidates() {
+    return StoredGateways().Interfaces();
+}
+
+bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent) {
+    const KernelTurn turn;
+    RouteSocket socket;
+    auto seen = ReadFiles() ? LookAtUplinks(socket, AllotTableNumber) : std::nullopt;
+    isBehind = !seen;
+    if (isBehind) {
+        return false;
+    }
+    std::vector<Uplink>& uplinks = *seen;
+    const auto hasNoTable = [](const Uplink& uplink) { return uplink.table == 0; };
+    for (const Uplink& uplink : uplinks) {
+        if (hasNoTable(uplink)) {
+            kernel.Say("Interface [" + uplink.ifname + "] has no routing table of its own; see "
+                       + "/etc/iproute2/rt_tables");
+        }
+    }
+    bool done = std::erase_if(uplinks, hasNoTable) == 0;
+    // Allotted with the first uplink: static routes that come later need no further rule.
+    const auto staticTable = uplinks.empty() ? std::nullopt : AllotTableNumber("static");
+    for (const int family : kFamilies) {
+        const auto wanted = PlanUplinks(family, uplinks, staticTable);
+        done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, kernel) && done;
+    }
+    return done;
+}
+
+int UplinkPolicy::Synchronise() {
+    constexpr int kMostAttempts = 3;
+    std::vector<std::string> files = StoredGateways::Files();
+    files.emplace_back(kSettings);
+    state->kernel.Begin();
+    for (int attempt = 1;; ++attempt) {
+        const FileStamps before(files);
+        const auto isCurrent = [&] { return FileStamps(files) == before; };
+        const bool done = state->SynchroniseOnce(isCurrent);
+        if (isCurrent() || attempt == kMostAttempts) {
+            return done ? 0 : -1;
+        }
+    }
+}
+
+void UplinkPolicy::Follow(const std::set<std::string>& changed) {
+    const bool isOn = !state->interfaces.empty();
+    const bool concerns =
+        changed.empty() || std::ranges::any_of(state->interfaces, [&](const std::string& each) {
+            return changed.contains(each);
+        });
+    if ((isOn && concerns) || state->isBehind || FileStamps({kSettings}) != state->read) {
+        Synchronise();
+    }
+}
+
+std::vector<UplinkStatus> UplinkPolicy::Status() {
+    state->ReadSettings();
+    RouteSocket socket;
+    const std::vector<Uplink> uplinks =
+        state->LookAtUplinks(socket, FindTableNumber).value_or(std::vector<Uplink>());
+    std::vector<UplinkStatus> result;
+    result.reserve(uplinks.size());
+    for (const Uplink& uplink : uplinks) {
+        result.push_back({uplink.ifname, uplink.table, uplink.link.index != 0, uplink.link.isUp,
+                          FamilyStatus(socket, uplinks, uplink, AF_INET),
+                          FamilyStatus(socket, uplinks, uplink, AF_INET6)});
+    }
+    return result;
+}
+
+}  // namespace vexonetwork::network
