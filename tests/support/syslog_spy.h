@@ -7,7 +7,9 @@ namespace vexotest {
 
 /// One line as it went to the system log.
 struct LogLine {
+    int level = 0;        ///< LOG_ERR
     std::string source;   ///< "route_module"
+    int line = 0;         ///< number that the message carries
     std::string message;  ///< without source and line
 };
 
@@ -27,6 +29,9 @@ class SyslogSpy {
 
     /// Whether a line of this source with exactly this message was logged.
     bool Has(const std::string& source, const std::string& message) const;
+
+    /// The same with the level, LOG_ERR; for tables of a room's messages.
+    bool Has(int level, const std::string& source, const std::string& message) const;
 
     /// Forgets what was collected.
     void Clear();
