@@ -4,7 +4,6 @@
 #include <exception>
 #include <iterator>
 #include <optional>
-#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -15,20 +14,10 @@
 
 #include "network/gateway/gateway_family.h"
 #include "network/gateway/gateway_request.h"
+#include "network/gateway/request_guard.h"
 
 namespace vexonetwork::network::module {
 namespace {
-
-class RequestGuard {
-  public:
-    explicit RequestGuard(PthreadMutex& requestMutex) : mutex(requestMutex) { mutex.Lock(); }
-    ~RequestGuard() { mutex.Unlock(); }
-    RequestGuard(const RequestGuard&) = delete;
-    RequestGuard& operator=(const RequestGuard&) = delete;
-
-  private:
-    PthreadMutex& mutex;
-};
 
 Json::Value ToJson(const GatewayInfo& entry, int priority) {
     using Key = Json::StaticString;  // Not copied for every entry of a list.
@@ -116,7 +105,7 @@ void RouteModule::Dispatch(const Json::Value& request, Json::Value& reply) {
         {"COPY_GATEWAY_DATA", &RouteModule::CopyGatewayData},
         {"REFRESH_GATEWAY", &RouteModule::RefreshDefaultGateway},
         {"RESTORE_GATEWAY_DATA", &RouteModule::RestoreGatewayData},
-        {"FOLLOW_NETWORK", &RouteModule::FollowNetwork},
+        {"FOLLOW_NETWORK", &RouteModule::FollowNetworkData},
     };
     const std::string method = utils::GetString(request, "method").value_or("");
     for (const Query& query : kQueries) {
@@ -178,23 +167,14 @@ int RouteModule::GetGatewayDataByInterface(const Json::Value& request, Json::Val
 }
 
 int RouteModule::HasGatewayData(const Json::Value& request, Json::Value& reply) {
-    const auto gatewayType = ReadType(request);
-    const std::string ifname = utils::GetString(request, "ifname").value_or("");
-    const auto isIn = [&](GATEWAY_TYPE list) {
-        return (!gatewayType || gatewayType == list)
-               && std::ranges::find(GatewaysOf(list), ifname, &GatewayInfo::ifname)
-                      != GatewaysOf(list).end();
-    };
-    reply["exist"] = isIn(GTYPE_V4) || isIn(GTYPE_V6);
+    reply["exist"] = IsListed(ReadType(request), utils::GetString(request, "ifname").value_or(""));
     return 0;
 }
 
-int RouteModule::FollowNetwork(const Json::Value& request) {
+int RouteModule::FollowNetworkData(const Json::Value& request) {
     using Words = std::istream_iterator<std::string>;
     std::istringstream words(utils::GetString(request, "ifnames").value_or(""));
-    const std::set<std::string> ifnames(Words(words), Words{});
-    static_routes.Follow(ifnames);
-    uplink_policy.Follow(ifnames);
+    Follow({Words(words), Words{}});
     return 0;
 }
 

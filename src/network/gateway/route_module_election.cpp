@@ -67,7 +67,7 @@ ElectionFacts FactsV4(VEXONETIFINFO& info) {
 
 /// Gives the default route to the first entry that can carry it; that one moves to the front.
 /// @return whether there was one
-bool Elect(GATEWAY_TYPE type, std::vector<GatewayInfo>& gateways, const ElectionFacts& facts) {
+bool ElectFrom(GATEWAY_TYPE type, std::vector<GatewayInfo>& gateways, const ElectionFacts& facts) {
     const auto winner = WinnerOf(WalkGateways(type, gateways, facts));
     if (winner) {
         const auto entry = gateways.begin() + static_cast<std::ptrdiff_t>(*winner);
@@ -106,7 +106,7 @@ int RouteModule::RefreshDefaultGatewayV4() {
         return -1;
     }
     VEXONETIFINFO info{};
-    if (!Elect(GTYPE_V4, gateways_v4, FactsV4(info))) {
+    if (!ElectFrom(GTYPE_V4, gateways_v4, FactsV4(info))) {
         VEXONetDefaultGatewaySet(saved);
     }
     return 0;
@@ -117,7 +117,7 @@ int RouteModule::RefreshDefaultGatewayV6() {
         return 0;
     }
     DeleteDefaultRoutesV6();
-    Elect(GTYPE_V6, gateways_v6, {HasLink, nullptr, InstallV6});
+    ElectFrom(GTYPE_V6, gateways_v6, {HasLink, nullptr, InstallV6});
     return 0;
 }
 
@@ -128,11 +128,15 @@ int RouteModule::RefreshDefaultGateway(const Json::Value& request) {
         VEXO_LOG(LOG_ERR, "Unknown type to add info");
         return -1;
     }
+    return RunElections(gatewayType);
+}
+
+int RouteModule::RunElections(std::optional<GATEWAY_TYPE> list) {
     int result = 0;
-    if (all || gatewayType == GTYPE_V4) {
+    if (list != GTYPE_V6) {
         result = RefreshDefaultGatewayV4();
     }
-    if (result == 0 && (all || gatewayType == GTYPE_V6)) {
+    if (result == 0 && list != GTYPE_V4) {
         result = RefreshDefaultGatewayV6();
     }
     return result;

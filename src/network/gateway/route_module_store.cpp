@@ -80,9 +80,13 @@ int RouteModule::ReadGatewayListFromFile(GATEWAY_TYPE gatewayType) {
     return 0;
 }
 
-/// The switch behind the cable may need longer to start than the appliance.
 int RouteModule::RestoreGatewayData(const Json::Value& request) {
-    const std::string ifname = utils::GetString(request, "ifname").value_or("");
+    Restore(utils::GetString(request, "ifname").value_or(""));
+    return 0;
+}
+
+/// The switch behind the cable may need longer to start than the appliance.
+void RouteModule::Restore(const std::string& ifname) {
     for (const LeftOut& each : left_out) {
         Gateways& gateways = GatewaysOf(each.list);
         const bool isListed =
@@ -94,7 +98,6 @@ int RouteModule::RestoreGatewayData(const Json::Value& request) {
     }
     ForgetLeftOut(GTYPE_V4, ifname);
     ForgetLeftOut(GTYPE_V6, ifname);
-    return 0;
 }
 
 void RouteModule::ForgetLeftOut(GATEWAY_TYPE list, const std::string& ifname) {

@@ -6,6 +6,7 @@ namespace vexotest {
 namespace {
 
 using testing::ElementsAre;
+using namespace vexonetwork::network::module;
 
 std::string Gateway(const std::string& address, const std::string& interfaceClass = "ethernet") {
     return "'gateway': '" + address + "', 'class': '" + interfaceClass + "'";
@@ -44,14 +45,16 @@ TEST_F(Election, AnEntryWithoutLinkAtStartTakesItsPlaceWhenTheLinkComes) {
     SetLink(wan1, false);
     ASSERT_EQ(module.InitialModule(), 0);
     EXPECT_EQ(Order(), "");
+    EXPECT_TRUE(module.HasGateway(GTYPE_V4, "wan0"));
+    EXPECT_FALSE(module.HasGateway(GTYPE_V6, "wan0") || module.HasGateway({}, "eth7"));
     for (const char* ifname : {"wan1", "wan0", "wan0", "eth7"}) {
-        Do("RESTORE_GATEWAY_DATA", "'ifname': '" + std::string(ifname) + "'");
+        module.OnLinkUp(ifname);
     }
     EXPECT_EQ(Order(), "wan0 wan1");
 
     ASSERT_EQ(module.InitialModule(), 0);
     Delete("wan0");
-    Do("RESTORE_GATEWAY_DATA", "'ifname': 'wan0'");
+    module.OnLinkUp("wan0");
     EXPECT_EQ(Order(), "") << "who was taken out meanwhile stays out";
 }
 

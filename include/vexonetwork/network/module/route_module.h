@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include <vexonetwork/network/gateway_follower.h>
 #include <vexonetwork/network/gateway_info.h>
 #include <vexonetwork/network/module/base_module.h>
 #include <vexonetwork/network/static_routes.h>
@@ -18,7 +20,7 @@ namespace vexonetwork::network::module {
 /// Owns the ordered lists of default gateways, one for each address family. The order is the
 /// priority: the first usable entry gets the default route. Lists live in memory and in the files
 /// below /etc/iproute2/config, which every change rewrites.
-class RouteModule : public BaseModule {
+class RouteModule : public BaseModule, public GatewayFollower {
   public:
     RouteModule() : BaseModule(MODULE_ROUTE) {}
 
@@ -34,6 +36,11 @@ class RouteModule : public BaseModule {
     int InitialModule() override;
     int TerminateModule() override { return 0; }
     int StartModule() override { return 0; }
+
+    bool HasGateway(std::optional<GATEWAY_TYPE> list, const std::string& ifname) override;
+    void OnLinkUp(const std::string& ifname) override;
+    void FollowNetwork(const std::vector<std::string>& ifnames) override;
+    void Elect(std::optional<GATEWAY_TYPE> list) override;
 
     // The steps below return 0, or -1 after a log line. They take no lock.
 
@@ -83,7 +90,7 @@ class RouteModule : public BaseModule {
     /// For the rooms of this process, not on the bus: links or addresses of the interfaces in
     /// the words of "ifnames" have changed, or of any when there are none. The static routes and
     /// the policy routing of the uplinks follow.
-    int FollowNetwork(const Json::Value& request);
+    int FollowNetworkData(const Json::Value& request);
     int AddGatewayInfo(const Json::Value& request);
     int DelGatewayInfo(const Json::Value& request);
     int SetSlaveForGatewayInfo(const Json::Value& request);
@@ -97,6 +104,10 @@ class RouteModule : public BaseModule {
     };
 
     Gateways& GatewaysOf(GATEWAY_TYPE gatewayType);
+    bool IsListed(std::optional<GATEWAY_TYPE> list, const std::string& ifname);
+    void Restore(const std::string& ifname);
+    void Follow(const std::vector<std::string>& ifnames);
+    int RunElections(std::optional<GATEWAY_TYPE> list);
     void ForgetLeftOut(GATEWAY_TYPE list, const std::string& ifname);
     int IsConfigChanged(const Json::Value& request, bool gateway);
 

@@ -1,0 +1,66 @@
+// What whoever listens to the kernel tells and asks.
+
+#include <algorithm>
+#include <exception>
+#include <set>
+
+#include <vexonetwork/network/module/route_module.h>
+
+#include "network/gateway/request_guard.h"
+
+#define VEXO_LOG_SOURCE "route_module"
+#include <vexobase/log.h>
+
+namespace vexonetwork::network::module {
+namespace {
+
+/// The listener's thread must not end for what goes wrong here.
+template <typename Work>
+void Guarded(PthreadMutex& mutex, const char* what, const Work& work) {
+    const RequestGuard guard(mutex);
+    try {
+        work();
+    } catch (const std::exception& error) {
+        VEXO_LOG(LOG_ERR, "Failed to %s: %.200s", what, error.what());
+    }
+}
+
+}  // namespace
+
+bool RouteModule::HasGateway(std::optional<GATEWAY_TYPE> list, const std::string& ifname) {
+    bool isListed = false;
+    Guarded(request_mutex, "look up an interface", [&] { isListed = IsListed(list, ifname); });
+    return isListed;
+}
+
+void RouteModule::OnLinkUp(const std::string& ifname) {
+    Guarded(request_mutex, "restore a gateway", [&] { Restore(ifname); });
+}
+
+void RouteModule::FollowNetwork(const std::vector<std::string>& ifnames) {
+    Guarded(request_mutex, "follow the network", [&] { Follow(ifnames); });
+}
+
+void RouteModule::Elect(std::optional<GATEWAY_TYPE> list) {
+    Guarded(request_mutex, "elect a gateway", [&] { RunElections(list); });
+}
+
+bool RouteModule::IsListed(std::optional<GATEWAY_TYPE> list, const std::string& ifname) {
+    const auto isIn = [&](GATEWAY_TYPE each) {
+        const bool waits = std::ranges::any_of(left_out, [&](const LeftOut& waiting) {
+            return waiting.list == each && waiting.entry.ifname == ifname;
+        });
+        return waits
+               || std::ranges::find(GatewaysOf(each), ifname, &GatewayInfo::ifname)
+                      != GatewaysOf(each).end();
+    };
+    return (list != GTYPE_V6 && isIn(GTYPE_V4)) || (list != GTYPE_V4 && isIn(GTYPE_V6));
+}
+
+void RouteModule::Follow(const std::vector<std::string>& ifnames) {
+    const std::set<std::string> changed(ifnames.begin(), ifnames.end());
+    static_routes.Follow(changed);
+    uplink_policy.Follow(changed);
+}
+
+}  // namespace vexonetwork::network::module
