@@ -190,6 +190,31 @@ TEST_F(Uplinks, NothingIsLostWhileRoutingChanges) {
     EXPECT_EQ(Count(appliance.Log(), "policy_route"), 0U) << appliance.Log();
 }
 
+TEST_F(Uplinks, BothFamiliesFailOverBesidePolicyAndStaticDefaults) {
+    EXPECT_EQ(Ctl("policy enable").status, 0);
+    MustCtl("route add -q default --gateway 198.51.100.1 --metric 10");
+    MustCtl("route add -q default --gateway 2001:db8:1::1 --metric 10");
+    const auto expect = [this](int n, const std::string& gatewayV6) {
+        ExpectDefaultRoutes("-4", {RouteOf(uplinks[size_t(n)])});
+        ExpectDefaultRoutes("-6", {"via " + gatewayV6 + " dev wan" + std::to_string(n)});
+    };
+    expect(0, "2001:db8::1");
+    const auto others = [] {
+        return Table("-4", "static") + Table("-6", "static") + Table("-6", "wan1")
+               + Table("-6", "wan2");
+    };
+    const std::string before = others();
+    SetLink(uplinks[0], false);
+    expect(1, GatewayV6(1));
+    MustCtl("gateway refresh");
+    expect(1, GatewayV6(1));
+    MustCtl("gateway add -q wan2 --priority 0");
+    MustCtl("gateway add -q -6 wan2 --priority 0");
+    expect(2, GatewayV6(2));
+    EXPECT_EQ(others(), before);
+    EXPECT_EQ(Count(appliance.Log(), "delete default route failed"), 0U) << appliance.Log();
+}
+
 TEST_F(Uplinks, StaticRoutesComeBackWithTheirInterface) {
     const auto isInstalled = [](const std::string& destination) {
         return Eventually([&] {

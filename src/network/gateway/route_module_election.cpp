@@ -1,8 +1,12 @@
 // The elections: which entry of a list gets the default route.
 
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <string.h>
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 
@@ -16,7 +20,7 @@
 #include <vlib/exec.h>
 
 #include "network/gateway/gateway_family.h"
-#include "network/routing/route_socket.h"
+#include "network/gateway/main_defaults.h"
 
 #define VEXO_LOG_SOURCE "route_module"
 #include <vexobase/log.h>
@@ -25,6 +29,22 @@ namespace vexonetwork::network::module {
 namespace {
 
 constexpr char kIp[] = "/sbin/ip";
+
+constexpr int kNotRun = 127;  // could not be started, or was ended by a signal with what is beyond
+
+/// A program that did not run to its end has said nothing about the route, so it is run again.
+template <typename... Words>
+bool RunIp(const Words&... words) {
+    constexpr int kMaxAttempts = 3;
+    int status = kNotRun;
+    for (int i = 0; status >= kNotRun && i < kMaxAttempts; ++i) {
+        status = VLIBCExecl(VLIB_EXEC_QUIET, kIp, words..., nullptr);
+    }
+    if (status >= kNotRun) {
+        VEXO_LOG(LOG_ERR, "Failed to run [%s]: status %d", kIp, status);
+    }
+    return status == 0;
+}
 
 bool HasLink(const GatewayInfo& entry) {
     return IsEthernetLinkDetected(entry.ifname);
@@ -39,21 +59,20 @@ bool InstallV4(const GatewayInfo& entry, const VEXONETIFINFO& info) {
              entry.ifname.c_str());
     // Without an address the text with its prefix stays, which ip refuses as a source.
     VEXOILnxGetIP(entry.ifname.c_str(), address, sizeof address);
-    return VLIBCExecl(VLIB_EXEC_QUIET, kIp, "route", "add", "default", "via",
-                      entry.gateway.ToCString(), "dev", entry.ifname.c_str(), "src", address,
-                      nullptr)
-           == 0;
+    return RunIp("route", "add", "default", "via", entry.gateway.ToCString(), "dev",
+                 entry.ifname.c_str(), "src", address);
+}
+
+bool IsBare(const GatewayInfo& entry) {
+    return entry.gateway.ToString() == "::";
 }
 
 bool InstallV6(const GatewayInfo& entry) {
-    if (entry.gateway.ToString() == "::") {
-        return VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "add", "default", "dev",
-                          entry.ifname.c_str(), nullptr)
-               == 0;
+    if (IsBare(entry)) {
+        return RunIp("-6", "route", "add", "default", "dev", entry.ifname.c_str());
     }
-    return VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "add", "default", "via",
-                      entry.gateway.ToCString(), "dev", entry.ifname.c_str(), nullptr)
-           == 0;
+    return RunIp("-6", "route", "add", "default", "via", entry.gateway.ToCString(), "dev",
+                 entry.ifname.c_str());
 }
 
 /// What is read to know whether the interface exists also serves to install its route.
@@ -76,19 +95,85 @@ bool ElectFrom(GATEWAY_TYPE type, std::vector<GatewayInfo>& gateways, const Elec
     return winner.has_value();
 }
 
-/// The kernel's list counts those of the policy tables, which stay.
-std::ptrdiff_t CountPolicyDefaultsV6() {
-    const auto routes = RouteSocket().OurRoutes(AF_INET6);
-    return !routes ? 0 : std::ranges::count_if(*routes, [](const Route& route) {
-        return route.gateway && route.destination == Everything(AF_INET6);
-    });
+bool Holds(const DefaultRoutes& routes, const DefaultRoute& route) {
+    return std::ranges::find(routes, route) != routes.end();
 }
 
-void DeleteDefaultRoutesV6() {
-    const std::ptrdiff_t all = utils::GetNumDefaultRoutes<AF_INET6>();
-    for (auto left = all > 0 ? all - CountPolicyDefaultsV6() : 0; left > 0; --left) {
-        if (VLIBCExecl(VLIB_EXEC_QUIET, kIp, "-6", "route", "delete", "default", nullptr) != 0) {
+std::string InterfaceOf(const DefaultRoute& route) {
+    char ifname[IF_NAMESIZE] = "";
+    return ::if_indextoname(route.oif, ifname) == nullptr ? "" : ifname;
+}
+
+/// The routes that the store's gateway may have brought, which has neither metric nor source.
+bool IsStored(const DefaultRoute& route, const char* saved) {
+    in_addr address{};
+    return ::inet_pton(AF_INET, saved, &address) == 1 && route.hasGateway && route.metric == 0
+           && route.gatewayV4 == address.s_addr;
+}
+
+/// Nobody has won, so nothing takes the place of the former routes. They come back before what
+/// stands in for them goes, so that there is no moment without.
+/// @param saved  the gateway that the store has set meanwhile, or ""
+void PutBack(MainDefaults& kernel, const std::optional<DefaultRoutes>& former, const char* saved) {
+    const auto present = kernel.List();
+    if (!former || !present) {
+        VEXO_LOG(LOG_ERR, "Failed to read the default routes: %s", ::strerror(errno));
+        return;
+    }
+    for (const DefaultRoute& route : *former) {
+        if (!Holds(*present, route) && !kernel.PutBack(route)) {
+            const char* reason = ::strerror(errno);
+            VEXO_LOG(LOG_ERR, "Failed to put the default route of [%s] back: %s",
+                     InterfaceOf(route).c_str(), reason);
+        }
+    }
+    for (const DefaultRoute& route : *present) {
+        if (IsStored(route, saved) && !Holds(*former, route)) {
+            kernel.Remove(route);
+        }
+    }
+}
+
+/// What an election of IPv6 replaces, whatever its metric. That tunnel never counts.
+bool IsReplacedV6(const DefaultRoute& route) {
+    return route.hasGateway && InterfaceOf(route) != "tun1000";
+}
+
+/// A route by the interface alone that stands where the winner's is to stand and that, by its
+/// interface, an election has put there.
+bool IsBareWinner(const DefaultRoute& route, const std::vector<std::string>& interfaces) {
+    constexpr std::uint32_t kUsualMetricV6 = 1024;
+    return !route.hasGateway && route.metric == kUsualMetricV6
+           && route.header.rtm_protocol == RTPROT_BOOT
+           && std::ranges::find(interfaces, InterfaceOf(route)) != interfaces.end();
+}
+
+void DeleteDefaultRoutesV6(MainDefaults& kernel, const std::optional<DefaultRoutes>& former,
+                           const std::vector<std::string>& bare) {
+    for (auto left = former ? std::ranges::count_if(*former, IsReplacedV6)
+                            : utils::GetNumDefaultRoutes<AF_INET6>();
+         left > 0; --left) {
+        if (!RunIp("-6", "route", "delete", "default")) {
             VEXO_LOG(LOG_INFO, "delete default route failed");
+        }
+    }
+    // The command takes the first default route, whichever that is, and the kernel refuses the
+    // winner's for as long as there is one in its place.
+    const auto isReplaced = [&](const DefaultRoute& route) {
+        return IsReplacedV6(route) || IsBareWinner(route, bare);
+    };
+    const auto remaining = former ? kernel.List() : std::nullopt;
+    if (!remaining) {
+        return;
+    }
+    for (const DefaultRoute& route : *remaining) {
+        if (isReplaced(route)) {
+            kernel.Remove(route);
+        }
+    }
+    for (const DefaultRoute& route : *former) {
+        if (!isReplaced(route) && !Holds(*remaining, route)) {
+            kernel.PutBack(route);
         }
     }
 }
@@ -101,6 +186,9 @@ int RouteModule::RefreshDefaultGatewayV4() {
         VEXO_LOG(LOG_ERR, "Get system gateway failed");
         return -1;
     }
+    // The store clears all default routes and knows only the gateway of one.
+    MainDefaults kernel(AF_INET);
+    const auto former = kernel.List();
     if (VEXONetDefaultGatewaySet(nullptr) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to delete default gateway");
         return -1;
@@ -108,6 +196,7 @@ int RouteModule::RefreshDefaultGatewayV4() {
     VEXONETIFINFO info{};
     if (!ElectFrom(GTYPE_V4, gateways_v4, FactsV4(info))) {
         VEXONetDefaultGatewaySet(saved);
+        PutBack(kernel, former, saved);
     }
     return 0;
 }
@@ -116,8 +205,20 @@ int RouteModule::RefreshDefaultGatewayV6() {
     if (gateways_v6.empty()) {
         return 0;
     }
-    DeleteDefaultRoutesV6();
-    ElectFrom(GTYPE_V6, gateways_v6, {HasLink, nullptr, InstallV6});
+    std::vector<std::string> bare{bare_winner};
+    for (const GatewayInfo& entry : gateways_v6) {
+        if (IsBare(entry)) {
+            bare.push_back(entry.ifname);
+        }
+    }
+    MainDefaults kernel(AF_INET6);
+    const auto former = kernel.List();
+    DeleteDefaultRoutesV6(kernel, former, bare);
+    if (!ElectFrom(GTYPE_V6, gateways_v6, {HasLink, nullptr, InstallV6})) {
+        PutBack(kernel, former, "");
+    } else {
+        bare_winner = IsBare(gateways_v6.front()) ? gateways_v6.front().ifname : "";
+    }
     return 0;
 }
 

@@ -42,7 +42,20 @@ void RouteModule::FollowNetwork(const std::vector<std::string>& ifnames) {
 }
 
 void RouteModule::Elect(std::optional<GATEWAY_TYPE> list) {
-    Guarded(request_mutex, "elect a gateway", [&] { RunElections(list); });
+    Guarded(request_mutex, "elect a gateway", [&] {
+        // An election that could not begin has left everything as it was, and no event follows.
+        const auto elect = [](const auto& run) {
+            constexpr int kMaxAttempts = 3;
+            for (int i = 0; i < kMaxAttempts && run() != 0; ++i) {
+            }
+        };
+        if (list != GTYPE_V6) {
+            elect([this] { return RefreshDefaultGatewayV4(); });
+        }
+        if (list != GTYPE_V4) {
+            elect([this] { return RefreshDefaultGatewayV6(); });
+        }
+    });
 }
 
 bool RouteModule::IsListed(std::optional<GATEWAY_TYPE> list, const std::string& ifname) {

@@ -5,7 +5,7 @@
 namespace vexotest {
 namespace {
 
-using testing::ElementsAre;
+using namespace testing;
 using namespace vexonetwork::network::module;
 
 std::string Gateway(const std::string& address, const std::string& interfaceClass = "ethernet") {
@@ -74,26 +74,102 @@ TEST_F(Election, OddNamesAreReadBackAndReachTheKernel) {
     EXPECT_EQ(Do("GET_GATEWAY_DATA_BY_INTERFACE", "'ifname': '#a=['")["gateway"], "10.9.0.1");
 }
 
-TEST_F(Election, WithoutAWinnerTheFormerGatewayIsRestored) {
-    Must("ip route add default via " + wan0.gateway);
-    Do("REFRESH_GATEWAY", "", "ALL");
-    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre("via 192.0.2.1 dev wan0")) << "an empty list";
-    Add("wan1", 0, Gateway("203.0.113.1"));
-    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre("via 192.0.2.1 dev wan0")) << "all refused";
+TEST_F(Election, LosersKeepTheirOrderBehindTheThird) {
+    for (const std::string type : {"GTYPE_V4", "GTYPE_V6"}) {
+        Add("wan8", -1, Gateway(type == "GTYPE_V4" ? wan1.gateway : "2001:db8:1::1"), type);
+        Add("wan1", -1, Gateway(type == "GTYPE_V4" ? wan1.gateway : "2001:db8:1::1"), type);
+        Do("SET_SLAVE_DATA", "'ifname': 'wan1', 'slave': true", type);
+        Add("wan9", 1, "", type);
+        Add("wan1", 0, "", type);
+        Add("wan0", -1, Gateway(type == "GTYPE_V4" ? wan0.gateway : "2001:db8::1"), type);
+        EXPECT_EQ(Order(type), "wan0 wan1* wan8 wan9");
+    }
+    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(RouteOf(wan0)));
+    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8::1 dev wan0"))
+        << "a slave is passed over, whatever its gateway";
 }
 
-TEST_F(Election, IPv6ReplacesEveryFormerDefaultRoute) {
-    Must("ip -6 route add default via 2001:db8:0::1 metric 16");
-    Must("ip -6 route add default via 2001:db8:1::1 metric 32");
+TEST_F(Election, WithoutAWinnerEveryFormerRouteComesBackAsItWas) {
+    for (const char* route :
+         {"default dev wan1 metric 5 proto 99", "default via 192.0.2.1 src 192.0.2.10 proto static",
+          "default via 198.51.100.1 metric 20 proto 77 mtu 1300",
+          "default metric 30 nexthop via 192.0.2.1 weight 3 nexthop dev wan1"}) {
+        Must("ip route add " + std::string(route));
+    }
+    for (const char* route :
+         {"default dev wan0 metric 5 proto 99", "default via 2001:db8::1 src 2001:db8::10",
+          "default via 2001:db8:1::1 metric 10 proto 77 pref high",
+          "default metric 2000 nexthop via 2001:db8::1 nexthop via 2001:db8:1::1"}) {
+        Must("ip -6 route add " + std::string(route));
+    }
+    Must("ip -6 route add default via 2001:db8::1 metric 3000 expires 500");
+    const auto routes = [] {
+        std::string text = Must("ip -d route") + Must("ip -d -6 route");
+        const auto lifetime = text.find("expires ");
+        EXPECT_GT(std::stoi(text.substr(lifetime + 8)), 400) << text;
+        return text.erase(lifetime, 14);
+    };
+    const std::string before = routes();
     Do("REFRESH_GATEWAY", "", "ALL");
-    EXPECT_EQ(DefaultRoutes("-6").size(), 2U) << "an empty list changes nothing";
+    EXPECT_EQ(routes(), before) << "empty lists";
+    Add("wan1", 0, Gateway("203.0.113.1"));
+    Add("wan1", 0, Gateway("2001:db8:7::1"), "GTYPE_V6");
+    EXPECT_EQ(routes(), before) << "all refused";
+    Do("SET_SLAVE_DATA", "'ifname': 'wan1', 'slave': true", "GTYPE_V6");
+    Do("REFRESH_GATEWAY", "", "ALL");
+    EXPECT_EQ(routes(), before) << "slaves alone";
+    EXPECT_THAT(log.Messages(), Not(Contains(HasSubstr("ailed"))));
+}
+
+TEST_F(Election, IPv6ReplacesTheDefaultRoutesOfTheMainTableAndNoOther) {
+    for (const char* route :
+         {"metric 16", "metric 10", "metric 1000000", "metric 1000000 table 101",
+          "metric 10 table 102", "metric 1024 table 103", "metric 30 table 103"}) {
+        Must("ip -6 route add default via 2001:db8:0::1 " + std::string(route));
+    }
+    Do("REFRESH_GATEWAY", "", "ALL");
+    EXPECT_EQ(DefaultRoutes("-6").size(), 3U) << "an empty list changes nothing";
+    const auto others = [] {
+        return Must("ip -6 route show table 101") + Must("ip -6 route show table 102")
+               + Must("ip -6 route show table 103");
+    };
+    const std::string before = others();
     Add("wan1", 0, Gateway("2001:db8:1::1"), "GTYPE_V6");
     EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8:1::1 dev wan1"));
-
     Add("wan0", 0, Gateway("2001:db8:7::1"), "GTYPE_V6");
     EXPECT_EQ(Order("GTYPE_V6"), "wan1 wan0") << "out of reach";
+    EXPECT_EQ(others(), before);
+    EXPECT_EQ(log.Messages(), std::vector<std::string>());
+}
+
+TEST_F(Election, AnIPv6RouteByTheInterfaceAloneIsLeftAgain) {
     Add("wan0", 0, Gateway("::"), "GTYPE_V6");
+    Add("wan1", 1, Gateway("2001:db8:1::1"), "GTYPE_V6");
     EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("dev wan0"));
+    SetLink(wan0, false);
+    module.Elect({});
+    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8:1::1 dev wan1"));
+    SetLink(wan0, true);
+    Add("wan0", 0, "", "GTYPE_V6");
+    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("dev wan0"));
+    Do("DEL_GATEWAY_DATA", "'ifname': 'wan0'", "GTYPE_V6");
+    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8:1::1 dev wan1"));
+    Must("ip -6 route add default dev wan0 metric 7");
+    module.Elect(GTYPE_V6);
+    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("dev wan0", "via 2001:db8:1::1 dev wan1"))
+        << "somebody else's stays";
+}
+
+TEST_F(Election, ACommandThatWasKilledSaysNothingAboutARoute) {
+    Must("mv /sbin/ip /sbin/ip.real");
+    WriteScript(
+        "/sbin/ip",
+        "case \"$*\" in *'route add default'*) mkdir /killed$1 2>/dev/null && kill -9 $$ ;; "
+        "esac\nexec /sbin/ip.real \"$@\"\n");
+    Add("wan0", 0, Gateway(wan0.gateway));
+    Add("wan0", 0, Gateway("2001:db8::1"), "GTYPE_V6");
+    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(RouteOf(wan0)));
+    EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8::1 dev wan0"));
 }
 
 }  // namespace

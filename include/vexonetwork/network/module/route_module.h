@@ -65,7 +65,7 @@ class RouteModule : public BaseModule, public GatewayFollower {
     int IsDnsConfigChanged(const Json::Value& request);
 
     /// Gives the default route to the first entry that can carry it, which moves to the front in
-    /// memory. When none can, the former IPv4 default gateway is restored.
+    /// memory. When none can, the main table has the default routes of before again.
     int RefreshDefaultGatewayV4();
     int RefreshDefaultGatewayV6();
 
@@ -114,6 +114,7 @@ class RouteModule : public BaseModule, public GatewayFollower {
     Gateways gateways_v4;
     Gateways gateways_v6;
     std::vector<LeftOut> left_out;
+    std::string bare_winner;  ///< whose IPv6 default route names the interface alone; "" for none
     StaticRoutes static_routes;
     UplinkPolicy uplink_policy;
     PthreadMutex request_mutex;
