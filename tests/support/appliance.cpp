@@ -14,7 +14,6 @@
 #include <cstring>
 
 #include <vexonetsdk/dbus_client.h>
-#include <vexonetwork/dbus/bus_address.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/dbus/dbus_client.h>
 #include <vexonetwork/utils/json_reader.h>
@@ -129,7 +128,8 @@ void ExpectDefaultRoutes(const std::string& family, const std::vector<std::strin
 }
 
 Appliance::Appliance() : notifications(ListenForNotifications(folder / "notify")) {
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", vexonetwork::dbus::kBusAddress, 1);
+    // What is left is what a program finds that does nothing about the bus.
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
     ::mkdir("/run/vexonet", 0755);
     bus = Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
                    "--config-file=" VEXO_SOURCE_DIR "/appliance/bus/vexonet-bus.conf"},
