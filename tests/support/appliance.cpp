@@ -9,9 +9,11 @@
 #include <sys/un.h>
 #include <time.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
+#include <iterator>
 
 #include <vexonetsdk/dbus_client.h>
 #include <vexonetwork/dbus/bus_names.h>
@@ -54,6 +56,18 @@ Outcome Ctl(const std::string& arguments, const Environment& added) {
     Arguments command = Words(arguments);
     command.insert(command.begin(), CtlProgram());
     return Run(command, added);
+}
+
+Outcome CtlAs(const std::string& user, const std::string& arguments) {
+    const std::string folder = "/opt/vexonetctl";
+    const std::string libraries = VEXO_BIN_DIR "/../lib/";
+    Must({"install", "-d", "-m", "755", folder});
+    Must({"install", "-m", "755", "-t", folder, CtlProgram(), libraries + "libvexonetwork.so.0",
+          libraries + "libvexoplatform.so.0"});
+    Arguments command = {
+        "runuser", "-u", user, "--", "env", "LD_LIBRARY_PATH=" + folder, folder + "/vexonetctl"};
+    std::ranges::move(Words(arguments), std::back_inserter(command));
+    return Run(command);
 }
 
 void MustCtl(const std::string& arguments) {
