@@ -1,6 +1,6 @@
 #include "vexonetsdk/base_hook.h"
 
-#include "vexo/hook_runner.h"
+#include "vexo/hooks/hook_runner.h"
 
 namespace vexonetsdk::hook {
 

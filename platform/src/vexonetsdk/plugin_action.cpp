@@ -4,7 +4,7 @@
 
 #include <vexobase/log.h>
 
-#include "vexo/hook_runner.h"
+#include "vexo/hooks/hook_runner.h"
 #include "vexonetsdk/sdk_s.h"
 #include "vlib/blocked_signals.h"
 #include "vlib/error.h"

@@ -7,7 +7,7 @@
 #include <vexobase/log.h>
 
 #include "vexo/dhcp_client.h"
-#include "vexo/hook_runner.h"
+#include "vexo/hooks/hook_runner.h"
 #include "vexo/ifcfg.h"
 #include "vexo/interface_setup.h"
 #include "vexo/ipv6_setup.h"

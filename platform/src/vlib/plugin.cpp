@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "plugin_session.h"
-#include "vexo/hook_runner.h"
+#include "vexo/hooks/hook_folder.h"
 #include "vlib/error.h"
 
 namespace {

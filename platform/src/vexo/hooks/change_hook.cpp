@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "vexo/hook_runner.h"
+#include "vexo/hooks/hook_runner.h"
 #include "vlib/error.h"
 
 namespace {

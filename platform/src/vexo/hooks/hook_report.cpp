@@ -15,7 +15,7 @@
 
 #include <vexobase/unique_fd.h>
 
-#include "vexo/hook_end.h"
+#include "vexo/hooks/hook_end.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ constexpr unsigned kGroup = 24;
 constexpr std::uint16_t kType = 0x7678;
 
 /// Bytes of keys and values that a report tells. Each may become six as JSON text.
-constexpr std::size_t kMostEnvironment = 4096;
+constexpr std::size_t kMaxEnvironment = 4096;
 
 sockaddr_nl GroupAddress() {
     sockaddr_nl address{};
@@ -43,7 +43,7 @@ UniqueFd OpenSocket() {
 
 void PutEnvironment(Json::Value& report, const vexoplatform::HookEnvironment& environment) {
     Json::Value& told = report["environment"] = Json::Value(Json::objectValue);
-    std::size_t left = kMostEnvironment;
+    std::size_t left = kMaxEnvironment;
     for (const auto& [key, value] : environment) {
         if (key.size() >= left) {
             report["truncated"] = true;
@@ -57,7 +57,7 @@ void PutEnvironment(Json::Value& report, const vexoplatform::HookEnvironment& en
 }
 
 void PutEnd(Json::Value& report, const vexoplatform::HookEnd& end) {
-    report["killed"] = end.killed;
+    report["killed"] = end.killed != vexoplatform::HookLimit::kNone;
     if (!end.error.empty() || !end.status) {
         report["error"] = end.error;
     } else if (WIFSIGNALED(*end.status)) {
@@ -111,8 +111,7 @@ const char* TextOf(const char* message, std::size_t length) {
 namespace vexoplatform {
 
 void SendHookReport(const std::string& hook, const std::string& path,
-                    const HookEnvironment& environment, const HookEnd& end,
-                    std::chrono::nanoseconds duration) {
+                    const HookEnvironment& environment, const HookEnd& end) {
     const UniqueFd socket = OpenSocket();
     if (!socket) {
         return;
@@ -121,8 +120,7 @@ void SendHookReport(const std::string& hook, const std::string& path,
     report["hook"] = hook;
     report["executable"] = path.substr(path.rfind('/') + 1);
     report["truncated"] = false;
-    report["duration_ms"] =
-        Json::Int64(std::chrono::duration_cast<std::chrono::milliseconds>(duration).count());
+    report["duration_ms"] = Json::Int64(end.duration.count());
     PutEnvironment(report, environment);
     PutEnd(report, end);
     const std::string message = ToMessage(report);
