@@ -1,12 +1,12 @@
 #include "conflict_report.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <exception>
 #include <utility>
 
 #include <vexo/event_log.h>
+#include <vexo/hook_limits.h>
 #include <vexobase/log.h>
 #include <vexonetsdk/base_hook.h>
 
@@ -15,18 +15,10 @@ namespace {
 
 constexpr int kWarning = 2;
 constexpr int kEventConflict = 0x11801330;
+constexpr int kHookGraceMilliseconds = 2000;
 
 /// As many as may be told in a minute; more wait only for hooks that hang.
-constexpr std::size_t kMostWaiting = 30;
-
-/// A stop of the unit ends this process and the hook that runs at the same moment. Whoever is
-/// first, the next hook must not begin.
-bool IsSignalled() {
-    sigset_t pending;
-    ::sigemptyset(&pending);
-    ::sigpending(&pending);
-    return ::sigismember(&pending, SIGTERM) == 1 || ::sigismember(&pending, SIGINT) == 1;
-}
+constexpr std::size_t kMaxWaiting = 30;
 
 void RunHook(const Conflict& conflict) {
     vexonetsdk::hook::BaseHook hook("net", "ip_conflict");
@@ -48,6 +40,7 @@ ConflictReport::~ConflictReport() {
         stopping = true;
     }
     changed.notify_one();
+    VEXOHookStop(kHookGraceMilliseconds);
     thread.join();
 }
 
@@ -79,7 +72,7 @@ void ConflictReport::SayTooMany(Clock::time_point now) {
 
 void ConflictReport::QueueHook(const Conflict& conflict) {
     const std::lock_guard lock(mutex);
-    if (waiting.size() >= kMostWaiting) {
+    if (waiting.size() >= kMaxWaiting) {
         VEXO_LOG(LOG_ERR, "Hooks of a conflict on [%s] are not run: too many others wait",
                  conflict.ifname.c_str());
         return;
@@ -92,7 +85,7 @@ void ConflictReport::RunHooks() {
     std::unique_lock lock(mutex);
     for (;;) {
         changed.wait(lock, [this] { return stopping || !waiting.empty(); });
-        if (stopping || IsSignalled()) {
+        if (stopping) {
             return;
         }
         const Conflict next = std::move(waiting.front());

@@ -16,7 +16,8 @@ class ConflictReport {
   public:
     ConflictReport();
 
-    /// Hooks that have not begun are left out; the one that runs is waited for.
+    /// For the end of the process: hooks that have not begun are left out, the one that runs has
+    /// two seconds.
     ~ConflictReport();
     ConflictReport(const ConflictReport&) = delete;
     ConflictReport& operator=(const ConflictReport&) = delete;

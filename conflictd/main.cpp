@@ -1,48 +1,34 @@
 #include <poll.h>
-#include <signal.h>
 #include <string.h>
-#include <sys/signalfd.h>
-#include <syslog.h>
-#include <systemd/sd-daemon.h>
-#include <unistd.h>
+#include <vexoservice/options.h>
+#include <vexoservice/signals.h>
+#include <vexoservice/supervisor.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <exception>
+#include <optional>
 #include <random>
+#include <string>
 
-#include <vexobase/log.h>
 #include <vexobase/unique_fd.h>
 
 #include "conflict_detector.h"
-#include "options.h"
 
 namespace conflictd {
 namespace {
 
+constexpr vexoservice::Program kProgram = {
+    .name = "vexonet-conflictd",
+    .purpose =
+        "Finds out whether another host uses an IPv4 address of this machine. It stays in the\n"
+        "foreground of its supervisor, logs to the system log and ends on SIGTERM.\n",
+    .example =
+        "for a trial as root:\n"
+        "  vexonet-conflictd --foreground\n",
+};
+
 constexpr std::chrono::hours kLongest(1);
-
-/// SIGTERM and SIGINT as a descriptor. Taken before the first thread starts: threads inherit the
-/// mask.
-vexobase::UniqueFd TakeSignals() {
-    ::signal(SIGPIPE, SIG_IGN);
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::sigaddset(&signals, SIGTERM);
-    ::sigaddset(&signals, SIGINT);
-    if (::sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) {
-        return vexobase::UniqueFd();
-    }
-    return vexobase::UniqueFd(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-}
-
-/// How often the supervisor wants to hear of this process; sd_watchdog_enabled(3).
-Clock::duration WatchdogInterval() {
-    uint64_t microseconds = 0;
-    const bool isAsked = ::sd_watchdog_enabled(0, &microseconds) > 0;
-    return isAsked ? Clock::duration(std::chrono::microseconds(microseconds / 2)) : kLongest;
-}
 
 Draw RandomTimes() {
     return [source = std::minstd_rand(std::random_device()())](Clock::duration least,
@@ -57,63 +43,67 @@ bool IsReadable(int fd) {
     return ::poll(&event, 1, 0) > 0;
 }
 
-/// Until a signal is pending, which it then still is: no further hook is begun because of that.
+/// What the supervisor is told, and when.
+class Signs {
+  public:
+    /// @return when to call again, at the latest
+    Clock::time_point Tell(bool isReady, Clock::time_point now) {
+        if (isReady && !toldReady) {
+            toldReady = vexoservice::TellSupervisor("READY=1");
+        }
+        if (now >= next) {
+            if (interval) {
+                vexoservice::TellSupervisor("WATCHDOG=1");
+            }
+            next = now + interval.value_or(kLongest);
+        }
+        return isReady && !toldReady ? std::min(next, now + vexoservice::kTellAgain) : next;
+    }
+
+  private:
+    const std::optional<std::chrono::microseconds> interval = vexoservice::WatchdogInterval();
+    Clock::time_point next = Clock::now();
+    bool toldReady = false;
+};
+
+/// Until a signal asks for the end.
 void Serve(int signals) {
     ConflictDetector detector(RandomTimes());
-    const auto interval = WatchdogInterval();
-    auto nextSign = Clock::now();
-    bool wasReady = false;
+    Signs signs;
     while (!IsReadable(signals)) {
-        detector.Turn(nextSign, signals);
-        if (detector.IsReady() && !std::exchange(wasReady, true)) {
-            ::sd_notify(0, "READY=1");
-        }
-        if (Clock::now() >= nextSign) {
-            ::sd_notify(0, "WATCHDOG=1");
-            nextSign = Clock::now() + interval;
-        }
+        const auto next = signs.Tell(detector.IsReady(), Clock::now());
+        detector.Turn(next, signals);
     }
-    ::sd_notify(0, "STOPPING=1");
+    vexoservice::TakeSignal(signals);
+    vexoservice::TellSupervisor("STOPPING=1");
 }
 
-void LogSignal(int signals) {
-    signalfd_siginfo signal{};
-    if (::read(signals, &signal, sizeof signal) == sizeof signal) {
-        VEXO_LOG(LOG_INFO, "Ended on signal %u of process %u", signal.ssi_signo, signal.ssi_pid);
+/// @return why the service ends; "" when it was asked to
+std::string Run() {
+    const vexobase::UniqueFd signals = vexoservice::TakeSignals();
+    if (!signals) {
+        return std::string("cannot take signals: ") + ::strerror(errno);
     }
-}
-
-int EndWith(const Options& options, const std::string& why) {
-    VEXO_LOG(LOG_ERR, "%s", why.c_str());
-    if (!options.foreground) {  // else the log is on stderr already
-        std::fprintf(stderr, "vexonet-conflictd: %s\n", why.c_str());
-    }
-    return kFailed;
-}
-
-int Run(const Options& options) {
-    try {
-        const vexobase::UniqueFd signals = TakeSignals();
-        if (!signals) {
-            return EndWith(options, std::string("cannot take signals: ") + ::strerror(errno));
-        }
-        Serve(signals.Get());
-        LogSignal(signals.Get());
-        return kEnded;
-    } catch (const std::exception& error) {
-        return EndWith(options, error.what());
-    }
+    Serve(signals.Get());
+    return "";
 }
 
 }  // namespace
 }  // namespace conflictd
 
 int main(int argc, char* argv[]) {
-    conflictd::ExitCode exitCode = conflictd::kEnded;
-    const auto options = conflictd::ReadOptions(argc, argv, exitCode);
+    using namespace conflictd;
+    vexoservice::ExitCode exitCode = vexoservice::kEnded;
+    const auto options = vexoservice::ReadOptions(kProgram, argc, argv, exitCode);
     if (!options) {
         return exitCode;
     }
-    ::openlog("vexonet-conflictd", LOG_PID | (options->foreground ? LOG_PERROR : 0), LOG_DAEMON);
-    return conflictd::Run(*options);
+    vexoservice::OpenLog(kProgram, *options);
+    std::string why;
+    try {
+        why = Run();
+    } catch (const std::exception& error) {
+        why = error.what();
+    }
+    return why.empty() ? vexoservice::kEnded : vexoservice::EndWith(kProgram, *options, why);
 }

@@ -11,13 +11,17 @@
 #include <span>
 #include <system_error>
 
+#include <vexo/hook_limits.h>
 #include <vexobase/log.h>
 
 namespace vexonetd {
 namespace {
 
-// A hook has 30 s, systemd gives the unit 45 s.
-constexpr int kPatienceMilliseconds = 40'000;
+constexpr int kHookGraceMilliseconds = 2'000;
+
+// The longest request, a scan of neighbours that keep silent, takes 20 s; systemd gives the
+// unit 35.
+constexpr int kLongestEndMilliseconds = 30'000;
 constexpr int kForever = -1;
 
 /// @return whether one of them is readable; false when the time is over
@@ -54,8 +58,9 @@ void EndWatch::Watch(int signals) const {
     std::array<pollfd, 3> beginnings = {
         {{signals, POLLIN, 0}, {begun.Get(), POLLIN, 0}, {over.Get(), POLLIN, 0}}};
     Await(beginnings, kForever);
-    if (!Await(std::span(&beginnings.back(), 1), kPatienceMilliseconds)) {
-        VEXO_LOG(LOG_ERR, "The end hangs in a request, a module or a hook; ending without it");
+    VEXOHookStop(kHookGraceMilliseconds);
+    if (!Await(std::span(&beginnings.back(), 1), kLongestEndMilliseconds)) {
+        VEXO_LOG(LOG_ERR, "The end hangs in a request or a module; ending without it");
         ::_exit(1);
     }
 }

@@ -1,22 +1,21 @@
 #include <string.h>
-#include <syslog.h>
+#include <vexoservice/options.h>
+#include <vexoservice/signals.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <exception>
 #include <string>
 
-#include <vexobase/bus_address.h>
+#include <vexo/hook_limits.h>
 #include <vexobase/log.h>
+#include <vexonetwork/dbus/bus_address.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/dbus/net_server.h>
 #include <vexonetwork/network/module/module_manager.h>
 
-#include "device_list_watch.h"
 #include "end_watch.h"
 #include "event_thread.h"
 #include "leftovers.h"
-#include "options.h"
 #include "pid_file.h"
 #include "supervision.h"
 
@@ -26,19 +25,21 @@ namespace {
 using vexonetwork::dbus::NetServer;
 using vexonetwork::network::module::MODULE_TYPE;
 using vexonetwork::network::module::ModuleManager;
+using vexoservice::ExitCode;
+using vexoservice::Options;
 
-constexpr int kEnded = 0;
-constexpr int kFailed = 1;
-constexpr int kWrongUsage = 2;
+constexpr vexoservice::Program kProgram = {
+    .name = "vexonetd",
+    .purpose =
+        "The network-management daemon. It stays in the foreground of its supervisor, logs to the\n"
+        "system log and ends on SIGTERM.\n",
+    .example =
+        "on a message bus of its own for a trial:\n"
+        "  dbus-run-session vexonetd --foreground\n",
+};
 
-/// Says why the daemon ends, in the log and to who started it.
-int EndWith(const Options& options, const std::string& why) {
-    VEXO_LOG(LOG_ERR, "%s", why.c_str());
-    if (!options.foreground) {  // else the log is on stderr already
-        std::fprintf(stderr, "vexonetd: %s\n", why.c_str());
-    }
-    return kFailed;
-}
+/// All hooks of one request together; the bus and whoever asked wait for them.
+constexpr int kRequestHookMilliseconds = 30'000;
 
 std::string WhyNotOurs() {
     if (const int holder = PidFile::Holder(); holder != 0) {
@@ -48,7 +49,7 @@ std::string WhyNotOurs() {
 }
 
 std::string WhyNotServing(bool wasReady) {
-    const std::string bus = "the bus " + vexobase::BusAddress();
+    const std::string bus = std::string("the bus ") + vexonetwork::dbus::UseApplianceBus();
     return wasReady ? bus + " went away"
                     : "cannot own the name " + std::string(vexonetwork::dbus::kBusName) + " on "
                           + bus
@@ -61,6 +62,8 @@ class Modules {
   public:
     Modules() {
         ModuleManager& manager = ModuleManager::GetInstance();
+        manager.FrameRequests(
+            {[] { VEXOHookRequestBegin(kRequestHookMilliseconds); }, VEXOHookRequestEnd});
         const bool initialised = manager.Initialize();
         const bool started = manager.Start();
         if (!initialised || !started) {
@@ -78,33 +81,43 @@ class Modules {
     Modules& operator=(const Modules&) = delete;
 };
 
-int Serve(const Options& options, int signals, EndWatch& endWatch) {
+/// Begins the end of the process with its own, however that comes.
+class EndBeginning {
+  public:
+    explicit EndBeginning(EndWatch& watch) : endWatch(watch) {}
+    ~EndBeginning() { endWatch.Begin(); }
+    EndBeginning(const EndBeginning&) = delete;
+    EndBeginning& operator=(const EndBeginning&) = delete;
+
+  private:
+    EndWatch& endWatch;
+};
+
+/// @return why the daemon ends; "" when it was asked to
+std::string Serve(int signals, EndWatch& endWatch) {
     const Modules modules;
+    const EndBeginning atLeastBeforeModulesEnd(endWatch);
     NetServer server;
     const EventThread events;
-    const DeviceListWatch deviceListWatch;
+    const EndBeginning end(endWatch);
     const Supervision supervision(signals, server);
-    const int result = server.StartLoop();
-    endWatch.Begin();
-    deviceListWatch.Check();
-    if (result != 0) {
-        return EndWith(options, WhyNotServing(supervision.WasReady()));
-    }
-    return kEnded;
+    return server.StartLoop() == 0 ? "" : WhyNotServing(supervision.WasReady());
 }
 
-int Run(const Options& options) {
+/// The same.
+std::string Run() {
     const PidFile pidFile;
     if (!pidFile) {
-        return EndWith(options, WhyNotOurs());
+        return WhyNotOurs();
     }
-    const vexobase::UniqueFd signals = TakeSignals();
+    const vexobase::UniqueFd signals = vexoservice::TakeSignals();
     if (!signals) {
-        return EndWith(options, std::string("cannot take signals: ") + ::strerror(errno));
+        return std::string("cannot take signals: ") + ::strerror(errno);
     }
     RemoveLeftovers();
+    vexonetwork::dbus::UseApplianceBus();
     EndWatch endWatch(signals.Get());
-    return Serve(options, signals.Get(), endWatch);
+    return Serve(signals.Get(), endWatch);
 }
 
 }  // namespace
@@ -112,19 +125,17 @@ int Run(const Options& options) {
 
 int main(int argc, char* argv[]) {
     using namespace vexonetd;
-    Options options;
-    switch (ReadOptions(argc, argv, options)) {
-        case Action::kDone:
-            return kEnded;
-        case Action::kWrongUsage:
-            return kWrongUsage;
-        case Action::kServe:
-            break;
+    ExitCode exitCode = vexoservice::kEnded;
+    const auto options = vexoservice::ReadOptions(kProgram, argc, argv, exitCode);
+    if (!options) {
+        return exitCode;
     }
-    ::openlog("vexonetd", LOG_PID | (options.foreground ? LOG_PERROR : 0), LOG_DAEMON);
+    vexoservice::OpenLog(kProgram, *options);
+    std::string why;
     try {
-        return Run(options);
+        why = Run();
     } catch (const std::exception& error) {
-        return EndWith(options, error.what());
+        why = error.what();
     }
+    return why.empty() ? vexoservice::kEnded : vexoservice::EndWith(kProgram, *options, why);
 }

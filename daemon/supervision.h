@@ -2,29 +2,21 @@
 
 #include <glib.h>
 
-#include <vexobase/unique_fd.h>
-
 namespace vexonetsdk::dbus {
 class DBusServer;
 }
 
 namespace vexonetd {
 
-/// SIGTERM and SIGINT as a descriptor, so that they are handled by the main loop like everything
-/// else. Made before the first thread starts: threads inherit the mask that keeps the signals
-/// from killing the process.
-///
-/// SIGPIPE is ignored from then on: a bus or a log that went away is an error of the call that
-/// meets it.
-/// @return the signalfd, or none with errno
-vexobase::UniqueFd TakeSignals();
-
 /// What ties the daemon to its supervisor: a signal ends the server's loop, and the supervisor is
 /// told that the daemon is ready, that its loop still turns (sd_notify(3), WATCHDOG=1 at half the
-/// asked interval), and that it stops.
+/// asked interval), and that it stops. While a request waits for hooks that have time left, the
+/// supervisor is told so in the loop's place, for two minutes after its last turn at most.
+///
+/// To be made on the thread of the main loop; one at a time.
 class Supervision {
   public:
-    /// @param signals  of TakeSignals; outlives this
+    /// @param signals  of vexoservice::TakeSignals; outlives this
     /// @param server   whose loop a signal ends; outlives this
     Supervision(int signals, vexonetsdk::dbus::DBusServer& server);
     ~Supervision();
@@ -35,7 +27,7 @@ class Supervision {
     bool WasReady() const { return ready; }
 
   private:
-    static gboolean OnFirstTurn(gpointer self);
+    static gboolean OnReady(gpointer self);
 
     bool ready = false;
     guint signalSource;

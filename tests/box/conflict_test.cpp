@@ -105,6 +105,20 @@ TEST_F(Conflict, IsToldAtOnceAndAStormOfForgedOnesIsBounded) {
     EXPECT_EQ(appliance.StopDaemon(), 0);
 }
 
+TEST_F(Conflict, HooksThatHangDoNotHoldUpTheEnd) {
+    for (const char* name : {"20", "30"}) {
+        WriteScript(std::string("/usr/vexo/hooks/net/ip_conflict/") + name,
+                    "echo >> /tmp/hanging\nexec sleep 1000");
+    }
+    Start();
+    ASSERT_TRUE(Eventually([&] { return Announcements() == 2; }));
+    Claim("192.0.2.10");
+    ASSERT_TRUE(Eventually([] { return ReadFile("/tmp/hanging") == "\n"; }));
+    EXPECT_EQ(appliance.StopDaemon(SIGHUP), 0);
+    EXPECT_EQ(ReadFile("/tmp/hanging"), "\n") << "the next one is not begun";
+    EXPECT_EQ(Count(appliance.Log(), "1 hooks of [net/ip_conflict] are left out"), 1u);
+}
+
 TEST_F(Conflict, IsNoneWhatOurPortsNeighboursAndOtherVlansSay) {
     Plug("lan1", "192.0.2.20");
     Must("ip -n nas address add 192.0.2.10/24 dev lan1");

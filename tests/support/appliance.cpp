@@ -9,13 +9,12 @@
 #include <sys/un.h>
 #include <time.h>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
-#include <iterator>
 
 #include <vexonetsdk/dbus_client.h>
+#include <vexonetwork/dbus/bus_address.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/dbus/dbus_client.h>
 #include <vexonetwork/utils/json_reader.h>
@@ -56,18 +55,6 @@ Outcome Ctl(const std::string& arguments, const Environment& added) {
     Arguments command = Words(arguments);
     command.insert(command.begin(), CtlProgram());
     return Run(command, added);
-}
-
-Outcome CtlAs(const std::string& user, const std::string& arguments) {
-    const std::string folder = "/opt/vexonetctl";
-    const std::string libraries = VEXO_BIN_DIR "/../lib/";
-    Must({"install", "-d", "-m", "755", folder});
-    Must({"install", "-m", "755", "-t", folder, CtlProgram(), libraries + "libvexonetwork.so.0",
-          libraries + "libvexoplatform.so.0"});
-    Arguments command = {
-        "runuser", "-u", user, "--", "env", "LD_LIBRARY_PATH=" + folder, folder + "/vexonetctl"};
-    std::ranges::move(Words(arguments), std::back_inserter(command));
-    return Run(command);
 }
 
 void MustCtl(const std::string& arguments) {
@@ -142,8 +129,7 @@ void ExpectDefaultRoutes(const std::string& family, const std::vector<std::strin
 }
 
 Appliance::Appliance() : notifications(ListenForNotifications(folder / "notify")) {
-    // What is left is what a program finds that does nothing about the bus.
-    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", vexonetwork::dbus::kBusAddress, 1);
     ::mkdir("/run/vexonet", 0755);
     bus = Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
                    "--config-file=" VEXO_SOURCE_DIR "/appliance/bus/vexonet-bus.conf"},
@@ -155,15 +141,15 @@ Appliance::Appliance() : notifications(ListenForNotifications(folder / "notify")
 Appliance::~Appliance() = default;
 
 void Appliance::StartDaemon(const Arguments& program) {
-    daemon = Process(program, folder / "daemon.log", {{"NOTIFY_SOCKET", folder / "notify"}});
-    EXPECT_TRUE(IsReady()) << Log();
+    daemon = Process(program, folder / "daemon.log", {{"NOTIFY_SOCKET", NotifySocket()}});
+    EXPECT_TRUE(IsTold("READY=1")) << Log();
 }
 
-bool Appliance::IsReady() {
+bool Appliance::IsTold(const std::string& state) {
     constexpr int kDeadline = 20'000;
     pollfd told{notifications.Get(), POLLIN, 0};
     std::string text;
-    while (text.find("READY=1") == text.npos && ::poll(&told, 1, kDeadline) == 1) {
+    while (text.find(state) == text.npos && ::poll(&told, 1, kDeadline) == 1) {
         text.resize(4096);
         ::recv(told.fd, text.data(), text.size(), 0);
     }

@@ -20,11 +20,7 @@ std::string CtlProgram();
 /// Runs vexonetctl with arguments that are split at blanks.
 Outcome Ctl(const std::string& arguments, const Environment& added = {});
 
-/// The same as another user. The program runs from a copy, as the folder of the build may be one
-/// that only its owner may enter.
-Outcome CtlAs(const std::string& user, const std::string& arguments);
-
-/// As Ctl; a failure fails the test.
+/// The same; a failure fails the test.
 void MustCtl(const std::string& arguments);
 
 /// One uplink: a veth pair whose far end stands in a network namespace of a provider.
@@ -75,6 +71,13 @@ class Appliance {
     void StopBus();
 
     Process& Daemon() { return daemon; }
+    Process& Bus() { return bus; }
+
+    /// Waits until the daemon tells its supervisor this, "READY=1".
+    bool IsTold(const std::string& state);
+
+    /// Where the daemon tells it: for those who start it by themselves.
+    std::string NotifySocket() const { return folder / "notify"; }
 
     /// What the daemon has logged since the object was made.
     std::string Log() const;
@@ -90,9 +93,6 @@ class Appliance {
     Json::Value GatewayList(const std::string& type);
 
   private:
-    /// Waits until the daemon tells its supervisor so.
-    bool IsReady();
-
     TempFolder folder;
     vexobase::UniqueFd notifications;
     Process bus;

@@ -2,6 +2,19 @@
 #include <vexonetwork/network/module/module_manager.h>
 
 namespace vexonetwork::network::module {
+namespace {
+
+ModuleManager::RequestFrame requestFrame = {[] {}, [] {}};
+
+class FramedRequest {
+  public:
+    FramedRequest() { requestFrame.begin(); }
+    ~FramedRequest() { requestFrame.end(); }
+    FramedRequest(const FramedRequest&) = delete;
+    FramedRequest& operator=(const FramedRequest&) = delete;
+};
+
+}  // namespace
 
 ModuleManager& ModuleManager::GetInstance() {
     static ModuleManager instance;
@@ -96,6 +109,10 @@ void ModuleManager::Dump() const {
     }
 }
 
+void ModuleManager::FrameRequests(const RequestFrame& frame) {
+    requestFrame = frame;
+}
+
 int ModuleManager::ProcessRequest(MODULE_TYPE type, const Json::Value& request,
                                   Json::Value& response) {
     BaseModule* module = GetModule(type);
@@ -103,6 +120,7 @@ int ModuleManager::ProcessRequest(MODULE_TYPE type, const Json::Value& request,
         VEXO_LOG_AT(213, LOG_ERR, "Failed to find module [%d]", type);
         return -1;
     }
+    const FramedRequest framed;
     const int result = module->ProcessRequest(request, response);
     if (result != 0) {
         VEXO_LOG_AT(217, LOG_ERR, "Failed to process request from module [%d]", type);

@@ -20,6 +20,11 @@ class ModuleManager {
         bool enabled;
         BaseModule* (*create)();  ///< makes a module that the manager then holds, or null
     };
+    /// What stands around each request, on the thread that serves it.
+    struct RequestFrame {
+        void (*begin)();
+        void (*end)();
+    };
     using ModuleMap = std::map<MODULE_TYPE, BaseModule*>;
 
     ModuleManager(const ModuleManager&) = delete;
@@ -54,6 +59,10 @@ class ModuleManager {
 
     /// Logs one line for each module.
     void Dump() const;
+
+    /// Has every request begin and end with the frame's calls, for what is counted or bounded for
+    /// each request. To be set before requests are served; the frame is the process's.
+    static void FrameRequests(const RequestFrame& frame);
 
     /// Hands a request to a module. @return the module's result, or -1 when there is none
     int ProcessRequest(MODULE_TYPE type, const Json::Value& request, Json::Value& response);

@@ -1,0 +1,85 @@
+#include "vexoservice/options.h"
+
+#include <getopt.h>
+
+#include <cstdio>
+
+#include <vexobase/log.h>
+
+namespace vexoservice {
+namespace {
+
+constexpr option kLongOptions[] = {
+    {"foreground", no_argument, nullptr, 'f'},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
+    {nullptr, 0, nullptr, 0},
+};
+
+void PrintUsage(const Program& program) {
+    std::printf(
+        "Usage: %s [--foreground]\n"
+        "\n"
+        "%s"
+        "\n"
+        "  -f, --foreground  log to standard error too\n"
+        "  -h, --help        show this text and exit\n"
+        "  -V, --version     show the version and exit\n"
+        "\n"
+        "Example, %s",
+        program.name, program.purpose, program.example);
+}
+
+ExitCode WrongUsage(const Program& program) {
+    std::fprintf(stderr, "See '%s --help'.\n", program.name);
+    return kWrongUsage;
+}
+
+/// @return what to end with, or nothing when there is work to do
+std::optional<ExitCode> Read(const Program& program, int argc, char* argv[], Options& options) {
+    int letter = 0;
+    while ((letter = ::getopt_long(argc, argv, "fhV", kLongOptions, nullptr)) != -1) {
+        switch (letter) {
+            case 'f':
+                options.foreground = true;
+                break;
+            case 'h':
+                PrintUsage(program);
+                return kEnded;
+            case 'V':
+                std::printf("%s " VEXO_VERSION "\n", program.name);
+                return kEnded;
+            default:
+                return WrongUsage(program);
+        }
+    }
+    if (optind < argc) {
+        std::fprintf(stderr, "%s: takes no argument '%s'\n", program.name, argv[optind]);
+        return WrongUsage(program);
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Options> ReadOptions(const Program& program, int argc, char* argv[],
+                                   ExitCode& exitCode) {
+    Options options;
+    const auto ended = Read(program, argc, argv, options);
+    exitCode = ended.value_or(exitCode);
+    return ended ? std::nullopt : std::optional(options);
+}
+
+void OpenLog(const Program& program, const Options& options) {
+    ::openlog(program.name, LOG_PID | (options.foreground ? LOG_PERROR : 0), LOG_DAEMON);
+}
+
+ExitCode EndWith(const Program& program, const Options& options, const std::string& why) {
+    VEXO_LOG(LOG_ERR, "%s", why.c_str());
+    if (!options.foreground) {  // else the log is on stderr already
+        std::fprintf(stderr, "%s: %s\n", program.name, why.c_str());
+    }
+    return kFailed;
+}
+
+}  // namespace vexoservice
