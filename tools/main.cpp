@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <vexonetwork/dbus/bus_address.h>
+
 #include "commands.h"
 #include "failure.h"
 #include <CLI/CLI.hpp>
@@ -65,6 +67,7 @@ int Run(int argc, char* argv[]) {
     } catch (const CLI::ParseError& error) {
         return ExitOfParse(app, error);
     }
+    vexonetwork::dbus::UseApplianceBus();
     chosen();
     if (!std::cout.flush()) {
         throw Failure(kRefused, "it was done, but the output could not be written");

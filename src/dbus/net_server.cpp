@@ -1,5 +1,4 @@
 #include <cstddef>
-#include <cstring>
 #include <exception>
 #include <memory>
 #include <sstream>
@@ -33,11 +32,8 @@ struct BusMethod {
     bool nullArgumentAllowed = false;  ///< it then counts as text that is no JSON
 };
 
-/// Requests are far shorter. Parsed, JSON text takes up to fifty times its length.
-constexpr std::size_t kMaxArgument = 256 << 10;
-
-/// The appliance's bus cuts off whoever sends a longer message.
-constexpr std::size_t kMaxReply = 16 << 20;
+/// A message bus takes 32 MiB by default and cuts off whoever sends more.
+constexpr std::size_t kMaximumReply = 16 << 20;
 
 gboolean Fail(GError** error, const char* domain, const char* message) {
     g_set_error_literal(error, g_quark_from_static_string(domain), 1, message);
@@ -50,7 +46,7 @@ bool BuildRequest(const BusMethod& method, const char* argument, Json::Value& re
     } else if (argument == nullptr || !vexonetwork::utils::ParseJson(argument, request)) {
         return false;
     }
-    // NetClient sends a Json::Value without members as null.
+    // A client's empty value comes as null.
     if (!request.isObject() && !request.isNull()) {
         return false;
     }
@@ -58,7 +54,7 @@ bool BuildRequest(const BusMethod& method, const char* argument, Json::Value& re
     return true;
 }
 
-/// toStyledString's text; that function would make a writer for each reply.
+/// The text of Value::toStyledString, which would make a writer for each reply.
 std::string StyledText(const Json::Value& value) {
     thread_local const std::unique_ptr<Json::StreamWriter> writer(
         Json::StreamWriterBuilder().newStreamWriter());
@@ -76,7 +72,7 @@ std::string StyledText(const Json::Value& value) {
 /// @return null when the reply is too long for the bus
 char* RenderReply(const Json::Value& response) {
     const std::string text = StyledText(response);
-    if (text.size() > kMaxReply) {
+    if (text.size() > kMaximumReply) {
         VEXO_LOG(LOG_ERR, "Reply of [%zu] bytes is too long for the bus", text.size());
         return nullptr;
     }
@@ -88,10 +84,6 @@ gboolean FailModule(const BusMethod& method, GError** error) {
 }
 
 gboolean Dispatch(const BusMethod& method, const char* argument, char** reply, GError** error) {
-    if (argument != nullptr && ::strnlen(argument, kMaxArgument + 1) > kMaxArgument) {
-        VEXO_LOG(LOG_ERR, "Argument of [%s] is too long", method.name);
-        return FailModule(method, error);
-    }
     Json::Value request;
     if (!BuildRequest(method, argument, request)) {
         VEXO_LOG(LOG_ERR, "%s", method.parseFailure);

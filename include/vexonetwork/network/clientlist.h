@@ -42,9 +42,6 @@ class ClientList {
     /// @return whether the file could be opened
     bool WriteToFile(const std::string& path);
 
-    /// The same for a list whose lock is lost; nobody can change it meanwhile.
-    bool WriteWithoutLock(const std::string& path) const;
-
     Json::Value GetClientList() const { return root; }
 
     /// The number of entries; what is no array has none.
@@ -68,6 +65,10 @@ class ClientList {
 
     /// Whether EraseObject has left the lock taken. May be called from any thread.
     bool IsLockLost() const { return lockLost; }
+
+    /// Exchanges the entries with those of a list whose lock is lost, so that they can be changed
+    /// again. To be called on the thread that has lost it, while nobody else uses either list.
+    void Exchange(ClientList& lost);
 
     /// Sets the members of `keys` in the entry of an address and keeps its others, then renews
     /// "displayName" and "asso_time". Members that addresses and names are taken from must not be

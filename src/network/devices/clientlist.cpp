@@ -94,7 +94,12 @@ ClientList::ClientList() : places(std::make_unique<ClientListIndex>()) {
     EraseList();
 }
 
-ClientList::~ClientList() = default;
+ClientList::~ClientList() {
+    if (lockLost) {
+        // Nobody can wait for it any more, and a mutex must not be destroyed while it is taken.
+        mutex.Unlock();
+    }
+}
 
 void ClientList::EraseList() {
     const Hold hold(mutex);
@@ -130,10 +135,6 @@ bool ClientList::LoadClientList(const std::string& path) {
 
 bool ClientList::WriteToFile(const std::string& path) {
     const Hold hold(mutex);
-    return WriteWithoutLock(path);
-}
-
-bool ClientList::WriteWithoutLock(const std::string& path) const {
     const vexobase::UniqueFd fd = OpenPlainFile(path);
     if (!fd) {
         VEXO_LOG(LOG_ERR, "Error - %s could not open", path.c_str());
@@ -143,6 +144,12 @@ bool ClientList::WriteWithoutLock(const std::string& path) const {
         VEXO_LOG(LOG_ERR, "Error - %s is incomplete: %s", path.c_str(), std::strerror(errno));
     }
     return true;
+}
+
+void ClientList::Exchange(ClientList& lost) {
+    const Hold hold(mutex);
+    std::swap(root, lost.root);
+    std::swap(places, lost.places);
 }
 
 unsigned int ClientList::Size() const {

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include <vexobase/log.h>
-#include <vexobase/log_text.h>
 #include <vexonetwork/network/arpscanner.h>
 #include <vexonetwork/network/keloscanner.h>
 #include <vexonetwork/network/module/devicelist_module.h>
@@ -14,15 +14,13 @@
 
 namespace vexonetwork::network::module {
 
-using vexobase::LogText;
-
 namespace {
 
 constexpr char kPath[] = "/tmp/connectionlist_upnpscanner.json";
 constexpr char kEntries[] = "ClientList";
 
 /// Devices stay, and a stranger can be a new one all the time: what is kept must have an end.
-constexpr unsigned int kMostDevices = 20'000;
+constexpr unsigned int kMaxDevices = 20'000;
 
 /// The text of a member that a request must have; nothing after a log line.
 std::optional<std::string> Required(const Json::Value& in, const char* member) {
@@ -81,11 +79,30 @@ int GetScannerData(Scanner* scanner, const char* name, Json::Value& out) {
 
 }  // namespace
 
+DeviceListModule::DeviceListModule()
+    : BaseModule(MODULE_DEVICE_LIST), clientList(std::make_unique<ClientList>()) {}
+
 BaseModule* DeviceListModule::Create() {
     return new DeviceListModule;
 }
 
 int DeviceListModule::ProcessRequest(const Json::Value& in, Json::Value& out) {
+    const std::lock_guard guard(serving);
+    const int result = Serve(in, out);
+    RenewLostList();
+    return result;
+}
+
+/// The next request would wait for ever for the lock of a list that was lost.
+void DeviceListModule::RenewLostList() {
+    if (clientList->IsLockLost()) {
+        auto next = std::make_unique<ClientList>();
+        next->Exchange(*clientList);
+        clientList = std::move(next);
+    }
+}
+
+int DeviceListModule::Serve(const Json::Value& in, Json::Value& out) {
     const auto method = Required(in, "method");
     if (!method) {
         return -1;
@@ -104,7 +121,7 @@ int DeviceListModule::ProcessRequest(const Json::Value& in, Json::Value& out) {
             VEXO_LOG(LOG_ERR, "failed to del data");
         }
     } else {
-        VEXO_LOG(LOG_ERR, "unknown type from input (%s)", LogText(*method).c_str());
+        VEXO_LOG(LOG_ERR, "unknown type from input (%s)", method->c_str());
     }
     return result;
 }
@@ -159,20 +176,16 @@ void DeviceListModule::InitClientList() {
     if (VLIBCFileExist(kPath) != 1) {
         return;
     }
-    if (!clientList.LoadClientList(kPath) || !IsListOfDevices(clientList.GetClientList())) {
+    if (!clientList->LoadClientList(kPath) || !IsListOfDevices(clientList->GetClientList())) {
         VEXO_LOG(LOG_ERR, "failed to read (%s) to client list, skip it", kPath);
-        clientList.EraseList();
+        clientList->EraseList();
     }
 }
 
 void DeviceListModule::TerminateClientList() {
-    if (!clientList.WriteToFile(kPath)) {
+    if (!clientList->WriteToFile(kPath)) {
         VEXO_LOG(LOG_ERR, "failed to write (%s) to client list when terminate", kPath);
     }
-}
-
-bool DeviceListModule::RescueList() const {
-    return clientList.WriteWithoutLock(kPath);
 }
 
 int DeviceListModule::MergeList(const Json::Value& list, const bool& add) {
@@ -183,14 +196,14 @@ int DeviceListModule::MergeList(const Json::Value& list, const bool& add) {
     }
     bool isComplete = true;
     for (const Json::Value& device : *devices) {
-        const bool mayAdd = add && clientList.Size() < kMostDevices;
+        const bool mayAdd = add && clientList->Size() < kMaxDevices;
         const std::string mac = AddressIn(device, "macAddr");
         const std::string ip = AddressIn(device, "ipAddr");
         bool isMerged = false;
         if (!mac.empty()) {
-            isMerged = clientList.UpdateKeysByMac(mac, device, mayAdd);
+            isMerged = clientList->UpdateKeysByMac(mac, device, mayAdd);
         } else if (!ip.empty()) {
-            isMerged = clientList.UpdateKeysByIP(ip, device, mayAdd);
+            isMerged = clientList->UpdateKeysByIP(ip, device, mayAdd);
         } else {
             VEXO_LOG(LOG_ERR, "cannot get ip or mac from list object");
             return -1;
@@ -199,7 +212,7 @@ int DeviceListModule::MergeList(const Json::Value& list, const bool& add) {
     }
     if (!isComplete) {
         VEXO_LOG(LOG_ERR, "The list is full with %u devices, new ones are left out: forget some",
-                 kMostDevices);
+                 kMaxDevices);
     }
     return 0;
 }
@@ -224,11 +237,11 @@ int DeviceListModule::GetAllScannerData(Json::Value& out) {
         || MergeFrom(&DeviceListModule::GetKeloScannerData, "kelo", false) != 0) {
         return -1;
     }
-    if (!clientList.WriteToFile(kPath)) {
+    if (!clientList->WriteToFile(kPath)) {
         VEXO_LOG(LOG_ERR, "failed to write back to (%s)", kPath);
         return -1;
     }
-    out = clientList.GetClientList();
+    out = clientList->GetClientList();
     return 0;
 }
 
@@ -258,7 +271,7 @@ int DeviceListModule::GetDataByScannerType(const Json::Value& in, Json::Value& o
         }
         return 0;
     }
-    VEXO_LOG(LOG_ERR, "unknown type from input (%s)", LogText(*scannerType).c_str());
+    VEXO_LOG(LOG_ERR, "unknown type from input (%s)", scannerType->c_str());
     return -1;
 }
 
@@ -273,14 +286,14 @@ int DeviceListModule::SetData(const Json::Value& in) {
         VEXO_LOG(LOG_ERR, "input string should not be empty");
         return -1;
     }
-    if (unsigned int place = 0; !clientList.VerifyMacIsExist(*mac, place)) {
-        VEXO_LOG(LOG_ERR, "failed to get object (%s) from list", LogText(*mac).c_str());
+    if (unsigned int place = 0; !clientList->VerifyMacIsExist(*mac, place)) {
+        VEXO_LOG(LOG_ERR, "failed to get object (%s) from list", mac->c_str());
         return -1;
     }
     Json::Value keys(Json::objectValue);
     keys["userdef_deviceType"] = *deviceType;
     keys["userdef_displayName"] = *name;
-    clientList.UpdateKeysByMac(*mac, keys, false);
+    clientList->UpdateKeysByMac(*mac, keys, false);
     return 0;
 }
 
@@ -293,8 +306,8 @@ int DeviceListModule::DeleteData(const Json::Value& in) {
         VEXO_LOG(LOG_ERR, "input mac should not be empty");
         return -1;
     }
-    if (!clientList.EraseObject(*mac)) {
-        VEXO_LOG(LOG_ERR, "failed to erase object (%s) from list", LogText(*mac).c_str());
+    if (!clientList->EraseObject(*mac)) {
+        VEXO_LOG(LOG_ERR, "failed to erase object (%s) from list", mac->c_str());
         return -1;
     }
     return 0;

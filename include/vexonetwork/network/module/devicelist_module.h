@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+#include <mutex>
 #include <string>
 
 #include <vexonetwork/network/clientlist.h>
@@ -17,11 +19,11 @@ namespace vexonetwork::network::module {
 /// devices that have left and what the user calls them. It outlives restarts in
 /// "/tmp/connectionlist_upnpscanner.json".
 ///
-/// Every result is 0, or -1 after a log line that says why. It takes no lock: requests come one
-/// after another.
+/// Every result is 0, or -1 after a log line that says why. Requests may come from several threads
+/// and are served one after another; the other calls take no lock.
 class DeviceListModule : public BaseModule {
   public:
-    DeviceListModule() : BaseModule(MODULE_DEVICE_LIST) {}
+    DeviceListModule();
 
     static BaseModule* Create();
 
@@ -71,26 +73,23 @@ class DeviceListModule : public BaseModule {
     /// "userdef_deviceType". The next request for all, or the end, writes the file.
     int SetData(const Json::Value& in);
 
-    /// Takes the device "macAddr" out of the list. After a device that is not in it, the list is
-    /// lost.
+    /// Takes the device "macAddr" out of the list. After one that is not in it, calls that change
+    /// or write the list wait for ever; ProcessRequest, where that has happened, goes on with a new
+    /// list of the same entries.
     int DeleteData(const Json::Value& in);
-
-    /// Whether the list can neither be changed nor written any more, and whoever tries waits for
-    /// ever: what is to be done then is to call RescueList and begin anew.
-    bool IsListLost() const { return clientList.IsLockLost(); }
-
-    /// Writes the file of a lost list. @return whether it could be opened
-    bool RescueList() const;
 
   private:
     using Getter = int (DeviceListModule::*)(Json::Value& out);
 
+    int Serve(const Json::Value& in, Json::Value& out);
+    void RenewLostList();
     int MergeFrom(Getter getter, const char* scanner, bool add);
 
     UpnpScanner* upnpScanner = nullptr;
     KeloScanner* keloScanner = nullptr;
     ArpScanner* arpScanner = nullptr;
-    ClientList clientList;
+    std::unique_ptr<ClientList> clientList;
+    std::mutex serving;
 };
 
 }  // namespace vexonetwork::network::module
