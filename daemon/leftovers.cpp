@@ -24,8 +24,9 @@ struct WrittenFile {
 };
 
 constexpr WrittenFile kConfigFiles[] = {
-    {"gateway_database"}, {"gateway_v4_priority"}, {"gateway_v6_priority"},      {"resolv4.conf"},
-    {"resolv6.conf"},     {"policy", false, true}, {"static-table", false, true}};
+    {"gateway_database"},   {"gateway_v4_priority"}, {"gateway_v6_priority"},
+    {"gateway_v4_dormant"}, {"gateway_v6_dormant"},  {"resolv4.conf"},
+    {"resolv6.conf"},       {"policy", false, true}, {"static-table", false, true}};
 constexpr WrittenFile kTableFiles[] = {{"rt_tables", false, true}};
 constexpr WrittenFile kRouterFiles[] = {{"ipv6-", true, true}};
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include <vexo/hook_limits.h>
+#include <vexobase/bus_address.h>
 #include <vexobase/log.h>
-#include <vexonetwork/dbus/bus_address.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/dbus/net_server.h>
 #include <vexonetwork/network/module/module_manager.h>
@@ -49,7 +49,7 @@ std::string WhyNotOurs() {
 }
 
 std::string WhyNotServing(bool wasReady) {
-    const std::string bus = std::string("the bus ") + vexonetwork::dbus::UseApplianceBus();
+    const std::string bus = "the bus " + vexobase::BusAddress();
     return wasReady ? bus + " went away"
                     : "cannot own the name " + std::string(vexonetwork::dbus::kBusName) + " on "
                           + bus
@@ -115,7 +115,6 @@ std::string Run() {
         return std::string("cannot take signals: ") + ::strerror(errno);
     }
     RemoveLeftovers();
-    vexonetwork::dbus::UseApplianceBus();
     EndWatch endWatch(signals.Get());
     return Serve(signals.Get(), endWatch);
 }

@@ -1,6 +1,6 @@
 #include "daemon.h"
 
-#include <vexonetwork/dbus/bus_address.h>
+#include <vexobase/bus_address.h>
 #include <vexonetwork/utils/json_reader.h>
 #include <vlib/proc.h>
 
@@ -46,7 +46,7 @@ std::string DaemonState::Trouble() const {
         return "vexonetd is not running; to start it on an appliance: systemctl start vexonetd";
     }
     const std::string runs = "vexonetd runs as pid " + std::to_string(pid);
-    const std::string bus = std::string(" the bus ") + vexonetwork::dbus::UseApplianceBus();
+    const std::string bus = " the bus " + vexobase::BusAddress();
     return busReachable ? runs + " but does not serve on" + bus
                               + "; it may be starting still, or DBUS_SESSION_BUS_ADDRESS names"
                                 " another bus than its own"

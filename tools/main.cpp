@@ -3,8 +3,6 @@
 #include <string>
 #include <vector>
 
-#include <vexonetwork/dbus/bus_address.h>
-
 #include "commands.h"
 #include "failure.h"
 #include <CLI/CLI.hpp>
@@ -67,7 +65,6 @@ int Run(int argc, char* argv[]) {
     } catch (const CLI::ParseError& error) {
         return ExitOfParse(app, error);
     }
-    vexonetwork::dbus::UseApplianceBus();
     chosen();
     if (!std::cout.flush()) {
         throw Failure(kRefused, "it was done, but the output could not be written");

@@ -1,7 +1,7 @@
 #include <iostream>
 #include <memory>
 
-#include <vexonetwork/dbus/bus_address.h>
+#include <vexobase/bus_address.h>
 
 #include "commands.h"
 #include "daemon.h"
@@ -23,7 +23,7 @@ void PrintJson(const DaemonState& state) {
     root["daemon"]["running"] = state.pid > 0;
     root["daemon"]["serving"] = state.serving;
     root["daemon"]["pid"] = state.pid > 0 ? Json::Value(state.pid) : Json::Value();
-    root["bus"]["address"] = vexonetwork::dbus::UseApplianceBus();
+    root["bus"]["address"] = vexobase::BusAddress();
     root["bus"]["reachable"] = state.busReachable;
     for (const Family& family : kFamilies) {
         const GatewayList list = ReadList(family, state.serving);
@@ -37,7 +37,7 @@ void PrintText(const DaemonState& state) {
     std::cout << "daemon: "
               << (state.pid > 0 ? "running, pid " + std::to_string(state.pid) : "not running")
               << "\nbus:    " << (state.busReachable ? "reachable" : "not reachable") << " at "
-              << vexonetwork::dbus::UseApplianceBus() << '\n';
+              << vexobase::BusAddress() << '\n';
     for (const Family& family : kFamilies) {
         std::cout << '\n';
         if (state.serving) {

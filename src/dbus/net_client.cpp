@@ -76,7 +76,7 @@ int NetClient::Query(const char* method, const std::string& argument, Json::Valu
     if (Call(method, argument, &answer) < 0) {
         return -1;
     }
-    if (!utils::ParseJson(answer, out)) {
+    if (!utils::ParseJsonInPlace(answer, out)) {
         VEXO_LOG_AT(failure.line, LOG_ERR, "%s", failure.text);
         return -1;
     }

@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <sstream>
@@ -32,8 +33,11 @@ struct BusMethod {
     bool nullArgumentAllowed = false;  ///< it then counts as text that is no JSON
 };
 
-/// A message bus takes 32 MiB by default and cuts off whoever sends more.
-constexpr std::size_t kMaximumReply = 16 << 20;
+/// Requests are far shorter. Parsed, JSON text takes up to fifty times its length.
+constexpr std::size_t kMaxArgument = 256 << 10;
+
+/// The appliance's bus cuts off whoever sends a longer message.
+constexpr std::size_t kMaxReply = 16 << 20;
 
 gboolean Fail(GError** error, const char* domain, const char* message) {
     g_set_error_literal(error, g_quark_from_static_string(domain), 1, message);
@@ -46,7 +50,7 @@ bool BuildRequest(const BusMethod& method, const char* argument, Json::Value& re
     } else if (argument == nullptr || !vexonetwork::utils::ParseJson(argument, request)) {
         return false;
     }
-    // A client's empty value comes as null.
+    // NetClient sends a Json::Value without members as null.
     if (!request.isObject() && !request.isNull()) {
         return false;
     }
@@ -54,7 +58,7 @@ bool BuildRequest(const BusMethod& method, const char* argument, Json::Value& re
     return true;
 }
 
-/// The text of Value::toStyledString, which would make a writer for each reply.
+/// toStyledString's text; that function would make a writer for each reply.
 std::string StyledText(const Json::Value& value) {
     thread_local const std::unique_ptr<Json::StreamWriter> writer(
         Json::StreamWriterBuilder().newStreamWriter());
@@ -72,7 +76,7 @@ std::string StyledText(const Json::Value& value) {
 /// @return null when the reply is too long for the bus
 char* RenderReply(const Json::Value& response) {
     const std::string text = StyledText(response);
-    if (text.size() > kMaximumReply) {
+    if (text.size() > kMaxReply) {
         VEXO_LOG(LOG_ERR, "Reply of [%zu] bytes is too long for the bus", text.size());
         return nullptr;
     }
@@ -84,6 +88,10 @@ gboolean FailModule(const BusMethod& method, GError** error) {
 }
 
 gboolean Dispatch(const BusMethod& method, const char* argument, char** reply, GError** error) {
+    if (argument != nullptr && ::strnlen(argument, kMaxArgument + 1) > kMaxArgument) {
+        VEXO_LOG(LOG_ERR, "Argument of [%s] is too long", method.name);
+        return FailModule(method, error);
+    }
     Json::Value request;
     if (!BuildRequest(method, argument, request)) {
         VEXO_LOG(LOG_ERR, "%s", method.parseFailure);

@@ -37,13 +37,17 @@ const Json::Value* FindMember(const Json::Value& object, const char* key) {
 }  // namespace
 
 bool ParseJson(const std::string& text, Json::Value& value) {
+    Json::Value parsed;
+    if (!ParseJsonInPlace(text, parsed)) {
+        return false;
+    }
+    value = std::move(parsed);
+    return true;
+}
+
+bool ParseJsonInPlace(const std::string& text, Json::Value& value) {
     try {
-        Json::Value parsed;
-        if (!ReadText(text, parsed)) {
-            return false;
-        }
-        value = std::move(parsed);
-        return true;
+        return ReadText(text, value);
     } catch (const std::exception&) {
         return false;
     }
@@ -65,10 +69,8 @@ std::optional<std::string> GetString(const Json::Value& object, const char* key)
 
 std::optional<int> GetInt(const Json::Value& object, const char* key) {
     const Json::Value* member = FindMember(object, key);
-    // isInt alone would also take 5.0, and isDouble takes every number.
-    return member != nullptr && member->isInt() && member->type() != Json::realValue
-               ? std::optional(member->asInt())
-               : std::nullopt;
+    // 3.0 is the same JSON number as 3, and isInt takes both.
+    return member != nullptr && member->isInt() ? std::optional(member->asInt()) : std::nullopt;
 }
 
 std::optional<bool> GetBool(const Json::Value& object, const char* key) {

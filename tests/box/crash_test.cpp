@@ -1,5 +1,6 @@
 // The daemon is killed at random moments while a client adds and deletes gateways: every file
-// holds the state before or after the request that was under way, and the next start serves it.
+// holds the state before or after the request that was under way, and the next start serves it and
+// brings them in step.
 
 #include <gmock/gmock.h>
 
@@ -48,7 +49,7 @@ class Crash : public testing::Test {
 
     bool Send() { return appliance.Call(method, request.toStyledString()) == 0; }
 
-    /// The interfaces that the served list names, in order, as the priority file would name them.
+    /// The interfaces that the served list names, in order, with their gateways.
     std::string Served() {
         std::string names;
         for (const Json::Value& entry : appliance.GatewayList("GTYPE_V4")) {
@@ -57,15 +58,18 @@ class Crash : public testing::Test {
         return names;
     }
 
-    static std::string Stored() {
+    /// The same of the priority file, and the resolver file that goes with it.
+    static std::pair<std::string, std::string> Stored() {
         vexonetwork::utils::ConfigSection file(kFolder + "gateway_v4_priority");
         std::string names;
+        std::string servers;
         if (file.Read() == 0) {
             for (const auto& [section, keys] : file.GetKeyValues()) {
                 names += keys.at("ifname") + "=" + keys.at("gateway") + " ";
+                servers += "nameserver " + keys.at("dns") + "\n";
             }
         }
-        return names;
+        return {names, servers};
     }
 
     Appliance appliance;
@@ -92,9 +96,11 @@ TEST_F(Crash, KilledAtRandomMoments) {
         ASSERT_EQ(appliance.Daemon().Wait(), 128 + SIGKILL);
 
         const Contents files = Files();
-        const std::string stored = Stored();
+        const auto [stored, servers] = Stored();
         appliance.StartDaemon();
         ASSERT_EQ(Served(), stored);
+        ASSERT_EQ(ReadFile(kFolder + "resolv4.conf"), servers)
+            << "mended where a kill left it behind";
         ASSERT_TRUE(Send()) << "what was cut off can be asked for again";
         const Contents latter = Files();
         for (size_t i = 0; i < files.size(); ++i) {

@@ -71,10 +71,7 @@ TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
     EXPECT_THAT(outcome.err, HasSubstr("Failed to create tunnel device 6in4-wan0"));
     EXPECT_FALSE(std::filesystem::exists("/etc/sysconfig/networking/ipv6-wan0"));
     Must("useradd stranger");
-    EXPECT_THAT(vexotest::Run(
-                    {"runuser", "-u", "stranger", "--", CtlProgram(), "router6", "destroy", "wan1"})
-                    .err,
-                HasSubstr("only root may change"));
+    EXPECT_THAT(CtlAs("stranger", "router6 destroy wan1").err, HasSubstr("only root may change"));
 }
 
 TEST_F(Router6Ctl, ShowsWhatIsConfigured) {

@@ -9,12 +9,13 @@
 #include <sys/un.h>
 #include <time.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
+#include <iterator>
 
 #include <vexonetsdk/dbus_client.h>
-#include <vexonetwork/dbus/bus_address.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/dbus/dbus_client.h>
 #include <vexonetwork/utils/json_reader.h>
@@ -55,6 +56,18 @@ Outcome Ctl(const std::string& arguments, const Environment& added) {
     Arguments command = Words(arguments);
     command.insert(command.begin(), CtlProgram());
     return Run(command, added);
+}
+
+Outcome CtlAs(const std::string& user, const std::string& arguments) {
+    const std::string folder = "/opt/vexonetctl";
+    const std::string libraries = VEXO_BIN_DIR "/../lib/";
+    Must({"install", "-d", "-m", "755", folder});
+    Must({"install", "-m", "755", "-t", folder, CtlProgram(), libraries + "libvexonetwork.so.0",
+          libraries + "libvexoplatform.so.0"});
+    Arguments command = {
+        "runuser", "-u", user, "--", "env", "LD_LIBRARY_PATH=" + folder, folder + "/vexonetctl"};
+    std::ranges::move(Words(arguments), std::back_inserter(command));
+    return Run(command);
 }
 
 void MustCtl(const std::string& arguments) {
@@ -129,7 +142,8 @@ void ExpectDefaultRoutes(const std::string& family, const std::vector<std::strin
 }
 
 Appliance::Appliance() : notifications(ListenForNotifications(folder / "notify")) {
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", vexonetwork::dbus::kBusAddress, 1);
+    // What is left is what a program finds that does nothing about the bus.
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
     ::mkdir("/run/vexonet", 0755);
     bus = Process({"dbus-daemon", "--nofork", "--nopidfile", "--print-address",
                    "--config-file=" VEXO_SOURCE_DIR "/appliance/bus/vexonet-bus.conf"},

@@ -20,7 +20,11 @@ std::string CtlProgram();
 /// Runs vexonetctl with arguments that are split at blanks.
 Outcome Ctl(const std::string& arguments, const Environment& added = {});
 
-/// The same; a failure fails the test.
+/// The same as another user. The program runs from a copy, as the folder of the build may be one
+/// that only its owner may enter.
+Outcome CtlAs(const std::string& user, const std::string& arguments);
+
+/// As Ctl; a failure fails the test.
 void MustCtl(const std::string& arguments);
 
 /// One uplink: a veth pair whose far end stands in a network namespace of a provider.

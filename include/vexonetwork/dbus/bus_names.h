@@ -2,8 +2,8 @@
 
 namespace vexonetwork::dbus {
 
-/// Where the daemon is met. Name, path and interface are the same for every caller; which bus it
-/// is, is decided by DBUS_SESSION_BUS_ADDRESS.
+/// Where the daemon is met. The bus is the appliance's own, unix:path=/run/vexonet/bus, unless
+/// DBUS_SESSION_BUS_ADDRESS names another at this process's first connection.
 inline constexpr char kBusName[] = "com.vexo.network";
 inline constexpr char kInterfaceName[] = "com.vexo.network";
 inline constexpr char kObjectPath[] = "/";

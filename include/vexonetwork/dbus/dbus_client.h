@@ -4,9 +4,9 @@
 
 namespace vexonetwork::utils {
 
-// Each makes one request about gateways to the daemon, over a connection of its own: from any
-// thread. `type` is "GTYPE_V4" or "GTYPE_V6". Changes that the daemon's module refuses succeed as
-// calls; why they were refused is in the daemon's log.
+// Each makes one request about gateways to the daemon, as NetClient does, over a connection of its
+// own: from any thread. `type` is "GTYPE_V4" or "GTYPE_V6". Changes that the daemon's module
+// refuses succeed as calls; why they were refused is in the daemon's log.
 
 /// @return the interface's place in the order of gateways, 0 when the reply names none, or -1 when
 ///         the request failed

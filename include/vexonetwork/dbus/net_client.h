@@ -8,11 +8,13 @@
 
 namespace vexonetwork::dbus {
 
-/// Requests to the daemon's modules, over a bus connection of its own. For one thread at a time;
-/// a call blocks until the daemon answers or the bus library's default time is over.
+/// Requests to the daemon's modules, over a connection of its own to the bus of bus_names.h. For
+/// one thread at a time; a call blocks until the daemon answers or the bus library's default time
+/// is over.
 ///
-/// Every request returns 0, or -1 when the daemon could not be reached, refused the request, or
-/// gave a reply that is no JSON (`out` is then as it was). LastError tells what the bus said.
+/// Every request returns 0, or -1 when the daemon could not be reached or refused the request, or
+/// when its reply is no JSON: `out` then holds what the parser had made of it. LastError tells what
+/// the bus said.
 class NetClient : public vexonetsdk::dbus::DBusClient {
   public:
     NetClient();

@@ -11,7 +11,8 @@ namespace vexonetsdk::dbus {
 /// Every operation returns a negative number on failure.
 class DBusClient {
   public:
-    /// @param bus  a DBusBusType: 0 session, 1 system
+    /// @param bus  a DBusBusType: 0 session, which is the appliance's own bus unless
+    ///             DBUS_SESSION_BUS_ADDRESS names another at the first connection; 1 system
     DBusClient(const std::string& destination, const std::string& objectPath,
                const std::string& interfaceName, int bus);
     virtual ~DBusClient();

@@ -12,7 +12,7 @@ class DBusServer {
   public:
     /// @param busName  well-known name to own
     /// @param path     object path
-    /// @param busType  a DBusBusType: 0 session, 1 system
+    /// @param busType  a DBusBusType, meant as by DBusClient
     DBusServer(const std::string& busName, const std::string& path, int busType);
     virtual ~DBusServer();
     DBusServer(const DBusServer&) = delete;

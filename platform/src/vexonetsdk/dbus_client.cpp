@@ -5,39 +5,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "vexonetsdk/bus_connection.h"
+
 namespace vexonetsdk::dbus {
 
 namespace {
 
-/// Why a call of the D-Bus library failed.
-class Error {
-  public:
-    Error() { dbus_error_init(&error); }
-    ~Error() { dbus_error_free(&error); }
-    Error(const Error&) = delete;
-    Error& operator=(const Error&) = delete;
-
-    DBusError* Get() { return &error; }
-    bool IsSet() const { return dbus_error_is_set(&error); }
-    std::string Text() const {
-        return error.message == nullptr || *error.message == '\0' ? "no reason given"
-                                                                  : error.message;
-    }
-
-  private:
-    DBusError error{};
-};
-
 void Drop(DBusMessage*& message) {
     if (DBusMessage* dropped = std::exchange(message, nullptr)) {
         dbus_message_unref(dropped);
-    }
-}
-
-void Drop(DBusConnection*& connection) {
-    if (DBusConnection* dropped = std::exchange(connection, nullptr)) {
-        dbus_connection_close(dropped);
-        dbus_connection_unref(dropped);
     }
 }
 
@@ -58,22 +34,20 @@ DBusClient::DBusClient(const std::string& destination, const std::string& object
 DBusClient::~DBusClient() {
     Drop(message);
     Drop(reply);
-    Drop(connection);
+    CloseBus(connection);
 }
 
 bool DBusClient::Connect() const {
     if (connection != nullptr && dbus_connection_get_is_connected(connection)) {
         return true;
     }
-    Drop(connection);
-    Error error;
-    connection = dbus_bus_get_private(static_cast<DBusBusType>(busType), error.Get());
+    CloseBus(std::exchange(connection, nullptr));
+    BusError error;
+    connection = OpenBus(busType, error);
     if (connection == nullptr) {
         lastError = "the message bus cannot be reached: " + error.Text();
         return false;
     }
-    // The end of the bus is a failed call, not the end of the process.
-    dbus_connection_set_exit_on_disconnect(connection, false);
     return true;
 }
 
@@ -131,7 +105,7 @@ int DBusClient::SendMessage(bool wait, int timeout) {
         lastError = queued ? "" : "out of memory";
         return queued ? 0 : -1;
     }
-    Error error;
+    BusError error;
     reply = dbus_connection_send_with_reply_and_block(
         connection, message, std::max(timeout, DBUS_TIMEOUT_USE_DEFAULT), error.Get());
     Drop(message);
@@ -147,7 +121,7 @@ int DBusClient::GetReply(std::string& text) {
         lastError = "there is no reply";
         return -1;
     }
-    Error error;
+    BusError error;
     const char* pointer = nullptr;
     if (!dbus_message_get_args(reply, error.Get(), DBUS_TYPE_STRING, &pointer, DBUS_TYPE_INVALID)) {
         lastError = error.Text();
@@ -161,7 +135,7 @@ bool DBusClient::IsServerReady() const {
     if (!dbus_validate_bus_name(busName.c_str(), nullptr) || !Connect()) {
         return false;
     }
-    Error error;
+    BusError error;
     const bool owned = dbus_bus_name_has_owner(connection, busName.c_str(), error.Get());
     if (error.IsSet()) {
         lastError = error.Text();

@@ -4,14 +4,17 @@
 #include <dbus/dbus.h>
 
 #include <atomic>
+#include <utility>
 
 #include <vexobase/log.h>
+
+#include "vexonetsdk/bus_connection.h"
 
 namespace vexonetsdk::dbus {
 
 struct DBusServer::State {
     State(const std::string& name, const std::string& objectPath, int type)
-        : busName(name), path(objectPath), busType(static_cast<DBusBusType>(type)) {}
+        : busName(name), path(objectPath), busType(type) {}
     ~State() { Disconnect(); }
     State(const State&) = delete;
     State& operator=(const State&) = delete;
@@ -21,18 +24,21 @@ struct DBusServer::State {
     void Export(GType type, const DBusGObjectInfo* info, GObject* toExport);
     bool TakeName();
 
-    DBusConnection* Raw() const { return dbus_g_connection_get_connection(connection); }
+    DBusGConnection* ForGlib() const { return dbus_connection_get_g_connection(connection); }
 
     const std::string busName;
     const std::string path;
-    const DBusBusType busType;
-    DBusGConnection* connection = nullptr;
+    const int busType;
+    DBusConnection* connection = nullptr;
     gpointer object = nullptr;  // a weak pointer: its owner may let it go before us
     bool lost = false;
     std::atomic<bool> quit = false;
 };
 
 namespace {
+
+/// While more than this of requests is waiting here, the rest waits at the bus, which bounds it.
+constexpr long kMaxWaitingBytes = 1 << 20;
 
 DBusHandlerResult NoticeLoss(DBusConnection* /*connection*/, DBusMessage* message, void* lost) {
     if (dbus_message_is_signal(message, DBUS_INTERFACE_LOCAL, "Disconnected")) {
@@ -44,17 +50,15 @@ DBusHandlerResult NoticeLoss(DBusConnection* /*connection*/, DBusMessage* messag
 }  // namespace
 
 bool DBusServer::State::Connect() {
-    dbus_threads_init_default();
-    GError* error = nullptr;
-    connection = dbus_g_bus_get_private(busType, nullptr, &error);
+    BusError error;
+    connection = OpenBus(busType, error);
     if (connection == nullptr) {
-        VEXO_LOG(LOG_ERR, "Failed to connect to the message bus: %s", error->message);
-        g_error_free(error);
+        VEXO_LOG(LOG_ERR, "Failed to connect to the message bus: %s", error.Text().c_str());
         return false;
     }
-    // The end of the bus ends the loop, so that the modules are taken down, not the process.
-    dbus_connection_set_exit_on_disconnect(Raw(), false);
-    return dbus_connection_add_filter(Raw(), NoticeLoss, &lost, nullptr);
+    dbus_connection_set_max_received_size(connection, kMaxWaitingBytes);
+    dbus_connection_setup_with_g_main(connection, nullptr);
+    return dbus_connection_add_filter(connection, NoticeLoss, &lost, nullptr);
 }
 
 void DBusServer::State::Disconnect() {
@@ -62,33 +66,30 @@ void DBusServer::State::Disconnect() {
         return;
     }
     if (object != nullptr) {
-        dbus_g_connection_unregister_g_object(connection, G_OBJECT(object));
+        dbus_g_connection_unregister_g_object(ForGlib(), G_OBJECT(object));
         g_object_remove_weak_pointer(G_OBJECT(object), &object);
         object = nullptr;
     }
-    dbus_connection_remove_filter(Raw(), NoticeLoss, &lost);
-    dbus_connection_close(Raw());
-    dbus_g_connection_unref(connection);
-    connection = nullptr;
+    dbus_connection_remove_filter(connection, NoticeLoss, &lost);
+    CloseBus(std::exchange(connection, nullptr));
 }
 
 void DBusServer::State::Export(GType type, const DBusGObjectInfo* info, GObject* toExport) {
     dbus_g_object_type_install_info(type, info);
-    dbus_g_connection_register_g_object(connection, path.c_str(), toExport);
+    dbus_g_connection_register_g_object(ForGlib(), path.c_str(), toExport);
     object = toExport;
     g_object_add_weak_pointer(toExport, &object);
 }
 
 bool DBusServer::State::TakeName() {
-    DBusError error = DBUS_ERROR_INIT;
-    const int result =
-        dbus_bus_request_name(Raw(), busName.c_str(), DBUS_NAME_FLAG_DO_NOT_QUEUE, &error);
+    BusError error;
+    const int result = dbus_bus_request_name(connection, busName.c_str(),
+                                             DBUS_NAME_FLAG_DO_NOT_QUEUE, error.Get());
     if (result == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER) {
         return true;
     }
     VEXO_LOG(LOG_ERR, "Failed to take the bus name [%s]: %s", busName.c_str(),
-             dbus_error_is_set(&error) ? error.message : "it has an owner");
-    dbus_error_free(&error);
+             error.IsSet() ? error.Text().c_str() : "it has an owner");
     return false;
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include <vexobase/log.h>
+#include <vexobase/log_text.h>
 #include <vexonetwork/network/arpscanner.h>
 #include <vexonetwork/network/keloscanner.h>
 #include <vexonetwork/network/module/devicelist_module.h>
@@ -13,6 +14,8 @@
 #include "network/devices/clientlist_index.h"
 
 namespace vexonetwork::network::module {
+
+using vexobase::LogText;
 
 namespace {
 
@@ -121,7 +124,7 @@ int DeviceListModule::Serve(const Json::Value& in, Json::Value& out) {
             VEXO_LOG(LOG_ERR, "failed to del data");
         }
     } else {
-        VEXO_LOG(LOG_ERR, "unknown type from input (%s)", method->c_str());
+        VEXO_LOG(LOG_ERR, "unknown type from input (%s)", LogText(*method).c_str());
     }
     return result;
 }
@@ -271,7 +274,7 @@ int DeviceListModule::GetDataByScannerType(const Json::Value& in, Json::Value& o
         }
         return 0;
     }
-    VEXO_LOG(LOG_ERR, "unknown type from input (%s)", scannerType->c_str());
+    VEXO_LOG(LOG_ERR, "unknown type from input (%s)", LogText(*scannerType).c_str());
     return -1;
 }
 
@@ -287,7 +290,7 @@ int DeviceListModule::SetData(const Json::Value& in) {
         return -1;
     }
     if (unsigned int place = 0; !clientList->VerifyMacIsExist(*mac, place)) {
-        VEXO_LOG(LOG_ERR, "failed to get object (%s) from list", mac->c_str());
+        VEXO_LOG(LOG_ERR, "failed to get object (%s) from list", LogText(*mac).c_str());
         return -1;
     }
     Json::Value keys(Json::objectValue);
@@ -307,7 +310,7 @@ int DeviceListModule::DeleteData(const Json::Value& in) {
         return -1;
     }
     if (!clientList->EraseObject(*mac)) {
-        VEXO_LOG(LOG_ERR, "failed to erase object (%s) from list", mac->c_str());
+        VEXO_LOG(LOG_ERR, "failed to erase object (%s) from list", LogText(*mac).c_str());
         return -1;
     }
     return 0;

@@ -1,11 +1,9 @@
 #include "vexonetwork/network/module/route_module.h"
 
-#include <algorithm>
 #include <exception>
 #include <iterator>
 #include <optional>
 #include <sstream>
-#include <string_view>
 
 #include <vexo/ha.h>
 #include <vexobase/log.h>
@@ -44,6 +42,8 @@ std::optional<std::string> HeartbeatInterface() {
     return ifname;
 }
 
+constexpr char kUnknownToGet[] = "Unknown type to get data";
+
 std::string DatabaseValue(const std::string& ifname, const char* key) {
     char value[256] = "";
     VLIBCFileGetSectionValue(kGatewayDatabase, ifname.c_str(), key, value, sizeof value);
@@ -59,18 +59,19 @@ BaseModule* RouteModule::Create() {
 int RouteModule::InitialModule() {
     const RequestGuard guard(request_mutex);
     // A module that is initialised once more starts from the files again, not from both.
-    gateways_v4.clear();
-    gateways_v6.clear();
-    left_out.clear();
-    ReadGatewayListFromFile(GTYPE_V4);
-    ReadGatewayListFromFile(GTYPE_V6);
+    gateways_v4 = {};
+    gateways_v6 = {};
+    const bool isReadV4 = ReadGatewayListFromFile(GTYPE_V4) == 0;
+    const bool isReadV6 = ReadGatewayListFromFile(GTYPE_V6) == 0;
+    Settle(GTYPE_V4, isReadV4);
+    Settle(GTYPE_V6, isReadV6);
 
     static_routes.Apply();
     uplink_policy.Synchronise();
     return 0;
 }
 
-RouteModule::Gateways& RouteModule::GatewaysOf(GATEWAY_TYPE gatewayType) {
+GatewayList& RouteModule::GatewaysOf(GATEWAY_TYPE gatewayType) {
     return gatewayType == GTYPE_V6 ? gateways_v6 : gateways_v4;
 }
 
@@ -85,97 +86,85 @@ int RouteModule::ProcessRequest(const Json::Value& request, Json::Value& reply) 
 }
 
 void RouteModule::Dispatch(const Json::Value& request, Json::Value& reply) {
-    struct Query {
-        std::string_view method;
-        int (RouteModule::*handler)(const Json::Value&, Json::Value&);
-    };
-    struct Command {
-        std::string_view method;
-        int (RouteModule::*handler)(const Json::Value&);
-    };
-    static constexpr Query kQueries[] = {
-        {"GET_GATEWAY_LIST_DATA", &RouteModule::GetGatewayListData},
-        {"GET_GATEWAY_DATA_BY_INTERFACE", &RouteModule::GetGatewayDataByInterface},
-        {"HAS_GATEWAY_DATA", &RouteModule::HasGatewayData},
-    };
-    static constexpr Command kCommands[] = {
-        {"ADD_GATEWAY_DATA", &RouteModule::AddGatewayInfo},
-        {"DEL_GATEWAY_DATA", &RouteModule::DelGatewayInfo},
-        {"SET_SLAVE_DATA", &RouteModule::SetSlaveForGatewayInfo},
-        {"COPY_GATEWAY_DATA", &RouteModule::CopyGatewayData},
-        {"REFRESH_GATEWAY", &RouteModule::RefreshDefaultGateway},
-        {"RESTORE_GATEWAY_DATA", &RouteModule::RestoreGatewayData},
-        {"FOLLOW_NETWORK", &RouteModule::FollowNetworkData},
-    };
     const std::string method = utils::GetString(request, "method").value_or("");
-    for (const Query& query : kQueries) {
-        if (query.method == method) {
-            (this->*query.handler)(request, reply);
+    const auto serve = [this](const auto& wanted) {
+        if (wanted) {
+            Serve(*wanted);
         }
-    }
-    for (const Command& command : kCommands) {
-        if (command.method == method) {
-            (this->*command.handler)(request);
+    };
+    if (method == "GET_GATEWAY_LIST_DATA") {
+        if (const auto list = ReadList(request, kUnknownToGet)) {
+            GetGatewayListData(*list, reply);
         }
+    } else if (method == "ADD_GATEWAY_DATA") {
+        serve(ReadAddRequest(request));
+    } else if (method == "DEL_GATEWAY_DATA") {
+        serve(ReadDeleteRequest(request));
+    } else if (method == "GET_GATEWAY_DATA_BY_INTERFACE") {
+        if (const auto list = ReadList(request, kUnknownToGet)) {
+            GetGatewayDataByInterface(*list, request, reply);
+        }
+    } else if (method == "SET_SLAVE_DATA") {
+        serve(ReadSlaveRequest(request));
+    } else if (method == "COPY_GATEWAY_DATA") {
+        serve(ReadCopyRequest(request));
+    } else if (method == "REFRESH_GATEWAY") {
+        RefreshDefaultGateway(request);
+    } else {
+        DispatchInside(method, request, reply);
     }
 }
 
-int RouteModule::GetGatewayListData(const Json::Value& request, Json::Value& reply) {
-    const auto gatewayType = ReadType(request);
-    if (!gatewayType) {
-        VEXO_LOG(LOG_ERR, "Unknown type to get data");
-        return -1;
-    }
-    const Gateways& gateways = GatewaysOf(*gatewayType);
-    if (gateways.empty()) {
-        return 0;
+void RouteModule::GetGatewayListData(GATEWAY_TYPE list, Json::Value& reply) {
+    const GatewayList& gateways = GatewaysOf(list);
+    if (gateways.Size() == 0) {
+        return;
     }
     const auto heartbeat = HeartbeatInterface();
     int priority = 0;
-    for (const GatewayInfo& entry : gateways) {
+    for (const auto& [entry, isDormant, boots] : gateways.Slots()) {
+        if (isDormant) {
+            continue;
+        }
         if (heartbeat != entry.ifname) {
             reply.append(ToJson(entry, priority));
         }
         ++priority;
     }
-    return 0;
 }
 
-int RouteModule::GetGatewayDataByInterface(const Json::Value& request, Json::Value& reply) {
-    const auto gatewayType = ReadType(request);
-    if (!gatewayType) {
-        VEXO_LOG(LOG_ERR, "Unknown type to get data");
-        return -1;
-    }
+void RouteModule::GetGatewayDataByInterface(GATEWAY_TYPE list, const Json::Value& request,
+                                            Json::Value& reply) {
     reply = ToJson(GatewayInfo{}, -1);
     reply.removeMember("ifname");
     reply["exist"] = false;
     const auto ifname = ReadInterface(request, "ifname");
     if (!ifname) {
-        return -1;
+        return;
     }
-    const Gateways& gateways = GatewaysOf(*gatewayType);
-    const auto entry = std::ranges::find(gateways, *ifname, &GatewayInfo::ifname);
-    if (entry == gateways.end()) {
-        reply["gateway"] = DatabaseValue(*ifname, FindFamily(*gatewayType)->gatewayKey);
-        reply["dns"] = DatabaseValue(*ifname, FindFamily(*gatewayType)->dnsKey);
-        return 0;
+    const GatewayList& gateways = GatewaysOf(list);
+    if (const auto place = gateways.PlaceOf(*ifname)) {
+        reply = ToJson(gateways.Find(*ifname)->entry, static_cast<int>(*place));
+        reply["exist"] = true;
+        return;
     }
-    reply = ToJson(*entry, static_cast<int>(entry - gateways.begin()));
-    reply["exist"] = true;
-    return 0;
+    reply["gateway"] = DatabaseValue(*ifname, FindFamily(list)->gatewayKey);
+    reply["dns"] = DatabaseValue(*ifname, FindFamily(list)->dnsKey);
 }
 
-int RouteModule::HasGatewayData(const Json::Value& request, Json::Value& reply) {
-    reply["exist"] = IsListed(ReadType(request), utils::GetString(request, "ifname").value_or(""));
-    return 0;
-}
-
-int RouteModule::FollowNetworkData(const Json::Value& request) {
-    using Words = std::istream_iterator<std::string>;
-    std::istringstream words(utils::GetString(request, "ifnames").value_or(""));
-    Follow({Words(words), Words{}});
-    return 0;
+/// For the emitter alone, until it makes typed calls; the bus does not lead here.
+void RouteModule::DispatchInside(const std::string& method, const Json::Value& request,
+                                 Json::Value& reply) {
+    const std::string ifname = utils::GetString(request, "ifname").value_or("");
+    if (method == "HAS_GATEWAY_DATA") {
+        reply["exist"] = IsListed(ReadType(request), ifname);
+    } else if (method == "RESTORE_GATEWAY_DATA") {
+        Wake(ifname);
+    } else if (method == "FOLLOW_NETWORK") {
+        using Words = std::istream_iterator<std::string>;
+        std::istringstream words(utils::GetString(request, "ifnames").value_or(""));
+        Follow({Words(words), Words{}});
+    }
 }
 
 }  // namespace vexonetwork::network::module

@@ -1,13 +1,14 @@
 // The requests that change a gateway list.
 
-#include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <utility>
 
 #include <vexo/change_hook.h>
+#include <vexo/net_interface.h>
 #include <vexonetwork/network/module/route_module.h>
 #include <vexonetwork/utils/json_reader.h>
 
+#include "network/gateway/gateway_database.h"
 #include "network/gateway/gateway_family.h"
 #include "network/gateway/gateway_request.h"
 #include "utils/sz_containers.h"
@@ -18,32 +19,27 @@
 namespace vexonetwork::network::module {
 namespace {
 
-using Gateways = std::vector<GatewayInfo>;
-
-Gateways::iterator Find(Gateways& gateways, const std::string& ifname) {
-    return std::ranges::find(gateways, ifname, &GatewayInfo::ifname);
-}
-
 /// How an add request turns the list's entry of its interface into another.
 struct Addition {
     GatewayInfo entry;
-    std::size_t oldIndex = 0;
     std::string oldGateway;
     bool rewriteResolver = false;
 };
 
-Addition Plan(const AddRequest& wanted, Gateways& gateways) {
+/// A dormant entry counts as the one that the request replaces, though it has no place.
+Addition Plan(const AddRequest& wanted, const GatewayList& gateways) {
     Addition addition;
     addition.entry.ifname = wanted.ifname;
-    const auto old = Find(gateways, wanted.ifname);
-    addition.oldIndex = static_cast<std::size_t>(old - gateways.begin());
-    if (old != gateways.end()) {
-        addition.entry = *old;
-        addition.oldGateway = old->gateway.ToString();
+    const GatewayList::Slot* old = gateways.Find(wanted.ifname);
+    if (old != nullptr) {
+        addition.entry = old->entry;
+        addition.oldGateway = old->entry.gateway.ToString();
     }
+    const std::size_t oldPlace = gateways.PlaceOf(wanted.ifname).value_or(gateways.Size());
     addition.rewriteResolver =
-        (wanted.priority != PRIORITY_KEEP && !std::cmp_equal(wanted.priority, addition.oldIndex))
-        || (wanted.dns && *wanted.dns != addition.entry.dns.ToString());
+        (wanted.priority != PRIORITY_KEEP && !std::cmp_equal(wanted.priority, oldPlace))
+        || (wanted.dns && *wanted.dns != addition.entry.dns.ToString())
+        || (old != nullptr && old->isDormant);
     if (wanted.gateway) {
         addition.entry.gateway = *wanted.gateway;
     }
@@ -54,21 +50,11 @@ Addition Plan(const AddRequest& wanted, Gateways& gateways) {
     return addition;
 }
 
-/// An index past the end means the end, and so does every negative number without a meaning.
-void Place(const Addition& addition, int priority, Gateways& gateways) {
-    std::erase_if(gateways,
-                  [&](const GatewayInfo& entry) { return entry.ifname == addition.entry.ifname; });
-    const std::size_t index =
-        priority == PRIORITY_KEEP ? addition.oldIndex : static_cast<std::uint32_t>(priority);
-    const std::size_t place = std::min(index, gateways.size());
-    gateways.insert(gateways.begin() + static_cast<std::ptrdiff_t>(place), addition.entry);
-}
-
 /// Tells the rest of the appliance about an addition before and after it is made.
-class Announcement {
+class ChangeHooks {
   public:
-    Announcement(const char* protocol, const Addition& addition, bool gateway, bool dns,
-                 VLIBSZLIST** dnsServers)
+    ChangeHooks(const char* protocol, const Addition& addition, bool gateway, bool dns,
+                VLIBSZLIST** dnsServers)
         : protocolWord(protocol), plan(addition), gatewayChanged(gateway), dnsChanged(dns) {
         if (dnsChanged) {
             VLIBCSzListPush(dnsServers, plan.entry.dns.ToCString());
@@ -76,7 +62,7 @@ class Announcement {
         servers = *dnsServers;
     }
 
-    void Make(int stage) const {
+    void Run(int stage) const {
         if (gatewayChanged) {
             VEXONetGatewayConfigChangeHook(stage, protocolWord, plan.entry.ifname.c_str(),
                                            plan.oldGateway.c_str(), plan.entry.gateway.ToCString());
@@ -96,40 +82,36 @@ class Announcement {
 
 }  // namespace
 
-int RouteModule::AddGatewayInfo(const Json::Value& request) {
-    const auto gatewayType = ReadType(request);
-    if (!gatewayType) {
-        VEXO_LOG(LOG_ERR, "Unknown type to add info");
-        return -1;
-    }
-    const auto wanted = ReadAddRequest(request);
-    if (!wanted) {
-        return -1;
-    }
+int RouteModule::Serve(const AddRequest& wanted) {
     utils::UniqueSzList servers(VLIBCSzListAlloc(512));
     if (!servers) {
         VEXO_LOG(LOG_ERR, "Fail to allocate memory");
         return -1;
     }
-    const Addition addition = Plan(*wanted, GatewaysOf(*gatewayType));
-    const bool gatewayChanged = IsGatewayConfigChanged(request) > 0;
-    const bool dnsChanged = IsDnsConfigChanged(request) > 0;
-    const Announcement announcement(FindFamily(*gatewayType)->protocol, addition, gatewayChanged,
-                                    dnsChanged, servers.Address());
-    announcement.Make(HOOK_STAGE_BEFORE);
-    Place(addition, wanted->priority, GatewaysOf(*gatewayType));
-    const bool storesAddress = wanted->gateway || wanted->dns;
-    if (WriteGatewayListToFile(*gatewayType) != 0
-        || (addition.rewriteResolver && WriteDnsFile(*gatewayType) != 0)
+    const GatewayFamily& family = *FindFamily(wanted.list);
+    GatewayList& gateways = GatewaysOf(wanted.list);
+    const Addition addition = Plan(wanted, gateways);
+    GatewayDatabase database;
+    const auto isChanged = [&](const char* key, const std::optional<std::string>& value) {
+        return value && database.IsChanged(wanted.ifname, key, *value) > 0;
+    };
+    const bool gatewayChanged = isChanged(family.gatewayKey, wanted.gateway);
+    const bool dnsChanged = isChanged(family.dnsKey, wanted.dns);
+    const ChangeHooks hooks(family.protocol, addition, gatewayChanged, dnsChanged,
+                            servers.Address());
+    hooks.Run(HOOK_STAGE_BEFORE);
+    gateways.Put(addition.entry, wanted.priority);
+    const bool storesAddress = wanted.gateway || wanted.dns;
+    if (StoreList(wanted.list) != 0 || (addition.rewriteResolver && WriteDnsFile(wanted.list) != 0)
         || (storesAddress
-            && WriteGatewayToDatabase(*gatewayType, wanted->gateway.has_value(),
-                                      wanted->dns.has_value())
+            && database.Store(wanted.list, gateways.Awake(), wanted.gateway.has_value(),
+                              wanted.dns.has_value())
                    != 0)) {
         return -1;
     }
-    uplink_policy.Follow({addition.entry.ifname});
-    RefreshDefaultGateway(request);
-    announcement.Make(HOOK_STAGE_AFTER);
+    uplink_policy.Follow({wanted.ifname});
+    RunElections(wanted.list);
+    hooks.Run(HOOK_STAGE_AFTER);
     return 0;
 }
 
@@ -156,87 +138,37 @@ int RouteModule::IsDnsConfigChanged(const Json::Value& request) {
     return IsConfigChanged(request, false);
 }
 
-int RouteModule::DelGatewayInfo(const Json::Value& request) {
-    const auto gatewayType = ReadType(request);
-    if (!gatewayType) {
-        VEXO_LOG(LOG_ERR, "Unknown type to delete info");
+int RouteModule::Serve(const EntryRequest& unwanted) {
+    GatewayList& gateways = GatewaysOf(unwanted.list);
+    const GatewayList::Slot* entry = gateways.Find(unwanted.ifname);
+    const bool hadDns = entry != nullptr && !entry->entry.dns.IsEmpty();
+    gateways.Erase(unwanted.ifname);
+    if (StoreList(unwanted.list) != 0 || (hadDns && WriteDnsFile(unwanted.list) != 0)) {
         return -1;
     }
-    const auto ifname = ReadInterface(request, "ifname");
-    if (!ifname) {
-        return -1;
-    }
-    ForgetLeftOut(*gatewayType, *ifname);
-    Gateways& gateways = GatewaysOf(*gatewayType);
-    const auto entry = Find(gateways, *ifname);
-    bool hadDns = false;
-    if (entry != gateways.end()) {
-        hadDns = !entry->dns.IsEmpty();
-        gateways.erase(entry);
-    }
-    if (WriteGatewayListToFile(*gatewayType) != 0 || (hadDns && WriteDnsFile(*gatewayType) != 0)) {
-        return -1;
-    }
-    uplink_policy.Follow({*ifname});
-    RefreshDefaultGateway(request);
+    uplink_policy.Follow({unwanted.ifname});
+    RunElections(unwanted.list);
     return 0;
 }
 
-int RouteModule::SetSlaveForGatewayInfo(const Json::Value& request) {
-    const auto gatewayType = ReadType(request);
-    if (!gatewayType) {
-        // What support tools know this line by, although nothing is deleted.
-        VEXO_LOG(LOG_ERR, "Unknown type to delete info");
-        return -1;
-    }
-    const auto ifname = ReadInterface(request, "ifname");
-    const auto slave = ifname ? ReadFlag(request, "slave") : std::nullopt;
-    if (!slave) {
-        return -1;
-    }
-    Gateways& gateways = GatewaysOf(*gatewayType);
-    const auto entry = Find(gateways, *ifname);
-    if (entry == gateways.end()) {
-        return 0;
-    }
-    entry->slave = *slave;
-    if (*slave) {
-        std::rotate(entry, entry + 1, gateways.end());
-    }
-    return WriteGatewayListToFile(*gatewayType) != 0 || WriteDnsFile(*gatewayType) != 0 ? -1 : 0;
+int RouteModule::Serve(const SlaveRequest& wanted) {
+    return GatewaysOf(wanted.list).SetSlave(wanted.ifname, wanted.slave)
+               ? StoreListAndResolver(wanted.list)
+               : 0;
 }
 
-int RouteModule::CopyGatewayData(const Json::Value& request) {
-    const auto gatewayType = ReadType(request);
-    if (!gatewayType) {
-        VEXO_LOG(LOG_ERR, "Unknown type to get data");
+int RouteModule::Serve(const CopyRequest& wanted) {
+    GatewayList& gateways = GatewaysOf(wanted.list);
+    gateways.Copy(wanted.source, wanted.destination, wanted.deletesSource);
+    // No event follows for a destination that has its link already.
+    if (VEXONetIfIsLink(wanted.destination.c_str()) >= 1) {
+        gateways.Wake(wanted.destination);
+    }
+    if (StoreListAndResolver(wanted.list) != 0
+        || WriteGatewayToDatabase(wanted.list, true, true) != 0) {
         return -1;
     }
-    const auto source = ReadInterface(request, "interface_source");
-    const auto destination =
-        source ? ReadInterface(request, "interface_destination") : std::nullopt;
-    const auto deletesSource =
-        destination ? ReadFlag(request, "interface_source_delete") : std::nullopt;
-    if (!deletesSource) {
-        return -1;
-    }
-    Gateways& gateways = GatewaysOf(*gatewayType);
-    std::erase_if(gateways, [&](const GatewayInfo& entry) { return entry.ifname == *destination; });
-    auto entry = Find(gateways, *source);
-    if (entry != gateways.end()) {
-        GatewayInfo copy = *entry;
-        copy.ifname = *destination;
-        if (*deletesSource) {
-            *entry = copy;
-        } else {
-            gateways.insert(entry, copy);
-        }
-    }
-    if (WriteGatewayListToFile(*gatewayType) != 0 || WriteDnsFile(*gatewayType) != 0
-        || WriteGatewayToDatabase(*gatewayType, true, true) != 0) {
-        return -1;
-    }
-    uplink_policy.Follow({*source, *destination});
+    uplink_policy.Follow({wanted.source, wanted.destination});
     return 0;
 }
 

@@ -19,7 +19,7 @@
 #include <vexonetwork/utils/utils.h>
 #include <vlib/exec.h>
 
-#include "network/gateway/gateway_family.h"
+#include "network/gateway/gateway_request.h"
 #include "network/gateway/main_defaults.h"
 
 #define VEXO_LOG_SOURCE "route_module"
@@ -86,11 +86,10 @@ ElectionFacts FactsV4(VEXONETIFINFO& info) {
 
 /// Gives the default route to the first entry that can carry it; that one moves to the front.
 /// @return whether there was one
-bool ElectFrom(GATEWAY_TYPE type, std::vector<GatewayInfo>& gateways, const ElectionFacts& facts) {
-    const auto winner = WinnerOf(WalkGateways(type, gateways, facts));
+bool ElectFrom(GATEWAY_TYPE type, GatewayList& gateways, const ElectionFacts& facts) {
+    const auto winner = WinnerOf(WalkGateways(type, gateways.Awake(), facts));
     if (winner) {
-        const auto entry = gateways.begin() + static_cast<std::ptrdiff_t>(*winner);
-        std::rotate(gateways.begin(), entry, entry + 1);
+        gateways.MoveToFront(*winner);
     }
     return winner.has_value();
 }
@@ -202,11 +201,11 @@ int RouteModule::RefreshDefaultGatewayV4() {
 }
 
 int RouteModule::RefreshDefaultGatewayV6() {
-    if (gateways_v6.empty()) {
+    if (gateways_v6.Size() == 0) {
         return 0;
     }
     std::vector<std::string> bare{bare_winner};
-    for (const GatewayInfo& entry : gateways_v6) {
+    for (const GatewayInfo& entry : gateways_v6.Awake()) {
         if (IsBare(entry)) {
             bare.push_back(entry.ifname);
         }
@@ -217,7 +216,8 @@ int RouteModule::RefreshDefaultGatewayV6() {
     if (!ElectFrom(GTYPE_V6, gateways_v6, {HasLink, nullptr, InstallV6})) {
         PutBack(kernel, former, "");
     } else {
-        bare_winner = IsBare(gateways_v6.front()) ? gateways_v6.front().ifname : "";
+        const GatewayInfo winner = gateways_v6.Awake().front();
+        bare_winner = IsBare(winner) ? winner.ifname : "";
     }
     return 0;
 }

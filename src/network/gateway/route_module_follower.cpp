@@ -1,6 +1,5 @@
 // What whoever listens to the kernel tells and asks.
 
-#include <algorithm>
 #include <exception>
 #include <set>
 
@@ -34,7 +33,7 @@ bool RouteModule::HasGateway(std::optional<GATEWAY_TYPE> list, const std::string
 }
 
 void RouteModule::OnLinkUp(const std::string& ifname) {
-    Guarded(request_mutex, "restore a gateway", [&] { Restore(ifname); });
+    Guarded(request_mutex, "wake a gateway", [&] { Wake(ifname); });
 }
 
 void RouteModule::FollowNetwork(const std::vector<std::string>& ifnames) {
@@ -59,15 +58,17 @@ void RouteModule::Elect(std::optional<GATEWAY_TYPE> list) {
 }
 
 bool RouteModule::IsListed(std::optional<GATEWAY_TYPE> list, const std::string& ifname) {
-    const auto isIn = [&](GATEWAY_TYPE each) {
-        const bool waits = std::ranges::any_of(left_out, [&](const LeftOut& waiting) {
-            return waiting.list == each && waiting.entry.ifname == ifname;
-        });
-        return waits
-               || std::ranges::find(GatewaysOf(each), ifname, &GatewayInfo::ifname)
-                      != GatewaysOf(each).end();
-    };
-    return (list != GTYPE_V6 && isIn(GTYPE_V4)) || (list != GTYPE_V4 && isIn(GTYPE_V6));
+    return (list != GTYPE_V6 && gateways_v4.Find(ifname) != nullptr)
+           || (list != GTYPE_V4 && gateways_v6.Find(ifname) != nullptr);
+}
+
+/// The switch behind the cable may need longer to start than the appliance.
+void RouteModule::Wake(const std::string& ifname) {
+    for (const GATEWAY_TYPE list : {GTYPE_V4, GTYPE_V6}) {
+        if (GatewaysOf(list).Wake(ifname)) {
+            StoreListAndResolver(list);
+        }
+    }
 }
 
 void RouteModule::Follow(const std::vector<std::string>& ifnames) {

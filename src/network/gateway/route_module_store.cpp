@@ -1,17 +1,20 @@
 // The files of the gateway lists.
 
-#include <algorithm>
+#include <fstream>
+#include <iterator>
 
 #include <vexo/dns.h>
 #include <vexo/net_interface.h>
 #include <vexobase/replace_file.h>
 #include <vexonetwork/network/module/route_module.h>
 #include <vexonetwork/utils/config.h>
-#include <vexonetwork/utils/json_reader.h>
-#include <vlib/exec.h>
 #include <vlib/file.h>
 
+#include "network/gateway/dormant_file.h"
+#include "network/gateway/gateway_database.h"
 #include "network/gateway/gateway_family.h"
+#include "network/gateway/gateway_section.h"
+#include "network/interface_name.h"
 
 #define VEXO_LOG_SOURCE "route_module"
 #include <vexobase/log.h>
@@ -19,34 +22,47 @@
 namespace vexonetwork::network::module {
 namespace {
 
-GatewayInfo ToEntry(const std::map<std::string, std::string>& pairs) {
-    const auto value = [&pairs](const char* key) {
-        const auto pair = pairs.find(key);
-        return pair == pairs.end() ? std::string() : pair->second;
-    };
-    GatewayInfo entry;
-    entry.ifname = value("ifname");
-    entry.interfaceClass = value("class");
-    entry.gateway = value("gateway");
-    entry.dns = value("dns");
-    entry.slave = value("slave") == "yes";
-    return entry;
+/// @param isWanted  of a slot
+template <typename IsWanted>
+std::string ResolverText(const GatewayList& list, const IsWanted& isWanted) {
+    std::string text;
+    for (const GatewayList::Slot& slot : list.Slots()) {
+        if (isWanted(slot) && !slot.entry.dns.IsEmpty()) {
+            text += "nameserver " + slot.entry.dns.ToString() + "\n";
+        }
+    }
+    return text;
 }
 
-int Load(utils::ConfigSection& file) {
-    if (file.Read() != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", file.GetNameCString());
-        return -1;
-    }
-    return 0;
+std::string ResolverText(const GatewayList& list) {
+    return ResolverText(list, [](const GatewayList::Slot& slot) { return !slot.isDormant; });
 }
 
-int Store(utils::ConfigSection& file) {
-    if (file.Write() != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to set file[%s]", file.GetNameCString());
-        return -1;
+/// "" for a file that is not there.
+std::string ReadText(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void UpdateSystemResolver() {
+    if (VLIBCFileCheckKeyValue("/etc/vexoinfo.conf", "dns_mode", "auto", 1) == 1) {
+        VEXONetDNSUpdate_S();
     }
-    return 0;
+}
+
+/// Wakes who has a link by now.
+/// @return whether anybody was woken
+bool WakeLinked(GatewayList& list) {
+    std::vector<std::string> linked;
+    for (const GatewayList::Slot& slot : list.Slots()) {
+        if (slot.isDormant && VEXONetIfIsLink(slot.entry.ifname.c_str()) >= 1) {
+            linked.push_back(slot.entry.ifname);
+        }
+    }
+    for (const std::string& ifname : linked) {
+        list.Wake(ifname);
+    }
+    return !linked.empty();
 }
 
 }  // namespace
@@ -61,49 +77,62 @@ int RouteModule::ReadGatewayListFromFile(GATEWAY_TYPE gatewayType) {
         return 0;
     }
     utils::ConfigSection file(family->priorityFile);
-    if (Load(file) != 0) {
+    if (LoadSections(file) != 0) {
         return -1;
     }
     // The tenth and later entries come after the first, as their names do; the appliance's
     // support knows the order of long lists after a start this way.
-    std::size_t place = 0;
+    GatewayList& gateways = GatewaysOf(gatewayType);
     for (const auto& [section, pairs] : file.GetKeyValues()) {
-        GatewayInfo entry = ToEntry(pairs);
-        ++place;
-        if (VEXONetIfIsLink(entry.ifname.c_str()) < 1) {
-            VEXO_LOG(LOG_INFO, "Interface [%s] is not up, skip it", entry.ifname.c_str());
-            left_out.push_back({gatewayType, place - 1, std::move(entry)});
+        const GatewayInfo entry = ToEntry(pairs);
+        if (VEXONetIfIsLink(entry.ifname.c_str()) >= 1) {
+            gateways.Append(entry);
             continue;
         }
-        GatewaysOf(gatewayType).push_back(std::move(entry));
-    }
-    return 0;
-}
-
-int RouteModule::RestoreGatewayData(const Json::Value& request) {
-    Restore(utils::GetString(request, "ifname").value_or(""));
-    return 0;
-}
-
-/// The switch behind the cable may need longer to start than the appliance.
-void RouteModule::Restore(const std::string& ifname) {
-    for (const LeftOut& each : left_out) {
-        Gateways& gateways = GatewaysOf(each.list);
-        const bool isListed =
-            std::ranges::find(gateways, each.entry.ifname, &GatewayInfo::ifname) != gateways.end();
-        if (each.entry.ifname == ifname && !isListed) {
-            const auto place = std::min(each.place, gateways.size());
-            gateways.insert(gateways.begin() + static_cast<std::ptrdiff_t>(place), each.entry);
+        VEXO_LOG(LOG_INFO, "Interface [%s] is not up, skip it", entry.ifname.c_str());
+        if (IsInterfaceName(entry.ifname)) {
+            gateways.AddDormant(entry, gateways.Slots().size());
         }
     }
-    ForgetLeftOut(GTYPE_V4, ifname);
-    ForgetLeftOut(GTYPE_V6, ifname);
+    return 0;
 }
 
-void RouteModule::ForgetLeftOut(GATEWAY_TYPE list, const std::string& ifname) {
-    std::erase_if(left_out, [&](const LeftOut& each) {
-        return each.list == list && each.entry.ifname == ifname;
-    });
+/// Completes a list at the start by what sleeps, and mends what a kill has left between two files.
+void RouteModule::Settle(GATEWAY_TYPE list, bool isRead) {
+    GatewayList& gateways = GatewaysOf(list);
+    const bool isThere = VLIBCFileExist(FindFamily(list)->priorityFile) == 1;
+    // Who has just fallen asleep is still in both files.
+    const std::string stored = ResolverText(gateways, [](const auto&) { return true; });
+    if (isThere) {
+        LoadDormant(list, gateways);
+    }
+    StoreDormant(list, gateways);
+    if (WakeLinked(gateways)) {
+        StoreListAndResolver(list);
+        return;
+    }
+    if (!isThere || !isRead) {
+        return;
+    }
+    const std::string resolver = ReadText(FindFamily(list)->resolverFile);
+    if (resolver != stored && resolver != ResolverText(gateways)) {
+        WriteDnsFile(list);
+    } else if (!resolver.empty()) {
+        UpdateSystemResolver();
+    }
+}
+
+/// The priority file goes first: who is in both files is awake.
+int RouteModule::StoreList(GATEWAY_TYPE list) {
+    if (WriteGatewayListToFile(list) != 0) {
+        return -1;
+    }
+    StoreDormant(list, GatewaysOf(list));
+    return 0;
+}
+
+int RouteModule::StoreListAndResolver(GATEWAY_TYPE list) {
+    return StoreList(list) != 0 || WriteDnsFile(list) != 0 ? -1 : 0;
 }
 
 int RouteModule::WriteGatewayListToFile(GATEWAY_TYPE gatewayType) {
@@ -114,41 +143,18 @@ int RouteModule::WriteGatewayListToFile(GATEWAY_TYPE gatewayType) {
     }
     utils::ConfigSection file(family->priorityFile);
     std::size_t index = 0;
-    for (const GatewayInfo& entry : GatewaysOf(gatewayType)) {
-        const std::string section = std::to_string(index++);
-        file.AddKeyValue(section, "ifname", entry.ifname);
-        file.AddKeyValue(section, "gateway", entry.gateway.ToString());
-        file.AddKeyValue(section, "dns", entry.dns.ToString());
-        file.AddKeyValue(section, "slave", entry.slave);
-        file.AddKeyValue(section, "class", entry.interfaceClass);
+    for (const GatewayInfo& entry : GatewaysOf(gatewayType).Awake()) {
+        AddEntry(std::to_string(index++), entry, file);
     }
-    return Store(file);
+    return StoreSections(file);
 }
 
 int RouteModule::WriteGatewayToDatabase(GATEWAY_TYPE gatewayType, bool gateway, bool dns) {
-    const GatewayFamily* family = FindFamily(gatewayType);
-    if (family == nullptr) {
+    if (FindFamily(gatewayType) == nullptr) {
         VEXO_LOG(LOG_ERR, "Unknown type to write config");
         return -1;
     }
-    if (VLIBCFileExist(kGatewayDatabase) != 1) {
-        const char* const arguments[] = {kGatewayDatabase, nullptr};
-        VLIBCExec_S("/bin/touch", arguments);
-    }
-    // Read anew each time: the configuration's restore and people change the file too.
-    utils::ConfigSection file(kGatewayDatabase);
-    if (Load(file) != 0) {
-        return -1;
-    }
-    for (const GatewayInfo& entry : GatewaysOf(gatewayType)) {
-        if (gateway) {
-            file.AddKeyValue(entry.ifname, family->gatewayKey, entry.gateway.ToString());
-        }
-        if (dns) {
-            file.AddKeyValue(entry.ifname, family->dnsKey, entry.dns.ToString());
-        }
-    }
-    return Store(file);
+    return GatewayDatabase().Store(gatewayType, GatewaysOf(gatewayType).Awake(), gateway, dns);
 }
 
 int RouteModule::WriteDnsFile(GATEWAY_TYPE gatewayType) {
@@ -157,33 +163,19 @@ int RouteModule::WriteDnsFile(GATEWAY_TYPE gatewayType) {
         VEXO_LOG(LOG_ERR, "Unknown type to write config");
         return -1;
     }
-    std::string text;
-    for (const GatewayInfo& entry : GatewaysOf(gatewayType)) {
-        if (!entry.dns.IsEmpty()) {
-            text += "nameserver " + entry.dns.ToString() + "\n";
-        }
-    }
+    const std::string text = ResolverText(GatewaysOf(gatewayType));
     // Like the other gateway files, which a power cut may leave as they were before the request.
     if (vexobase::ReplaceFile(family->resolverFile, text, vexobase::FolderSync::kLater) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to open file[%s]", family->resolverFile);
         return -1;
     }
-    if (VLIBCFileCheckKeyValue("/etc/vexoinfo.conf", "dns_mode", "auto", 1) == 1) {
-        VEXONetDNSUpdate_S();
-    }
+    UpdateSystemResolver();
     return 0;
 }
 
 int RouteModule::IsDatabaseChanged(const std::string& section, const std::string& key,
                                    const std::string& value) {
-    if (VLIBCFileExist(kGatewayDatabase) != 1) {
-        return 1;
-    }
-    utils::ConfigSection file(kGatewayDatabase);
-    if (Load(file) != 0) {
-        return -1;
-    }
-    return file.Find(section) && file.GetKeyValue(section, key) == value ? 0 : 1;
+    return GatewayDatabase().IsChanged(section, key, value);
 }
 
 }  // namespace vexonetwork::network::module

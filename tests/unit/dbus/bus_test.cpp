@@ -1,10 +1,17 @@
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstdlib>
 #include <thread>
+#include <tuple>
 
 #include <vexonetwork/dbus/dbus_client.h>
 #include <vexonetwork/dbus/net_client.h>
 #include <vexonetwork/dbus/net_server.h>
 #include <vexonetwork/utils/json_reader.h>
 
+#include "dbus/net_handlers.h"
 #include "support/appliance.h"
 #include "unit/network/fake_module.h"
 
@@ -29,25 +36,30 @@ class OnTheBus : public FakeModules {
     ~OnTheBus() override {
         server.QuitLoop();
         loop.join();
+        g_object_unref(object);
     }
 
     Appliance appliance;
+    GObject* const object = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));
     vexonetwork::dbus::NetServer server;
     std::thread loop{[this] { EXPECT_EQ(server.StartLoop(), 0); }};
     NetClient client;
     Json::Value in, out;
 };
 
-/// What a method's request is to reach a module as, and what its caller is told when that fails.
+/// What a method's request is to reach a module as, and what its caller and the log are told when
+/// that fails.
 struct Method {
     std::function<int(NetClient&, Json::Value& in, Json::Value& out)> call;
     const char* request;
     const char* failure;
+    const char* logged = failure;
 };
 const Method kMethods[] = {
     {bind(&NetClient::GetDeviceListData, _1, "x", _3), "4 get scannertype=x", "get upnp data"},
     {bind(&NetClient::SetDeviceListData, _1, _2), "4 set a=1", "set device type"},
-    {bind(&NetClient::DelDeviceListData, _1, "["), "4 del macAddr=[", "set delete data"},
+    {bind(&NetClient::DelDeviceListData, _1, "["), "4 del macAddr=[", "set delete data",
+     "delete data"},
     {bind(&NetClient::GetGatewayListData, _1, _2, _3), "3 GET_GATEWAY_LIST_DATA a=1",
      "get gateway list data"},
     {bind(&NetClient::AddGatewayData, _1, _2), "3 ADD_GATEWAY_DATA a=1", "add gateway data"},
@@ -63,15 +75,74 @@ const Method kMethods[] = {
 
 TEST_F(OnTheBus, EveryMethodReachesItsModule) {
     ParseJson(R"({"a": 1, "method": "replaced"})", in);
-    for (const auto& [call, request, failure] : kMethods) {
+    for (const auto& [call, request, failure, logged] : kMethods) {
         Answer("{}");
         EXPECT_EQ(call(client, in, out), 0) << request;
         EXPECT_EQ(requests.back(), request);
         answer = [](Json::Value&) { return 7; };
         EXPECT_EQ(call(client, in, out), -1);
         EXPECT_EQ(client.LastError(), "failed to "s + failure);
+        EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", "failed to "s + logged)) << request;
     }
-    EXPECT_TRUE(spy.Has("net_server", "failed to delete data"));
+}
+
+/// A reply that breaks off after its first member: no JSON, though a part of it was.
+int AnswerBrokenText(Json::Value& reply) {
+    reply["a"] = 1;
+    reply["b"] = 2;
+    reply["b"].setComment("/"s, Json::commentBefore);
+    return 0;
+}
+
+TEST_F(OnTheBus, AReplyThatIsNoJsonLeavesWhatTheParserMadeOfIt) {
+    answer = AnswerBrokenText;
+    for (const auto& [call, line, message] :
+         {std::tuple{kMethods[0].call, 61, "Failed to parse upnp data"},
+          {kMethods[3].call, 137, "Failed to get gateway list data"},
+          {kMethods[6].call, 238, "Failed to get gateway data by interface"}}) {
+        spy.Clear();
+        out = "before";
+        EXPECT_EQ(call(client, in, out), -1) << message;
+        EXPECT_EQ(out, Parsed(R"({"a": 1})"));
+        EXPECT_TRUE(spy.Has(LOG_ERR, "net_client", message));
+        EXPECT_EQ(spy.Lines().back().line, line);
+    }
+}
+
+TEST_F(OnTheBus, TextThatIsNoRequestFailsWithoutAReason) {
+    const std::size_t served = requests.size();
+    for (const auto& [method, text, message] :
+         {std::tuple{"AddGatewayData", "{"s, "Failed to parse info"},
+          {"RefreshGateway", "GTYPE_V4", "Failed to parse info"},
+          {"SetDeviceListData", "[1]", "Failed to parse device data"}}) {
+        EXPECT_EQ(client.NewMessage(method) + client.Append(text), 0);
+        EXPECT_EQ(client.SendMessage(true, -1), -1);
+        EXPECT_THAT(client.LastError(), testing::EndsWith("returned FALSE but did not set error"));
+        EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", message));
+    }
+    GError* error = nullptr;
+    EXPECT_FALSE(net_refresh_gateway(object, "{", &error));
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ(requests.size(), served);
+}
+
+TEST_F(OnTheBus, NothingIsBadOnlyForTheSetterOfDevices) {
+    for (const auto handler : {net_del_device_list_data, net_add_gateway_data}) {
+        GError* error = nullptr;
+        EXPECT_FALSE(handler(object, nullptr, &error));
+        ASSERT_NE(error, nullptr);
+        EXPECT_EQ(g_quark_to_string(error->domain) + " "s + error->message,
+                  "badparameter Bad parameter");
+        EXPECT_EQ(error->code, 1);
+        g_clear_error(&error);
+        EXPECT_FALSE(handler(nullptr, "{}", &error));
+        g_clear_error(&error);
+    }
+    EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", "Bad parameter"));
+    GError* error = nullptr;
+    EXPECT_FALSE(net_set_device_list_data(object, nullptr, &error));
+    EXPECT_EQ(error, nullptr) << "no text is no JSON there";
+    EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", "Failed to parse device data"));
 }
 
 TEST_F(OnTheBus, RepliesAreStyledText) {
@@ -87,15 +158,25 @@ TEST_F(OnTheBus, NothingOfAModuleEndsTheServer) {
     answer = [](Json::Value& reply) { return (reply = std::string(20'000'000, 'x')).isInt(); };
     EXPECT_EQ(client.GetGatewayListData(in, out), -1);
     EXPECT_EQ(client.LastError(), "failed to get gateway list data") << "too long for the bus";
-    answer = [](auto& reply) { return reply.setComment("/"s, Json::commentBefore), 0; };
-    EXPECT_EQ(client.GetGatewayListData(in, out), -1) << "no JSON";
+    EXPECT_TRUE(
+        spy.Has(LOG_ERR, "net_server", "Reply of [20000003] bytes is too long for the bus"));
     Answer("// \xff\n {}");
     EXPECT_EQ(client.GetGatewayListData(in, out), 0);
+    Answer("\"" + std::string(15'000'000, 'x') + "\"");
+    EXPECT_EQ(client.GetGatewayListData(in, out), 0) << "the longest that the bus lets through";
 }
 
 TEST_F(OnTheBus, HelpersAskAboutGateways) {
-    Answer(R"({"priority": -2})");
-    EXPECT_EQ(GetGatewayPriority("eth0", "GTYPE_V4"), -2);
+    for (const auto& [text, priority] : {std::pair{"-2", -2},
+                                         {"3.0", 3},
+                                         {"3.5", 0},
+                                         {"3e9", 0},
+                                         {"-1e300", 0},
+                                         {"\"3\"", 0},
+                                         {"null", 0}}) {
+        Answer(R"({"priority": )"s + text + "}");
+        EXPECT_EQ(GetGatewayPriority("eth0", "GTYPE_V4"), priority) << text;
+    }
     for (const bool succeeds : {true, false}) {
         answer = [succeeds](Json::Value&) { return succeeds ? 0 : 7; };
         EXPECT_EQ(GetGatewayPriority("eth0", "GTYPE_V4"), succeeds ? 0 : -1);
@@ -109,12 +190,62 @@ TEST_F(OnTheBus, HelpersAskAboutGateways) {
                                        "ifname=eth0 priority=2 type=GTYPE_V6",
                                        "3 DEL_GATEWAY_DATA ifname=eth0 type=GTYPE_V4",
                                        "3 REFRESH_GATEWAY type=GTYPE_V4"}));
+    std::vector<std::string> told;
+    for (const LogLine& line : spy.Lines()) {
+        if (line.source == "dbus_client" && line.level == LOG_ERR) {
+            told.push_back(std::to_string(line.line) + " " + line.message);
+        }
+    }
+    EXPECT_THAT(told, ElementsAre("25 Failed to GetGatewayDataByInterface [eth0]",
+                                  "49 Failed to AddGatewayData on [eth0]",
+                                  "68 Failed to DelGatewayData on [eth0]",
+                                  "85 Failed to refresh gateway of type [GTYPE_V4]"));
+}
+
+TEST_F(OnTheBus, AnyThreadReachesItAndTheEnvironmentStays) {
+    Answer(R"({"priority": 3})");
+    {
+        std::vector<std::jthread> callers;
+        for (int i = 0; i < 8; ++i) {
+            callers.emplace_back([] {
+                for (int call = 0; call < 10; ++call) {
+                    EXPECT_EQ(GetGatewayPriority("eth0", "GTYPE_V4"), 3);
+                }
+            });
+        }
+    }
+    EXPECT_EQ(::getenv("DBUS_SESSION_BUS_ADDRESS"), nullptr);
 }
 
 TEST_F(OnTheBus, TheServerIsReadyOnlyAsTheDaemon) {
     EXPECT_FALSE(client.IsServerReady()) << "somebody else has the name";
     WriteFile("/var/run/vexonetd.pid", "1\n");
     EXPECT_TRUE(client.IsServerReady());
+}
+
+TEST(Client, GoesToTheBusThatItsCallerNames) {
+    const Appliance appliance;
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/run/another", 1);
+    NetClient client;
+    Json::Value out;
+    EXPECT_EQ(client.GetDeviceListData("x", out), -1);
+    EXPECT_THAT(client.LastError(), testing::HasSubstr("/run/another"));
+}
+
+TEST(Bus, ConnectionsThatKeepSilentKeepNobodyOff) {
+    const Appliance appliance;
+    sockaddr_un name{AF_UNIX, "/run/vexonet/bus"};
+    std::vector<vexobase::UniqueFd> silent;
+    for (int i = 0; i < 300; ++i) {
+        silent.emplace_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(::connect(silent.back().Get(), reinterpret_cast<sockaddr*>(&name), sizeof name),
+                  0);
+    }
+    constexpr char kBus[] = "org.freedesktop.DBus";
+    EXPECT_TRUE(vexonetsdk::dbus::DBusClient(kBus, "/", kBus, 0).IsServerReady());
+    // Nor do they keep their places: the bus closes them.
+    pollfd closed{silent.front().Get(), POLLIN, 0};
+    EXPECT_EQ(::poll(&closed, 1, 25'000), 1);
 }
 
 TEST(Client, OutlivesTheBusAndWhatItsLibraryWouldEndTheProcessFor) {

@@ -38,26 +38,6 @@ TEST_F(Election, OnlyWiredEthernetNeedsLink) {
     EXPECT_THAT(DefaultRoutes("-4"), ElementsAre("via 10.9.0.1 dev wlan0 src 10.9.0.2"));
 }
 
-TEST_F(Election, AnEntryWithoutLinkAtStartTakesItsPlaceWhenTheLinkComes) {
-    Add("wan0", 0, Gateway(wan0.gateway));
-    Add("wan1", 1, Gateway(wan1.gateway));
-    SetLink(wan0, false);
-    SetLink(wan1, false);
-    ASSERT_EQ(module.InitialModule(), 0);
-    EXPECT_EQ(Order(), "");
-    EXPECT_TRUE(module.HasGateway(GTYPE_V4, "wan0"));
-    EXPECT_FALSE(module.HasGateway(GTYPE_V6, "wan0") || module.HasGateway({}, "eth7"));
-    for (const char* ifname : {"wan1", "wan0", "wan0", "eth7"}) {
-        module.OnLinkUp(ifname);
-    }
-    EXPECT_EQ(Order(), "wan0 wan1");
-
-    ASSERT_EQ(module.InitialModule(), 0);
-    Delete("wan0");
-    module.OnLinkUp("wan0");
-    EXPECT_EQ(Order(), "") << "who was taken out meanwhile stays out";
-}
-
 TEST_F(Election, OddNamesAreReadBackAndReachTheKernel) {
     Must("ip link add name #a=[ type veth peer name -6");
     Must("ip addr add 10.9.0.2/24 dev -6");

@@ -1,7 +1,13 @@
 // What requests do to the lists and their files, what they answer, and what a start reads.
 
+#include <limits.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
 #include <vexo/change_hook.h>
 #include <vexo/default_gateway.h>
+#include <vexobase/unique_fd.h>
+#include <vexonetwork/utils/config.h>
 
 #include "route_world.h"
 
@@ -71,10 +77,11 @@ TEST_F(RouteWorld, OneInterfaceIsAskedForByNameInListOrDatabase) {
 }
 
 TEST_F(RouteWorld, SlavesGoToTheEndAndACopyTakesTheSourcesPlace) {
-    for (const char* ifname : {"a", "b", "c"}) {
-        Add(ifname, -1, kWhole);
+    for (const std::string ifname : {"a", "b", "c"}) {
+        Add(ifname, -1, "'gateway': '192.0.2.1', 'dns': 'fd::" + ifname + "'");
     }
     Do("SET_SLAVE_DATA", "'ifname': 'a', 'slave': true");
+    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver fd::b\nnameserver fd::c\nnameserver fd::a\n");
     Do("SET_SLAVE_DATA", "'ifname': 'b', 'slave': false");
     Do("SET_SLAVE_DATA", "'ifname': 'stranger', 'slave': true");
     EXPECT_EQ(Order(), "b c a*");
@@ -89,6 +96,47 @@ TEST_F(RouteWorld, SlavesGoToTheEndAndACopyTakesTheSourcesPlace) {
         EXPECT_EQ(Order(), order) << source << " to " << destination;
     }
     EXPECT_EQ(List()[1]["gateway"], "192.0.2.1");
+    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver fd::c\nnameserver fd::a\n");
+    EXPECT_THAT(ConfigFile("gateway_database"),
+                testing::HasSubstr("[b]\n\tdns=fd::a\n\tgateway=192.0.2.1\n"));
+    EXPECT_THAT(ConfigFile("gateway_database"),
+                testing::HasSubstr("[d]\n\tdns=fd::c\n\tgateway=192.0.2.1\n"));
+}
+
+/// Counts how often a file is opened.
+class Openings {
+  public:
+    explicit Openings(const std::string& path) {
+        EXPECT_GE(::inotify_add_watch(fd.Get(), path.c_str(), IN_OPEN), 0);
+    }
+    std::size_t Count() const {
+        std::size_t count = 0;
+        char bytes[sizeof(inotify_event) + NAME_MAX + 1];
+        while (::read(fd.Get(), bytes, sizeof bytes) > 0) {
+            ++count;
+        }
+        return count;
+    }
+
+  private:
+    vexobase::UniqueFd fd{::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
+};
+
+TEST_F(RouteWorld, AnAdditionReadsTheDatabaseOnce) {
+    std::string sections;
+    for (int i = 0; i < 200; ++i) {
+        sections += "[eth" + std::to_string(i) + "]\n\tgateway=192.0.2.1\n";
+    }
+    const std::string path = "/etc/iproute2/config/gateway_database";
+    WriteFile(path, sections);
+    vexonetwork::utils::ConfigSection file(path);
+    const Openings openings(path);
+    ASSERT_EQ(file.Read(), 0);
+    const std::size_t once = openings.Count();
+    Add("eth7", 0, "'gateway': '192.0.2.2', 'dns': '192.0.2.53'");
+    EXPECT_EQ(openings.Count(), once);
+    EXPECT_THAT(ReadFile(path),
+                testing::HasSubstr("[eth7]\n\tdns=192.0.2.53\n\tgateway=192.0.2.2\n[eth70]"));
 }
 
 TEST_F(RouteWorld, TheHeartbeatInterfaceIsLeftOutOfTheList) {

@@ -2,20 +2,24 @@
 
 #include <json/value.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <vexonetwork/network/gateway_follower.h>
 #include <vexonetwork/network/gateway_info.h>
+#include <vexonetwork/network/gateway_list.h>
 #include <vexonetwork/network/module/base_module.h>
 #include <vexonetwork/network/static_routes.h>
 #include <vexonetwork/network/uplink_policy.h>
 #include <vexonetwork/utils/pthread_mutex.h>
 
 namespace vexonetwork::network::module {
+
+struct AddRequest;
+struct CopyRequest;
+struct EntryRequest;
+struct SlaveRequest;
 
 /// Owns the ordered lists of default gateways, one for each address family. The order is the
 /// priority: the first usable entry gets the default route. Lists live in memory and in the files
@@ -31,7 +35,8 @@ class RouteModule : public BaseModule, public GatewayFollower {
     /// @return 0 always
     int ProcessRequest(const Json::Value& request, Json::Value& reply) override;
 
-    /// Loads the lists and brings static routes and policy routing in step. Elects nothing.
+    /// Loads the lists, mends resolver files that a kill has left behind them, and brings static
+    /// routes and policy routing in step. Elects nothing.
     /// @return 0; failures are only logged
     int InitialModule() override;
     int TerminateModule() override { return 0; }
@@ -45,8 +50,8 @@ class RouteModule : public BaseModule, public GatewayFollower {
     // The steps below return 0, or -1 after a log line. They take no lock.
 
     /// Appends the entries of the priority file to the list, in byte order of their section names;
-    /// entries without link are left out, and from the file at the next write. A missing file is
-    /// success.
+    /// entries without link are dormant there, and leave the file at the next write. A missing file
+    /// is success.
     int ReadGatewayListFromFile(GATEWAY_TYPE gatewayType);
     int WriteGatewayListToFile(GATEWAY_TYPE gatewayType);
 
@@ -73,47 +78,30 @@ class RouteModule : public BaseModule, public GatewayFollower {
     int RefreshDefaultGateway(const Json::Value& request);
 
   private:
-    using Gateways = std::vector<GatewayInfo>;
-
     void Dispatch(const Json::Value& request, Json::Value& reply);
-    int GetGatewayListData(const Json::Value& request, Json::Value& reply);
-    int GetGatewayDataByInterface(const Json::Value& request, Json::Value& reply);
+    void DispatchInside(const std::string& method, const Json::Value& request, Json::Value& reply);
+    void GetGatewayListData(GATEWAY_TYPE list, Json::Value& reply);
+    void GetGatewayDataByInterface(GATEWAY_TYPE list, const Json::Value& request,
+                                   Json::Value& reply);
+    int Serve(const AddRequest& wanted);
+    int Serve(const EntryRequest& unwanted);
+    int Serve(const SlaveRequest& wanted);
+    int Serve(const CopyRequest& wanted);
 
-    /// For the rooms of this process, not on the bus: "exist" tells whether the list of "type", or
-    /// one of the lists for "ALL", has an entry of "ifname". Reads no file.
-    int HasGatewayData(const Json::Value& request, Json::Value& reply);
-
-    /// For the rooms of this process, not on the bus: "ifname" has a link. Where it was left out
-    /// of a list at start for the want of one, its entry takes its place again.
-    int RestoreGatewayData(const Json::Value& request);
-
-    /// For the rooms of this process, not on the bus: links or addresses of the interfaces in
-    /// the words of "ifnames" have changed, or of any when there are none. The static routes and
-    /// the policy routing of the uplinks follow.
-    int FollowNetworkData(const Json::Value& request);
-    int AddGatewayInfo(const Json::Value& request);
-    int DelGatewayInfo(const Json::Value& request);
-    int SetSlaveForGatewayInfo(const Json::Value& request);
-    int CopyGatewayData(const Json::Value& request);
-
-    /// An entry that had no link at start, and its place in the file.
-    struct LeftOut {
-        GATEWAY_TYPE list;
-        std::size_t place;
-        GatewayInfo entry;
-    };
-
-    Gateways& GatewaysOf(GATEWAY_TYPE gatewayType);
+    /// Whether a list, or either of both, has an entry of the interface, dormant or not.
     bool IsListed(std::optional<GATEWAY_TYPE> list, const std::string& ifname);
-    void Restore(const std::string& ifname);
+    void Wake(const std::string& ifname);
     void Follow(const std::vector<std::string>& ifnames);
     int RunElections(std::optional<GATEWAY_TYPE> list);
-    void ForgetLeftOut(GATEWAY_TYPE list, const std::string& ifname);
+
+    GatewayList& GatewaysOf(GATEWAY_TYPE gatewayType);
+    void Settle(GATEWAY_TYPE list, bool isRead);
+    int StoreList(GATEWAY_TYPE list);
+    int StoreListAndResolver(GATEWAY_TYPE list);
     int IsConfigChanged(const Json::Value& request, bool gateway);
 
-    Gateways gateways_v4;
-    Gateways gateways_v6;
-    std::vector<LeftOut> left_out;
+    GatewayList gateways_v4;
+    GatewayList gateways_v6;
     std::string bare_winner;  ///< whose IPv6 default route names the interface alone; "" for none
     StaticRoutes static_routes;
     UplinkPolicy uplink_policy;
