@@ -1,12 +1,34 @@
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <utility>
+
 #include <vexonetwork/network/event/hello_event.h>
+#include <vexonetwork/network/module/test_module.h>
+#include <vexonetwork/utils/create_pid_file.h>
 
 #include "fake_module.h"
+#include "support/files.h"
 
 namespace vexotest {
 namespace {
 
 using Manager = FakeModules;
 using Events = FakeModules;
+using namespace testing;
+
+/// What was logged since the last call, as "LEVEL SOURCE:LINE MESSAGE".
+std::vector<std::string> Logged(SyslogSpy& spy) {
+    std::vector<std::string> lines;
+    for (const LogLine& line : spy.Lines()) {
+        lines.push_back(std::to_string(line.level) + " " + line.source + ":"
+                        + std::to_string(line.line) + " " + line.message);
+    }
+    spy.Clear();
+    return lines;
+}
 
 TEST_F(Manager, TheStateOfAModuleDecidesWhatIsDone) {
     FakeModule module(MODULE_ROUTE);
@@ -65,6 +87,214 @@ TEST_F(Events, AllModulesAreToldUntilAllHaveHandledIt) {
     manager.UnHookEvent(EVENT_HELLO, MODULE_TEST);
     EXPECT_EQ(event.Process(), 0);
     EXPECT_EQ(steps.size(), 6U) << "each of three attempts told both modules";
+}
+
+/// An event that is told to nobody, and fails.
+class FailingEvent : public BaseEvent {
+  public:
+    FailingEvent() : BaseEvent(EVENT_RESERVED) {}
+    bool IsValid() const override { return true; }
+    int ProcessEvent() override { return 5; }
+};
+
+TEST_F(Manager, SaysWhatFailsAtItsPlaceInTheCatalogue) {
+    FakeModule module(MODULE_IPV6);
+    HelloEvent hello("hi");
+    HelloEvent empty("");
+    FailingEvent failing;
+    Json::Value value;
+    Add<MODULE_ROUTE>();
+    const auto fail = [](const std::string& step) { results = {{step, 7}}; };
+    const struct {
+        std::function<void()> act;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {[&] { Add<MODULE_ROUTE>(); },
+         {"6 module_manager:141 The network module [3] has been created."}},
+        {[&] {
+             manager.AddModule({MODULE_TEST, true, []() -> BaseModule* { return nullptr; }});
+         },
+         {"3 module_manager:147 Failed to create module [1]"}},
+        {[&] { manager.Start(); },
+         {"3 base_module:130 Module [3] is not initialized",
+          "3 module_manager:114 Failed to start module [3]"}},
+        {[&] { fail("hook 3"), manager.InitModules(); },
+         {"3 base_module:92 Failed to hook event of module [3]",
+          "3 module_manager:93 Failed to init module [3]"}},
+        {[&] { fail("init 3"), manager.InitModules(); },
+         {"3 base_module:96 Failed to init module [3]",
+          "3 module_manager:93 Failed to init module [3]"}},
+        {[&] { fail("start 3"), manager.InitModules(), manager.Start(); },
+         {"3 base_module:138 Failed to start module [3]",
+          "3 module_manager:114 Failed to start module [3]"}},
+        {[&] { manager.Dump(); }, {"3 module_manager:189 module: [module:3]"}},
+        {[&] {
+             answer = [](Json::Value&) { return 9; };
+             EXPECT_EQ(manager.ProcessRequest(MODULE_ROUTE, value, value), 9);
+         },
+         {"3 module_manager:217 Failed to process request from module [3]"}},
+        {[&] { manager.ProcessRequest(MODULE_RESERVED, value, value); },
+         {"3 module_manager:213 Failed to find module [5]"}},
+        {[&] { manager.NotifyEvent(nullptr); }, {"3 module_manager:246 NULL Event Pointer"}},
+        {[&] { manager.NotifyEvent(&empty); },
+         {"3 module_manager:250 Invalid event [event:[1]/ msg:[]]"}},
+        {[&] { empty.Process(); }, {"3 base_event:81 The event [event:[1]/ msg:[]] is not valid."}},
+        {[&] { module.HookEvent(EVENT_TYPE(3), kOnEvent); },
+         {"3 event_table:58 event [3] is invalid",
+          "3 module_manager:229 Failed to register event [3] by module [2] with ret=[-1]",
+          "3 base_module:64 Failed to hook event [3] of module [2]"}},
+        {[&] { manager.HookEvent(EVENT_HELLO, MODULE_ROUTE, nullptr); },
+         {"3 event_table:62 invalid handler",
+          "3 module_manager:229 Failed to register event [1] by module [3] with ret=[-1]"}},
+        {[&] {
+             manager.HookEvent(EVENT_HELLO, MODULE_ROUTE, kOnEvent);
+             manager.HookEvent(EVENT_HELLO, MODULE_ROUTE, kOnEventOnce);
+         },
+         {"3 event_table:73 The module [3] has been registered.",
+          "3 module_manager:229 Failed to register event [1] by module [3] with ret=[-1]"}},
+        {[&] { fail("event 3"), module.HookEvent(EVENT_HELLO, kOnEvent), hello.Process(); },
+         {"3 module_manager:267 Failed to handler event [1] by module [3] and ret=[7]",
+          "3 module_manager:261 NULL pointer for module [2]",
+          "3 base_event:40 Failed to notify event[1] to manager",
+          "3 base_event:86 Failed to notify event [1] to manager",
+          "3 hello_event:30 process by hello event"}},
+        {[&] { EXPECT_EQ(failing.Process(), -1); },
+         {"3 base_event:63 Failed to process event [event:[2]]"}},
+        {[&] { fail("terminate 3"), manager.RemoveModule(MODULE_ROUTE); },
+         {"3 base_module:115 Failed to terminate module [3]",
+          "3 module_manager:171 Failed to terminiate module [3]"}},
+        {[&] {
+             Add<MODULE_DEVICE_LIST>();
+             delete std::exchange(manager.FindModule(MODULE_DEVICE_LIST)->second, nullptr);
+             EXPECT_FALSE(manager.InitModules() || manager.Start());
+             manager.Dump();
+             EXPECT_FALSE(manager.RemoveModule(MODULE_DEVICE_LIST));
+         },
+         {"3 module_manager:87 Null module pointer", "3 module_manager:109 Null module pointer"}},
+    };
+    for (const auto& [act, lines] : cases) {
+        act();
+        EXPECT_EQ(Logged(spy), lines);
+        results.clear();
+    }
+}
+
+std::vector<std::string> framed;
+
+TEST_F(Manager, FramesEachRequestHoweverItEnds) {
+    Add<MODULE_ROUTE>();
+    ModuleManager::FrameRequests(
+        {[] { framed.emplace_back("begin"); }, [] { framed.emplace_back("end"); }});
+    Json::Value value;
+    answer = [](Json::Value&) {
+        framed.emplace_back("serve");
+        return 0;
+    };
+    manager.ProcessRequest(MODULE_ROUTE, value, value);
+    answer = [](Json::Value&) -> int { throw std::runtime_error("thrown"); };
+    EXPECT_ANY_THROW(manager.ProcessRequest(MODULE_ROUTE, value, value));
+    EXPECT_THAT(framed, ElementsAre("begin", "serve", "end", "begin", "end"));
+    ModuleManager::FrameRequests({[] {}, [] {}});
+}
+
+TEST(Table, KeepsTheOrderOfThoseWhoStayAndNoEmptyEvent) {
+    EventTable table;
+    const auto add = [&table](int event, int module, EventFunction function = kOnEvent) {
+        return table.Add(EVENT_TYPE(event), {MODULE_TYPE(module), function});
+    };
+    const SyslogSpy log;
+    EXPECT_EQ(table.ToStr(), "");
+    EXPECT_TRUE(table.RemoveModule(MODULE_ROUTE)) << "of an empty table";
+    for (const auto& [event, module] : {std::pair{0, 1}, {3, 1}, {1, 0}, {1, 6}, {-1, 1}}) {
+        EXPECT_EQ(add(event, module), -1) << event << " " << module;
+    }
+    EXPECT_EQ(add(2, 5) + add(1, 4) + add(1, 2) + add(1, 3), 0);
+    EXPECT_EQ(add(1, 2, kOnEventOnce), -1);
+    EXPECT_EQ(table.ToStr(), "event[1]/ modules[4, 2, 3, ]event[2]/ modules[5, ]");
+    EXPECT_EQ(table.ListHandlers(EVENT_HELLO)[1], EventHandler(MODULE_IPV6, kOnEvent));
+    EXPECT_EQ(table.Remove(EVENT_HELLO, MODULE_RESERVED), 0) << "who has not subscribed";
+    EXPECT_EQ(table.Remove(EVENT_HELLO, MODULE_DEVICE_LIST), 0);
+    EXPECT_EQ(table.ToStr(), "event[1]/ modules[2, 3, ]event[2]/ modules[5, ]");
+    add(2, 3);
+    // The walk goes on behind an event that went with its last module.
+    table.Remove(EVENT_HELLO, MODULE_IPV6);
+    EXPECT_TRUE(table.RemoveModule(MODULE_ROUTE));
+    EXPECT_EQ(table.ToStr(), "event[2]/ modules[5, ]");
+    EXPECT_FALSE(table.IsEventExist(EVENT_HELLO));
+    EXPECT_THAT(table.ListHandlers(EVENT_HELLO), IsEmpty());
+    EXPECT_TRUE(table.RemoveModule(MODULE_RESERVED));
+    EXPECT_EQ(table.ToStr(), "");
+}
+
+TEST(Demonstration, TellsEachStepOfItsLife) {
+    SyslogSpy spy;
+    ModuleManager& manager = ModuleManager::GetInstance();
+    manager.AddModule({MODULE_TEST, true, TestModule::Create});
+    Json::Value value;
+    EXPECT_TRUE(manager.InitModules() && manager.Start());
+    EXPECT_EQ(manager.ProcessRequest(MODULE_TEST, value, value), 0);
+    EXPECT_EQ(HelloEvent("hi").Process(), 0);
+    EXPECT_EQ(static_cast<TestModule*>(manager.GetModule(MODULE_TEST))->OnHelloEvent(nullptr), -1);
+    EXPECT_FALSE(manager.InitModules()) << "started, it hooks its event a second time";
+    manager.RemoveModule(MODULE_TEST);
+    auto lines = Logged(spy);
+    EXPECT_THAT(lines.back(), EndsWith(" Destructor of Test Module"));
+    lines.pop_back();
+    EXPECT_THAT(
+        lines, ElementsAre(
+                   "3 test_module:18 Constructor of Test Module",
+                   "3 test_module:64 Success to hook hello event by test module",
+                   "3 test_module:33 Initial Test Module", "3 test_module:46 Start Test Module",
+                   "3 test_module:52 ProcessRequest of Test Module",
+                   "3 test_module:80 TestModule process hello event "
+                   "[event:[1]/ msg:[hi]]",
+                   "3 hello_event:30 process by hello event", "3 test_module:77 Null event pointer",
+                   "3 event_table:73 The module [1] has been registered.",
+                   "3 module_manager:229 Failed to register event [1] by module [1] with "
+                   "ret=[-1]",
+                   "3 base_module:64 Failed to hook event [1] of module [1]",
+                   "3 test_module:61 Failed to hook hello event by test module",
+                   "3 base_module:92 Failed to hook event of module [1]",
+                   "3 test_module:40 Terminate Test Module",
+                   "3 module_manager:93 Failed to init module [1]",
+                   "3 test_module:40 Terminate Test Module"));
+    EXPECT_EQ(HelloEvent("hi").Process(), -1) << "its subscription stays";
+}
+
+TEST(PidFile, IsOfTheFirstUntilItEnds) {
+    constexpr char kPath[] = "/tmp/daemon.pid";
+    WriteFile(kPath, "a longer text of a former life\n");
+    int ready[2];
+    int over[2];
+    ASSERT_TRUE(::pipe(ready) == 0 && ::pipe(over) == 0);
+    const pid_t first = ::fork();
+    if (first == 0) {
+        ::close(over[1]);
+        char result = vexonetwork::utils::CreatePidFile(kPath) >= 0 ? 'y' : 'n';
+        ssize_t done = ::write(ready[1], &result, 1);
+        done = ::read(over[0], &result, 1);  // until the other end goes
+        ::_exit(static_cast<int>(done));
+    }
+    char result = 0;
+    EXPECT_EQ(::read(ready[0], &result, 1), 1);
+    EXPECT_EQ(result, 'y');
+    SyslogSpy spy;
+    const int before = OpenDescriptors();
+    for (const char* path : {kPath, "/tmp/none/daemon.pid", "/dev/full"}) {
+        EXPECT_LT(vexonetwork::utils::CreatePidFile(path), 0) << path;
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+    EXPECT_THAT(Logged(spy),
+                ElementsAre("3 create_pid_file:54 Unable to lock PID file [/tmp/daemon.pid]",
+                            "3 create_pid_file:37 Could not open PID file [/tmp/none/daemon.pid]",
+                            "3 create_pid_file:63 Could not truncate PID file [/dev/full]"));
+    EXPECT_EQ(ReadFile(kPath), std::to_string(first) + "\n");
+    ::close(over[1]);
+    ::waitpid(first, nullptr, 0);
+    const int fd = vexonetwork::utils::CreatePidFile(kPath);
+    EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC) << "no child holds the lock";
+    EXPECT_EQ(ReadFile(kPath), std::to_string(::getpid()) + "\n");
+    ::close(fd);
 }
 
 }  // namespace
