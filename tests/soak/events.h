@@ -17,9 +17,10 @@ struct Event {
 /// Draws events. What it draws depends on the seed and what it drew before, on nothing else.
 class Generator {
   public:
-    Generator(World& world, std::uint32_t seed);
+    Generator(World& theWorld, std::uint32_t seed) : world(theWorld), random(seed) {}
 
-    /// One round; the last events have the daemon run, and elect where nobody else would.
+    /// The events of one round. They leave the daemon running, and end with an election where
+    /// none of them elects although it changes what an election would find.
     std::vector<Event> Draw();
 
   private:
@@ -27,40 +28,32 @@ class Generator {
         return static_cast<std::uint32_t>(random() % limit);
     }
     bool Chance(std::uint32_t percent) { return Below(100) < percent; }
-    std::size_t AnyUplink() { return Below(World::kUplinks); }
 
     void Add(std::string text, std::function<void()> play);
     void AddLines(const std::string& netns, std::vector<std::string> lines);
-    void AddCall(const std::string& method, const Json::Value& argument);
+    void AddCall(const std::string& method, const std::string& argument);
     void AddCtl(const std::string& arguments);
     void AddPause();
     void AddFlood(bool alongside);
 
     void DrawKernel();
-    void DrawLink();
-    void DrawFlap();
-    void DrawAddress();
-    void DrawAddressV6();
-    void DrawMadeAnew();
-    void DrawRename();
-    void DrawStranger();
-    void DrawLan();
+    void DrawMadeAnew(std::size_t port);
+    void DrawRename(std::size_t port);
     void DrawRequest();
     void DrawListRequest();
-    void DrawPolicy();
-    void DrawStaticRoute();
     void DrawAdvertisement();
-    void DrawRestart();
+    void DrawStranger();
     void DrawStopped();
+    void DrawRestart();
     void Heal();
+
+    std::string NameOf(std::size_t port) const;
 
     World& world;
     std::mt19937 random;
-    std::vector<bool> renamed = std::vector<bool>(World::kUplinks);
+    std::vector<bool> renamed = std::vector<bool>(World::kPorts);
     std::vector<Event> events;
-    bool needsElection = false;  ///< what no kernel event and no request elects after
-
-    std::string NameOf(std::size_t uplink) const;
+    bool needsElection = false;
 };
 
 }  // namespace vexosoak

@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,13 +15,8 @@ namespace vexosoak {
 /// be put off.
 bool IsSettled(World& world);
 
-/// What the daemon has at rest; a restart begins it anew.
-struct Usage {
-    pid_t pid = 0;
-    long descriptors = 0;
-    long threads = 0;
-    long kibibytes = 0;
-};
+/// What there is to see, for a person.
+std::string Everything();
 
 /// Holds everything against everything else.
 class Inspector {
@@ -30,31 +26,35 @@ class Inspector {
     /// @return what does not hold, each with its facts; nothing when all is well
     std::vector<std::string> Inspect();
 
-    /// What there is to see, for a person.
-    static std::string Everything();
-
     /// The lines that the daemon has logged since the last call.
     std::string NewLog();
 
   private:
-    void Look();
+    struct Usage {
+        pid_t pid = 0;
+        long descriptors = 0;
+        long threads = 0;
+        long kibibytes = 0;
+    };
+    using Words = std::set<std::string>;
+
     void CheckElection(const std::string& family);
     void CheckPolicy(const std::string& family);
     void CheckStaticRoutes();
-    void CheckFiles(const std::string& type);
+    void CheckFiles(const std::string& family);
     void CheckUsage();
     void CheckLog();
-    std::string FirstUsable(const std::string& family) const;
-    const Json::Value* Interface(const std::string& ifname) const;
-    void Broken(std::string what) { broken.push_back(std::move(what)); }
+
+    std::string FirstUsable(const std::string& family);
+    const Json::Value& Interface(const std::string& ifname) const;
+    static Usage UsageOf(pid_t pid);
 
     World& world;
     Json::Value interfaces;
-    Json::Value lists[2];
+    Json::Value lists;  ///< by family
     std::vector<std::string> broken;
-    Usage first;
-    std::size_t logRead = 0;
-    std::size_t logChecked = 0;
+    Usage first;  ///< of this process of the daemon at rest
+    std::size_t logTold = 0;
 };
 
 }  // namespace vexosoak

@@ -119,8 +119,7 @@ void Soak::Tell(const std::vector<std::string>& broken) {
     for (const Event& event : events) {
         std::printf("  %s\n", event.text.c_str());
     }
-    std::printf("%s--- log of the round\n%s\n", Inspector::Everything().c_str(),
-                inspector.NewLog().c_str());
+    std::printf("%s--- log of the round\n%s\n", Everything().c_str(), inspector.NewLog().c_str());
     std::fflush(stdout);
 }
 

@@ -1,44 +1,43 @@
 #include "world.h"
 
-#include <array>
-
 namespace vexosoak {
 namespace {
 
+using vexotest::Must;
 using vexotest::Process;
 
-Port MakeUplinkPort(std::size_t number) {
-    static constexpr std::array kNetworks = {"192.0.2.", "198.51.100.", "203.0.113.", "192.0.2."};
-    const bool overlaps = number == 3;
-    const std::string network = kNetworks[number];
-    const std::string networkV6 =
-        number % 3 == 0 ? std::string("2001:db8::") : "2001:db8:" + std::to_string(number) + "::";
-    const std::string host = overlaps ? "11" : "10";
-    const std::string ifname = "wan" + std::to_string(number);
-    return {ifname,        "isp-" + ifname,          network + host + "/24",
-            network + "1", networkV6 + host + "/64", networkV6 + "1"};
+std::vector<Port> AllPorts() {
+    const auto port = [](const std::string& name, const std::string& network,
+                         const std::string& networkV6, const std::string& host) {
+        return Port{name,
+                    "isp-" + name,
+                    network + host + "/24",
+                    network + "1",
+                    networkV6 + host + "/64",
+                    networkV6 + "1"};
+    };
+    return {port("wan0", "192.0.2.", "2001:db8::", "10"),
+            port("wan1", "198.51.100.", "2001:db8:1::", "10"),
+            port("wan2", "203.0.113.", "2001:db8:2::", "10"),
+            port("wan3", "192.0.2.", "2001:db8::", "11"),
+            port("lan0", "10.9.0.", "2001:db8:9f::", "10")};
 }
 
 }  // namespace
 
-World::World() {
-    for (std::size_t number = 0; number < kUplinks; ++number) {
-        uplinks.push_back(MakeUplinkPort(number));
-    }
-    lan = {"lan0", "office", "10.9.0.1/24", "10.9.0.2", "2001:db8:9f::1/64", "2001:db8:9f::2"};
-    // What fills the event socket, and keeps the numbers of both ends apart for some ports.
-    vexotest::Must("ip link add spacer0 type veth peer name spacer1");
-    for (const Port& port : uplinks) {
-        vexotest::Must("ip netns add " + port.netns);
-    }
-    vexotest::Must("ip netns add " + lan.netns);
-    for (const Port* port : {&uplinks[0], &uplinks[1], &uplinks[2], &uplinks[3], &lan}) {
-        for (const Lines& lines : Make(*port, false)) {
+World::World() : ports(AllPorts()) {
+    // What fills the event socket. The numbers of both ends of some ports differ by it, so that
+    // the kernel tells of their carriers at once.
+    Must("ip link add spacer0 type veth peer name spacer1");
+    for (const Port& port : ports) {
+        Must("ip netns add " + port.netns);
+        for (const Lines& lines : Make(port, false)) {
             Play(lines);
         }
     }
     appliance.StartDaemon();
-    for (const Port& port : uplinks) {
+    for (std::size_t i = 0; i < kUplinks; ++i) {
+        const Port& port = ports[i];
         vexotest::MustCtl("gateway add -q " + port.ifname + " --class ethernet --gateway "
                           + port.gateway + " --dns " + port.gateway + "53");
         vexotest::MustCtl("gateway add -q -6 " + port.ifname + " --class ethernet --gateway "
@@ -65,17 +64,13 @@ Process World::Command(const Lines& lines) {
         text += line + '\n';
     }
     vexotest::WriteFile(batch, text);
-    vexotest::Arguments command{"ip"};
-    if (!lines.netns.empty()) {
-        command.insert(command.end(), {"-n", lines.netns});
-    }
-    command.insert(command.end(), {"-force", "-batch", batch});
-    return Process(command, "/dev/null");
+    const std::string netns = lines.netns.empty() ? "" : " -n " + lines.netns;
+    return Process(vexotest::Words("ip" + netns + " -force -batch " + batch), "/dev/null");
 }
 
-std::vector<Lines> World::Make(const Port& port, bool withDetection) {
+std::vector<Lines> World::Make(const Port& port, bool detectsDuplicates) {
     const std::string& name = port.ifname;
-    const std::string dad = withDetection ? "" : " nodad";
+    const std::string dad = detectsDuplicates ? "" : " nodad";
     return {{"", {"link add " + name + " type veth peer name far netns " + port.netns}},
             {port.netns,
              {"link set lo up", "addr replace " + port.gateway + "/24 dev far", "link set far up",

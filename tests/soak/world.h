@@ -17,16 +17,18 @@ struct Port {
     std::string gatewayV6;
 };
 
-/// What an ip command changes: lines of its batch language, in our namespace or in another one.
+/// Lines of ip's batch language, for our namespace ("") or another one.
 struct Lines {
-    std::string netns;  ///< "" for ours
+    std::string netns;
     std::vector<std::string> lines;
 };
 
-/// The appliance with four uplinks and a LAN around it.
+/// The appliance with four uplinks, of which the last one is in the networks of the first one, and
+/// a LAN.
 class World {
   public:
     static constexpr std::size_t kUplinks = 4;
+    static constexpr std::size_t kPorts = 5;
 
     World();
 
@@ -37,17 +39,16 @@ class World {
     void Begin(const Lines& lines);
     void EndWhatBegan();
 
-    /// The lines that make a port, and those that give it what it has at start.
-    static std::vector<Lines> Make(const Port& port, bool withDetection);
+    /// What makes a port, or brings it back to what it was at start.
+    static std::vector<Lines> Make(const Port& port, bool detectsDuplicates);
 
     vexotest::Appliance appliance;
-    vexotest::TempFolder folder;
-    std::vector<Port> uplinks;  ///< the fourth one is in the networks of the first one
-    Port lan;
+    std::vector<Port> ports;  ///< the LAN is the last one
 
   private:
     vexotest::Process Command(const Lines& lines);
 
+    vexotest::TempFolder folder;
     vexotest::Process background;
     unsigned batches = 0;
 };
