@@ -18,7 +18,7 @@ Router6Session::Router6Session() {
     }
     ::setlogmask(LOG_UPTO(LOG_NOTICE));
     ::openlog("vexonetctl", LOG_PERROR, LOG_DAEMON);
-    if (!lock.Lock()) {
+    if (!lock.emplace("/run/vexo/router6_command.lock")) {
         throw Failure(kRefused, "another command changes routers since 30 seconds; try again");
     }
     sigset_t delayed;
@@ -30,7 +30,7 @@ Router6Session::Router6Session() {
 }
 
 Router6Session::~Router6Session() {
-    lock.Unlock();
+    lock.reset();
     ::sigprocmask(SIG_SETMASK, &formerSignals, nullptr);
 }
 

@@ -25,7 +25,7 @@ class Router6Session {
     void ApplyToLans() const;
 
   private:
-    vexonetwork::utils::FileLock lock{"/run/vexo/router6_command.lock", true};
+    std::optional<vexonetwork::utils::ScopedFileLock> lock;
     sigset_t formerSignals{};
 };
 

@@ -18,13 +18,13 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0644;
 
-/// Removes the temporary file unless it was renamed into place.
-class TemporaryFile {
+/// The file that is to take the place of another; removed unless it was renamed there.
+class Replacement {
   public:
-    explicit TemporaryFile(const std::string& target) : path(target + ".tmp.XXXXXX") {
+    explicit Replacement(const std::string& target) : path(target + ".tmp.XXXXXX") {
         fd.Reset(::mkostemp(path.data(), O_CLOEXEC));
     }
-    ~TemporaryFile() {
+    ~Replacement() {
         if (fd) {
             const int saved = errno;
             ::unlink(path.c_str());
@@ -50,8 +50,8 @@ class TemporaryFile {
 /// The file that `path` names in the end, also when that file does not exist yet; still a link
 /// when there are too many of them.
 std::string ResolveLinks(std::string path) {
-    constexpr int kMostLinks = 40;
-    for (int i = 0; i < kMostLinks; ++i) {
+    constexpr int kMaxLinks = 40;
+    for (int i = 0; i < kMaxLinks; ++i) {
         char target[PATH_MAX];
         const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
         if (length < 0) {
@@ -128,10 +128,10 @@ int ReplaceFile(const std::string& path, std::string_view contents, FolderSync f
     if (ReadAttributes(target, former) != 0) {
         return -1;
     }
-    TemporaryFile temporary(target);
-    if (temporary.Fd() < 0 || WriteAll(temporary.Fd(), contents) != 0
-        || TakeOver(former, temporary.Fd()) != 0 || ::fsync(temporary.Fd()) != 0
-        || temporary.RenameTo(target) != 0) {
+    Replacement replacement(target);
+    if (replacement.Fd() < 0 || WriteAll(replacement.Fd(), contents) != 0
+        || TakeOver(former, replacement.Fd()) != 0 || ::fsync(replacement.Fd()) != 0
+        || replacement.RenameTo(target) != 0) {
         return -1;
     }
     // The new contents already stand; a folder that cannot be synced only risks the rename

@@ -4,6 +4,8 @@
 #include <locale>
 #include <sstream>
 
+#include <vexobase/file_text.h>
+#include <vexobase/key_value_text.h>
 #include <vexobase/log.h>
 #include <vexonetwork/utils/config.h>
 #include <vexonetwork/utils/file.h>
@@ -60,6 +62,18 @@ int FillHash(const KeyValueMap& pairs, UniqueSzHash& hash) {
         }
     }
     return 0;
+}
+
+/// @return the number of lines, or -1
+int FillHash(const vexobase::SectionPairs& section, UniqueSzHash& hash) {
+    for (const auto& [key, value] : section.pairs) {
+        if (VLIBCSzHashSetValue(hash.Address(), std::string(key).c_str(),
+                                std::string(value).c_str())
+            < 0) {
+            return -1;
+        }
+    }
+    return static_cast<int>(section.pairs.size());
 }
 
 UniqueSzHash AllocHash() {
@@ -179,26 +193,24 @@ int ConfigSection::Read() {
     if (CheckFile(GetNameCString()) != 0) {
         return -1;
     }
-    UniqueSzList names(VLIBCSzListAlloc(kCapacity));
-    if (!names) {
-        VEXO_LOG(LOG_ERR, "Failed to allocate memory");
-        return -1;
-    }
     UniqueSzHash pairs = AllocHash();
     if (!pairs) {
         return -1;
     }
-    if (VLIBCFileEnumSection(GetNameCString(), names.Address()) < 0) {
+    // From one opening: of a file that is replaced meanwhile the sections are of one state.
+    const auto file = vexobase::ReadFileText(GetNameCString());
+    if (!file) {
         VEXO_LOG(LOG_ERR, "Failed to enum sections in [%s]", GetNameCString());
         return -1;
     }
-    for (int i = 0; i < names->count; ++i) {
-        const char* section = VLIBCSzListGet(names.Get(), i);
-        if (VLIBCFileGetSection(GetNameCString(), section, pairs.Address()) <= 0) {
-            VEXO_LOG(LOG_ERR, "Failed to get section [%s] in [%s]", section, GetNameCString());
+    for (const vexobase::SectionPairs& section : vexobase::ParseSections(file->View())) {
+        const std::string title(section.name);
+        if (FillHash(section, pairs) <= 0) {
+            VEXO_LOG(LOG_ERR, "Failed to get section [%s] in [%s]", title.c_str(),
+                     GetNameCString());
             return -1;
         }
-        if (ConvertHashToMap(pairs.Get(), sections[section]) != 0) {
+        if (ConvertHashToMap(pairs.Get(), sections[title]) != 0) {
             VEXO_LOG(LOG_ERR, "Failed to convert hash to map");
             return -1;
         }

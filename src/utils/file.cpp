@@ -1,12 +1,16 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <cerrno>
 #include <fstream>
 #include <sstream>
 
+#include <vexobase/key_value_text.h>
 #include <vexobase/log.h>
 #include <vexonetwork/utils/file.h>
 #include <vlib/file.h>
+
+#include "utils/sz_containers.h"
 
 namespace vexonetwork::utils {
 
@@ -22,7 +26,9 @@ std::string IfcfgPath(const std::string& ifname) {
 }  // namespace
 
 int CheckAndMakeDir(const std::string& dir, unsigned int mode) {
-    if (VLIBCFileCheckDir(dir.c_str()) == 1 || ::mkdir(dir.c_str(), 0755) == 0) {
+    // Another may make it between the look and the making.
+    if (VLIBCFileCheckDir(dir.c_str()) == 1 || ::mkdir(dir.c_str(), 0755) == 0
+        || (errno == EEXIST && VLIBCFileCheckDir(dir.c_str()) == 1)) {
         return 0;
     }
     VEXO_LOG(LOG_ERR, "Failed to mkdir [%s][%u]", dir.c_str(), mode);
@@ -48,14 +54,20 @@ bool SetProcEntry(const std::string& path, const std::string& value) {
 int CopyIfcfgIPv6Attrs(const std::string& fromIf, const std::string& toIf) {
     const std::string from = IfcfgPath(fromIf);
     const std::string to = IfcfgPath(toIf);
+    UniqueSzHash pairs(VLIBCSzHashAlloc(64));
+    // Verbatim, so that quotes around a list go along.
+    if (VLIBCFileGetKeys(from.c_str(), nullptr, pairs.Address(), "=") < 0) {
+        return 0;
+    }
     for (const char* key : kIPv6Keys) {
-        char value[1024] = {};
-        if (VLIBCFileGetKeyValue(from.c_str(), key, value, sizeof value, 0) <= 0) {
+        const char* const found = VLIBCSzHashGetValue(pairs.Get(), key);
+        const std::string value(vexobase::Trim(found == nullptr ? "" : found));
+        if (vexobase::Unquote(value).empty()) {
             continue;
         }
-        if (VLIBCFileSetKeyValue(to.c_str(), key, value, nullptr) < 0) {
-            VEXO_LOG(LOG_ERR, "Failed to copy [%s=%s] from %s to %s", key, value, from.c_str(),
-                     to.c_str());
+        if (VLIBCFileSetKeyValue(to.c_str(), key, value.c_str(), nullptr) < 0) {
+            VEXO_LOG(LOG_ERR, "Failed to copy [%s=%s] from %s to %s", key, value.c_str(),
+                     from.c_str(), to.c_str());
             return -1;
         }
     }

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <vexobase/log.h>
+#include <vexobase/same_file.h>
 #include <vexonetwork/utils/lock.h>
 #include <vlib/exec.h>
 #include <vlib/file.h>
@@ -9,8 +10,14 @@ namespace vexonetwork::utils {
 
 namespace {
 
-constexpr int kTries = 30;
-constexpr unsigned kSecondsBetweenTries = 1;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+void Wait(milliseconds pause) {
+    const auto whole = std::chrono::duration_cast<seconds>(pause);
+    ::sleep(static_cast<unsigned>(whole.count()));
+    ::usleep(static_cast<useconds_t>(std::chrono::microseconds(pause - whole).count()));
+}
 
 }  // namespace
 
@@ -18,14 +25,18 @@ FileLock::FileLock(const std::string& lockPath, bool exclusiveLock)
     : exclusive(exclusiveLock), path(lockPath) {}
 
 bool FileLock::Lock() {
+    return Lock(seconds(1), 30);
+}
+
+bool FileLock::Lock(milliseconds pause, int tries) {
     if (!createParentDir()) {
         VEXO_LOG(LOG_ERR, "Failed to create parent dir of [%s]", path.c_str());
         return false;
     }
     int descriptor = -1;
-    for (int i = 0; i < kTries && VLIBCFileLockByFile(path.c_str(), exclusive, &descriptor) != 1;
+    for (int i = 0; i < tries && VLIBCFileLockByFile(path.c_str(), exclusive, &descriptor) != 1;
          ++i) {
-        ::sleep(kSecondsBetweenTries);
+        Wait(pause);
     }
     if (descriptor < 0) {
         VEXO_LOG(LOG_ERR, "Failed to get file lock of [%s]", path.c_str());
@@ -36,9 +47,8 @@ bool FileLock::Lock() {
 }
 
 bool FileLock::Unlock() {
-    // Deleted first: once it is released it may be another's, whom a third one would not see if the
-    // file went then. A lock that is not ours must not lose its file.
-    const bool deleted = fd >= 0 && ::unlink(path.c_str()) == 0;
+    const bool deleted =
+        fd >= 0 && vexobase::NamesOpenFile(path.c_str(), fd) && ::unlink(path.c_str()) == 0;
     const bool released = VLIBCFileUnlockByFile(fd) == 1;
     if (released) {
         fd = -1;

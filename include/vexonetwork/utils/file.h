@@ -16,7 +16,8 @@ std::string FileToStr(const std::string& path);
 /// @return whether the file could be opened; a value that the kernel refuses is not told
 bool SetProcEntry(const std::string& path, const std::string& value);
 
-/// Copies the IPv6 keys that one interface's ifcfg file has to another's; its other keys stay.
+/// Copies the IPv6 keys that one interface's ifcfg file has to another's, quotes included; its
+/// other keys stay. A key with an empty value is not there.
 /// @return 0, or -1 at the first key that cannot be written
 int CopyIfcfgIPv6Attrs(const std::string& fromIf, const std::string& toIf);
 

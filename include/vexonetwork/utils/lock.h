@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace vexonetwork::utils {
@@ -8,7 +9,8 @@ namespace vexonetwork::utils {
 /// A lock that is not given back lasts until the process ends: the destructor releases nothing.
 class FileLock {
   public:
-    /// @param exclusive  false for a lock that several may share
+    /// @param exclusive  false for a lock that several may share; the first of them that gives it
+    ///                   back deletes the file, so whoever comes then need not wait for the others
     FileLock(const std::string& lockPath, bool exclusiveLock);
     virtual ~FileLock() = default;
     FileLock(const FileLock&) = delete;
@@ -18,8 +20,15 @@ class FileLock {
     /// file and the folders above it are created.
     bool Lock();
 
-    /// Gives the lock back and deletes the lock file.
-    /// @return false when the lock is not held or the file cannot be deleted
+    /// The same with other tries, and a pause after each that fails.
+    bool Lock(std::chrono::milliseconds pause, int tries);
+
+    /// Deletes the lock file, then releases the lock. In the other order a waiting process could
+    /// lock the file just before it goes, and a third one a new file beside it: two holders. For
+    /// the same reason only the file that was locked is deleted, not another one that has taken
+    /// its place since somebody removed it by hand.
+    /// @return false when the lock is not held, or its file was not there any more; it is released
+    ///         all the same
     bool Unlock();
 
     /// Creates the folders above the lock file.
@@ -29,6 +38,30 @@ class FileLock {
     int fd = -1;
     bool exclusive;
     std::string path;
+};
+
+/// Holds an exclusive FileLock while it lives.
+class ScopedFileLock {
+  public:
+    /// Takes the lock as FileLock::Lock does; a failure is a line in the system log.
+    explicit ScopedFileLock(const std::string& path,
+                            std::chrono::milliseconds pause = std::chrono::seconds(1),
+                            int tries = 30)
+        : lock(path, true), held(lock.Lock(pause, tries)) {}
+    ~ScopedFileLock() {
+        if (held) {
+            lock.Unlock();
+        }
+    }
+    ScopedFileLock(const ScopedFileLock&) = delete;
+    ScopedFileLock& operator=(const ScopedFileLock&) = delete;
+
+    /// Whether it could be taken.
+    explicit operator bool() const { return held; }
+
+  private:
+    FileLock lock;
+    bool held;
 };
 
 }  // namespace vexonetwork::utils

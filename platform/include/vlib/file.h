@@ -16,12 +16,12 @@
 /// several sections of one name the pairs are read as one section's; pairs before the first
 /// header are in no section. To the calls for flat files a header is a line like any other.
 ///
-/// The writers refuse, before anything is written, what would not be read back unchanged: a
-/// newline in key or value, an empty key or one with `=`, blanks at its ends or a first character
-/// that makes the line a comment or a header, `]` or a newline in a section name, and a line
-/// format that is not blanks, %s, blanks and `=`, %s, newline. They replace the file at once, keep
-/// its mode and owner, and follow a symbolic link. Callers that share a file guard reading and
-/// writing with a lock file.
+/// The readers take files of up to 16 MiB. The writers refuse, before anything is written, what
+/// would not be read back unchanged: a longer file, a newline in key or value, an empty key or one
+/// with `=`, blanks at its ends or a first character that makes the line a comment or a header, `]`
+/// or a newline in a section name, and a line format that is not blanks, %s, blanks and `=`, %s,
+/// newline. They replace the file at once, keep its mode and owner, and follow a symbolic link.
+/// Callers that share a file guard reading and writing with a lock file.
 
 #ifdef __cplusplus
 extern "C" {
@@ -80,18 +80,6 @@ int VLIBCFileEnumSection(const char* path, VLIBSZLIST** list);
 /// @return the number of lines taken, or -1 when the file or the section is absent
 int VLIBCFileGetSection(const char* path, const char* section, VLIBSZHASH** hash);
 
-/// One of the sections that VLIBCFileGetSections reads.
-typedef struct VLIBSECTION {
-    const char* name;
-    VLIBSZHASH* pairs;  ///< the table for its pairs, which keeps what else it holds; may move
-    int taken;          ///< takes the number of its lines, or -1 when it is absent
-} VLIBSECTION;
-
-/// Reads the pairs of several sections from one opening of the file, so that they are of one
-/// state of it also while it is being replaced.
-/// @return how many of the sections are there, or -1 when the file cannot be read
-int VLIBCFileGetSections(const char* path, VLIBSECTION* sections, int count);
-
 /// Reads one key of one section, verbatim.
 /// @return as VLIBCFileGetKeyValue
 int VLIBCFileGetSectionValue(const char* path, const char* section, const char* key, char* value,
@@ -104,7 +92,8 @@ int VLIBCFileGetSectionValue(const char* path, const char* section, const char* 
 int VLIBCFileAddSection(const char* path, const char* section, const VLIBSZHASH* hash,
                         const char* format);
 
-/// Appends a section header and one line per pair, in table order, to an open stream.
+/// Appends a section header and one line per pair, in table order, to an open stream, which becomes
+/// no longer than a file that is read.
 /// @param format  one line, with %s for key and for value
 /// @return 0, or -1 (refused, or a write error of the stream)
 int VLIBCFileHash2File(FILE* stream, const char* section, const VLIBSZHASH* hash,

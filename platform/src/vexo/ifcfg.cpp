@@ -6,9 +6,10 @@
 
 #include <cerrno>
 
+#include <vexobase/key_value_text.h>
+
 #include "vlib/file_text.h"
 #include "vlib/ipv4.h"
-#include "vlib/key_value_line.h"
 
 namespace vexoplatform {
 
@@ -27,16 +28,16 @@ std::string ShellValue(std::string_view value) {
     for (const char* comment : {" #", "\t#"}) {
         value = value.substr(0, value.find(comment));
     }
-    return std::string(vlib::Unquote(value));
+    return std::string(vexobase::Unquote(value));
 }
 
 /// A key without a value says as little as one that is not there.
 Values ReadValues(std::string_view text) {
     Values values;
     std::string_view line;
-    while (vlib::CutLine(text, line)) {
-        const vlib::Line parsed = vlib::ParseLine(vlib::LineText(line));
-        if (parsed.kind == vlib::LineKind::kPair) {
+    while (vexobase::CutLine(text, line)) {
+        const vexobase::Line parsed = vexobase::ParseLine(vexobase::LineText(line));
+        if (parsed.kind == vexobase::LineKind::kPair) {
             values.insert_or_assign(std::string(parsed.name), ShellValue(parsed.value));
         }
     }
@@ -48,7 +49,7 @@ bool IsWord(const std::string* value, const char* word) {
     return value != nullptr && ::strcasecmp(value->c_str(), word) == 0;
 }
 
-std::optional<vlib::FileText> ReadConfigFile(const std::string& ifname) {
+std::optional<vexobase::FileText> ReadConfigFile(const std::string& ifname) {
     if (ifname.empty() || ifname.size() >= IFNAMSIZ || ifname.find('/') != ifname.npos) {
         errno = ENOENT;
         return std::nullopt;

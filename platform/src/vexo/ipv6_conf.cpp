@@ -60,7 +60,7 @@ Ipv6Config Changed(const Ipv6Config& before, int method, const char* address, in
 
 int VEXONetIPv6ConfGet(const char* ifname, int* method, char* address, int addressSize, int* prefix,
                        char* gateway, int gatewaySize) {
-    if (!vexoplatform::IsInterfaceName(ifname) || method == nullptr) {
+    if (!vexoplatform::HasIpv6Settings(ifname) || method == nullptr) {
         return Fail(VLIB_ERR_BAD_PARAMETER);
     }
     const auto config = vexoplatform::ReadIpv6Config(ifname);
@@ -86,7 +86,7 @@ int VEXONetIPv6ConfGet(const char* ifname, int* method, char* address, int addre
 
 int VEXONetIPv6ConfSet(int method, const char* ifname, const char* address, int prefix,
                        const char* gateway) {
-    if (!vexoplatform::IsInterfaceName(ifname) || !IsMethod(method) || !IsAddressOrNone(address)
+    if (!vexoplatform::HasIpv6Settings(ifname) || !IsMethod(method) || !IsAddressOrNone(address)
         || !IsAddressOrNone(gateway) || prefix < 0 || prefix > kLongestPrefix) {
         return Fail(VLIB_ERR_BAD_PARAMETER);
     }
@@ -111,7 +111,7 @@ int VEXONetIPv6ConfSet(int method, const char* ifname, const char* address, int 
 }
 
 int VEXOLnxIPv6ProcAction(const char* ifname, int action) {
-    if (!vexoplatform::IsInterfaceName(ifname)
+    if (!vexoplatform::HasIpv6Settings(ifname)
         || (action != VEXO_IPV6_ENABLE && action != VEXO_IPV6_DISABLE)) {
         return Fail(VLIB_ERR_BAD_PARAMETER);
     }

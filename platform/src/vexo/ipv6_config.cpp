@@ -1,16 +1,15 @@
 #include "vexo/ipv6_config.h"
 
 #include <arpa/inet.h>
-#include <net/if.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <iterator>
 #include <string_view>
 #include <vector>
 
+#include <vexobase/interface_name.h>
 #include <vexobase/unique_handle.h>
 
 #include "vexo/ifcfg.h"
@@ -56,17 +55,9 @@ void ReadMethod(const ConfigValues& values, Ipv6Config& config) {
 
 }  // namespace
 
-bool IsInterfaceName(const char* ifname) {
-    if (ifname == nullptr) {
-        return false;
-    }
-    const std::string_view name(ifname, ::strnlen(ifname, IFNAMSIZ));
-    const auto refused = [](char c) {
-        return static_cast<unsigned char>(c) <= ' ' || c == '/' || c == ':';
-    };
-    constexpr std::string_view kTaken[] = {"", ".", "..", "all", "default"};
-    return name.size() < IFNAMSIZ && std::ranges::none_of(name, refused)
-           && std::ranges::find(kTaken, name) == std::end(kTaken);
+bool HasIpv6Settings(const char* ifname) {
+    const std::string_view name = ifname == nullptr ? "" : ifname;
+    return vexobase::IsInterfaceName(name) && name != "all" && name != "default";
 }
 
 std::optional<Ipv6Config> ReadIpv6Config(const std::string& ifname) {

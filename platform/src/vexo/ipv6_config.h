@@ -24,9 +24,9 @@ struct Ipv6Config {
     bool slave = false;         ///< SLAVE=yes: part of a bond, without addresses of its own
 };
 
-/// Whether the kernel could have an interface of this name; `all` and `default` are where it
-/// keeps the settings of no interface in particular.
-bool IsInterfaceName(const char* ifname);
+/// Whether the kernel could have IPv6 settings for an interface of this name: `all` and `default`
+/// are where it keeps those of no interface in particular.
+bool HasIpv6Settings(const char* ifname);
 
 /// @return nothing with errno; a missing file is a configuration that says nothing
 std::optional<Ipv6Config> ReadIpv6Config(const std::string& ifname);

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include <vexobase/same_file.h>
 #include <vexobase/unique_fd.h>
 
 #include "szlist_text.h"
@@ -75,15 +76,6 @@ std::optional<std::vector<std::string>> NamesIn(DIR* folder, const std::string& 
     return names;
 }
 
-/// Whether the path still names the open file. Holders delete the lock file when they release
-/// it, so the file that was waited for may be one that nobody else will ever open again.
-bool StillNames(const char* path, int fd) {
-    struct stat held {};
-    struct stat named {};
-    return ::fstat(fd, &held) == 0 && ::lstat(path, &named) == 0 && held.st_dev == named.st_dev
-           && held.st_ino == named.st_ino;
-}
-
 int Fail(int error) {
     VLIBCErrSet(error);
     return -1;
@@ -134,7 +126,9 @@ int VLIBCFileLockByFile(const char* path, int exclusive, int* descriptor) {
     if (::flock(fd.Get(), (exclusive != 0 ? LOCK_EX : LOCK_SH) | LOCK_NB) != 0) {
         return errno == EWOULDBLOCK ? 0 : Fail(VLIB_ERR_OPEN_FAILED);
     }
-    if (!StillNames(path, fd.Get())) {
+    // Holders delete the file when they release it: what was waited for may be one that nobody else
+    // will ever open again.
+    if (!vexobase::NamesOpenFile(path, fd.Get())) {
         return 0;
     }
     *descriptor = fd.Release();

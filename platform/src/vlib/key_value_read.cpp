@@ -5,8 +5,9 @@
 #include <string_view>
 #include <unordered_set>
 
+#include <vexobase/key_value_text.h>
+
 #include "file_text.h"
-#include "key_value_line.h"
 #include "szhash_text.h"
 #include "szlist_text.h"
 #include "vlib/error.h"
@@ -15,6 +16,14 @@
 namespace vlib {
 
 namespace {
+
+using vexobase::CutLine;
+using vexobase::Line;
+using vexobase::LineKind;
+using vexobase::LineText;
+using vexobase::ParseLine;
+using vexobase::SkipToHeader;
+using vexobase::Unquote;
 
 /// Calls `take(line)` for each pair of a file, whatever section it stands in, until it returns
 /// false.
@@ -182,26 +191,6 @@ int VLIBCFileGetSection(const char* path, const char* section, VLIBSZHASH** hash
         return -1;
     }
     return TakeSection(file->View(), section, hash);
-}
-
-int VLIBCFileGetSections(const char* path, VLIBSECTION* sections, int count) {
-    const auto isWhole = [](const VLIBSECTION& section) {
-        return section.name != nullptr && section.pairs != nullptr;
-    };
-    if (path == nullptr || sections == nullptr || count < 0
-        || !std::all_of(sections, sections + count, isWhole)) {
-        return Fail(VLIB_ERR_BAD_PARAMETER);
-    }
-    const auto file = ReadFileText(path);
-    if (!file) {
-        return -1;
-    }
-    int present = 0;
-    for (VLIBSECTION* each = sections; each != sections + count; ++each) {
-        each->taken = TakeSection(file->View(), each->name, &each->pairs);
-        present += each->taken >= 0 ? 1 : 0;
-    }
-    return present;
 }
 
 int VLIBCFileGetSectionValue(const char* path, const char* section, const char* key, char* value,

@@ -1,13 +1,16 @@
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <vexobase/file_text.h>
+#include <vexobase/key_value_text.h>
 #include <vexobase/replace_file.h>
 
 #include "file_text.h"
-#include "key_value_line.h"
 #include "szhash_text.h"
 #include "vlib/error.h"
 #include "vlib/file.h"
@@ -15,6 +18,41 @@
 namespace vlib {
 
 namespace {
+
+using vexobase::CutLine;
+using vexobase::IsWritableSection;
+using vexobase::kMaxFileBytes;
+using vexobase::Line;
+using vexobase::LineKind;
+using vexobase::LineText;
+using vexobase::ParseLine;
+
+/// What stands before the key and between key and value when pairs are written.
+struct LineFormat {
+    std::string_view indent;
+    std::string_view separator;
+};
+
+/// Splits a line format at its two %s. The format of a caller is never handed to printf.
+std::optional<LineFormat> ParseFormat(const char* format) {
+    if (format == nullptr) {
+        return LineFormat{"", "="};
+    }
+    constexpr std::string_view kPlaceholder = "%s";
+    constexpr const char* kBlanks = " \t";
+    const std::string_view text(format);
+    const auto key = text.find(kPlaceholder);
+    const auto value = key == text.npos ? key : text.find(kPlaceholder, key + 2);
+    if (value == text.npos || text.substr(value) != "%s\n") {
+        return std::nullopt;
+    }
+    const LineFormat parts{text.substr(0, key), text.substr(key + 2, value - key - 2)};
+    // So that a line of this format is read back as the same pair.
+    const bool isGood = parts.indent.find_first_not_of(kBlanks) == text.npos
+                        && parts.separator.ends_with('=')
+                        && parts.separator.find_first_not_of(kBlanks) == parts.separator.size() - 1;
+    return isGood ? std::optional(parts) : std::nullopt;
+}
 
 void AppendPair(std::string& text, const LineFormat& format, const VLIBSZPAIR& pair) {
     text.append(format.indent).append(KeyOf(pair)).append(format.separator).append(ValueOf(pair));
@@ -95,7 +133,7 @@ int Fail(int error) {
 
 bool AreWritable(const VLIBSZHASH& hash) {
     for (int slot = 0; slot < hash.count; ++slot) {
-        if (!IsWritablePair(KeyOf(hash.pairs[slot]), ValueOf(hash.pairs[slot]))) {
+        if (!vexobase::IsWritablePair(KeyOf(hash.pairs[slot]), ValueOf(hash.pairs[slot]))) {
             return false;
         }
     }
@@ -110,6 +148,9 @@ int EditFile(const char* path, Edit edit) {
         return -1;
     }
     const std::string text = edit(file ? file->View() : std::string_view());
+    if (text.size() > kMaxFileBytes) {
+        return Fail(VLIB_ERR_UNWRITABLE);
+    }
     return vexobase::ReplaceFile(path, text) == 0 ? 0 : Fail(VLIB_ERR_WRITE_FAILED);
 }
 
@@ -172,6 +213,10 @@ int VLIBCFileHash2File(FILE* stream, const char* section, const VLIBSZHASH* hash
     std::string text;
     text.reserve(1024);  // most sections
     AppendSection(text, *parts, section, *hash);
+    const off_t written = std::max(::ftello(stream), off_t{0});  // -1: a pipe, which has no end
+    if (static_cast<size_t>(written) + text.size() > kMaxFileBytes) {
+        return Fail(VLIB_ERR_UNWRITABLE);
+    }
     return std::fwrite(text.data(), 1, text.size(), stream) == text.size()
                ? 0
                : Fail(VLIB_ERR_WRITE_FAILED);

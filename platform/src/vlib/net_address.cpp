@@ -29,8 +29,8 @@ int VLIBNetTopologyGet(int /*options*/) {
     if (VLIBCFileGetKeyValue(kSystemInfoFile, "net_topology", value, sizeof value, 0) < 1) {
         return kDefaultTopology;
     }
-    constexpr int kMost = 255;
-    return ParseDecimal(value, kMost).value_or(kDefaultTopology);
+    constexpr int kMax = 255;
+    return ParseDecimal(value, kMax).value_or(kDefaultTopology);
 }
 
 int BlVLIBIsIpAddr(const char* text) {

@@ -13,7 +13,7 @@ namespace {
 using vlib::KeyOf;
 
 /// Up to here comparing all keys is as quick as hashing one, and most tables stay below it.
-constexpr int kMostWithoutIndex = 8;
+constexpr int kMaxWithoutIndex = 8;
 
 size_t Mask(const VLIBSZHASH& hash) {
     return static_cast<size_t>(hash.bucketCount) - 1;
@@ -54,10 +54,10 @@ bool Reserve(VLIBSZHASH* hash) {
     if (!vlib::MakeRoom(hash, &VLIBSZHASH::pairs)) {
         return false;
     }
-    if (hash->count < kMostWithoutIndex || (hash->count + 1) * 2 <= hash->bucketCount) {
+    if (hash->count < kMaxWithoutIndex || (hash->count + 1) * 2 <= hash->bucketCount) {
         return true;
     }
-    const int least = kMostWithoutIndex * 4;
+    const int least = kMaxWithoutIndex * 4;
     return BuildIndex(hash, hash->bucketCount == 0 ? least : hash->bucketCount * 2);
 }
 

@@ -30,19 +30,15 @@ constexpr char kLineFormat[] = "\t%s=%s\n";
 
 struct Section {
     Router6File::Section place;
-    const char* name;
     const char* word;  ///< in messages
     int (Router6Attr::*generate)(PVLIBSZHASH*) const;
     int (Router6Attr::*get)(PVLIBSZHASH);
 };
 
 constexpr std::array<Section, 3> kSections = {
-    {{Router6File::kConf, "conf", "config", &Router6Attr::GenConfSection,
-      &Router6Attr::GetConfSection},
-     {Router6File::kAddr, "addr", "address", &Router6Attr::GenAddrSection,
-      &Router6Attr::GetAddrSection},
-     {Router6File::kLan, "lan", "prefix", &Router6Attr::GenPrefSection,
-      &Router6Attr::GetPrefSection}}};
+    {{Router6File::kConf, "config", &Router6Attr::GenConfSection, &Router6Attr::GetConfSection},
+     {Router6File::kAddr, "address", &Router6Attr::GenAddrSection, &Router6Attr::GetAddrSection},
+     {Router6File::kLan, "prefix", &Router6Attr::GenPrefSection, &Router6Attr::GetPrefSection}}};
 
 /// A stream into memory.
 class TextStream {
@@ -103,7 +99,9 @@ std::optional<std::string> FileText(const Router6Attr& attr, const std::string& 
             VEXO_LOG(LOG_ERR, "Failed to generate %s section", section.word);
             return std::nullopt;
         }
-        if (VLIBCFileHash2File(text.Get(), section.name, hash.Get(), kLineFormat) != 0) {
+        if (VLIBCFileHash2File(text.Get(), Router6File::kNames[section.place], hash.Get(),
+                               kLineFormat)
+            != 0) {
             VEXO_LOG(LOG_ERR, "Failed to add %s section [file: %s]", section.word, path.c_str());
             return std::nullopt;
         }
@@ -161,7 +159,7 @@ void Router6Attr::AddLan(const std::string& lan, const std::string& lanPrefix) {
 
 void Router6Attr::RemoveLan(const std::string& lan, const std::string& lanPrefix) {
     const auto found = std::ranges::find(lans, std::pair(lan, lanPrefix));
-    if (found != lans.end()) {
+    if (!lan.empty() && !lanPrefix.empty() && found != lans.end()) {
         lans.erase(found);
     }
 }

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <string>
 
-#include <vlib/file.h>
+#include <vexobase/file_text.h>
+#include <vexobase/key_value_text.h>
+
+#include "utils/sz_containers.h"
 
 namespace vexo::network::ipv6::router {
 
@@ -11,43 +15,49 @@ namespace vexo::network::ipv6::router {
 class Router6File {
   public:
     enum Section : std::size_t { kConf, kAddr, kLan, kCount };
-
-    Router6File() {
-        for (VLIBSECTION& each : sections) {
-            each.pairs = VLIBCSzHashAlloc(1024);
-        }
-    }
-    ~Router6File() {
-        for (const VLIBSECTION& each : sections) {
-            VLIBCSzHashFree(each.pairs);
-        }
-    }
-    Router6File(const Router6File&) = delete;
-    Router6File& operator=(const Router6File&) = delete;
+    static constexpr std::array<const char*, kCount> kNames{"conf", "addr", "lan"};
 
     /// False when memory was short.
     explicit operator bool() const {
-        return sections[kConf].pairs != nullptr && sections[kAddr].pairs != nullptr
-               && sections[kLan].pairs != nullptr;
+        return std::ranges::all_of(tables, [](const Table& each) { return bool(each.pairs); });
     }
 
     /// In place of what was read before; what cannot be read has no sections.
     void Read(const std::string& path) {
-        for (VLIBSECTION& each : sections) {
-            VLIBCHashRemoveAll(each.pairs);
-            each.taken = -1;
+        for (Table& each : tables) {
+            VLIBCHashRemoveAll(each.pairs.Get());
+            each.isThere = false;
         }
-        VLIBCFileGetSections(path.c_str(), sections.data(), kCount);
+        const auto file = vexobase::ReadFileText(path.c_str());
+        for (const auto& section : vexobase::ParseSections(file ? file->View() : "")) {
+            const auto* const place = std::ranges::find(kNames, section.name);
+            if (place != kNames.end()) {
+                Fill(tables[static_cast<std::size_t>(place - kNames.begin())], section);
+            }
+        }
     }
 
     /// The pairs of a section, or null when there is no such section.
     PVLIBSZHASH Find(Section section) const {
-        return sections[section].taken < 0 ? nullptr : sections[section].pairs;
+        return tables[section].isThere ? tables[section].pairs.Get() : nullptr;
     }
 
   private:
-    std::array<VLIBSECTION, kCount> sections{
-        {{"conf", nullptr, -1}, {"addr", nullptr, -1}, {"lan", nullptr, -1}}};
+    struct Table {
+        vexonetwork::utils::UniqueSzHash pairs{VLIBCSzHashAlloc(1024)};
+        bool isThere = false;
+    };
+
+    static void Fill(Table& table, const vexobase::SectionPairs& section) {
+        table.isThere = true;
+        for (const auto& [key, value] : section.pairs) {
+            const int result = VLIBCSzHashSetValue(table.pairs.Address(), std::string(key).c_str(),
+                                                   std::string(value).c_str());
+            table.isThere = table.isThere && result == 0;
+        }
+    }
+
+    std::array<Table, kCount> tables;
 };
 
 }  // namespace vexo::network::ipv6::router

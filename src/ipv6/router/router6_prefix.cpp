@@ -180,10 +180,7 @@ std::optional<Router6Attr> Router6Prefix::LoadRouter(Router6File& file, const st
                  wan);
         return std::nullopt;
     }
-    if (router.Take(file, path, priorityOf) != 0) {
-        VEXO_LOG(LOG_WARNING, "%s is not whole, skip", path.c_str());
-        return std::nullopt;
-    }
+    router.Take(file, path, priorityOf);
     return router;
 }
 

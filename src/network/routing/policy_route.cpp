@@ -11,8 +11,8 @@
 
 #include <vexobase/log.h>
 
-#include "network/routing/kernel_turn.h"
 #include "network/routing/links.h"
+#include "network/routing/locks.h"
 #include "network/routing/policy_table.h"
 #include "network/routing/priorities.h"
 #include "network/routing/table_number.h"

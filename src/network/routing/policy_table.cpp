@@ -88,7 +88,7 @@ std::optional<PolicyTable> ReadPolicyTable(IPType type, const std::string& table
         if (itsType.value_or(IPType::V4) != type) {
             continue;
         }
-        for (const std::string& line : section.Strays(kKeys)) {
+        for (const std::string& line : section.UnknownLines(kKeys)) {
             complaints.Say("Bad line [" + line + "] in [" + path + "]");
         }
         if (route && !places.emplace(route->destination, route->metric).second) {

@@ -3,179 +3,162 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
+#include <cerrno>
+#include <unordered_map>
 
+#include <vexobase/file_text.h>
+#include <vexobase/key_value_text.h>
 #include <vexobase/replace_file.h>
 #include <vexonetwork/utils/file.h>
 
 namespace vexonetwork::network {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
+using vexobase::Line;
+using vexobase::LineKind;
 
-std::string_view Trim(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+void EndLastLine(std::string& text) {
+    if (!text.empty() && text.back() != '\n') {
+        text += '\n';
+    }
 }
 
-/// Cuts the next line, with its newline, off the front.
-std::string_view CutLine(std::string_view& rest) {
-    const auto line = rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1);
-    rest.remove_prefix(line.size());
-    return line;
+/// Calls `take(line, its text)` for each line; the pairs before the first header are none.
+template <typename Take>
+void ForEachLine(std::string_view text, Take take) {
+    bool isBehindHeader = false;
+    for (std::string_view line; vexobase::CutLine(text, line);) {
+        Line parsed = vexobase::ParseLine(vexobase::LineText(line));
+        isBehindHeader = isBehindHeader || parsed.kind == LineKind::kHeader;
+        if (parsed.kind == LineKind::kPair && !isBehindHeader) {
+            parsed.kind = LineKind::kOther;
+        }
+        take(parsed, line);
+    }
 }
 
-std::optional<std::string_view> HeaderOf(std::string_view line) {
-    line = Trim(line);
-    const auto end = line.find(']');
-    return line.starts_with('[') && end != line.npos ? std::optional(line.substr(1, end - 1))
-                                                     : std::nullopt;
-}
-
-bool IsRemark(std::string_view line) {
-    line = Trim(line);
-    return line.empty() || line.starts_with('#') || line.starts_with(';');
-}
-
-/// The key and value of a line that has any.
-std::optional<std::pair<std::string_view, std::string_view>> PairIn(std::string_view line) {
-    const auto equals = line.find('=');
-    return equals == line.npos || IsRemark(line)
-               ? std::nullopt
-               : std::optional(
-                   std::pair(Trim(line.substr(0, equals)), Trim(line.substr(equals + 1))));
+/// A value that is read back as it is.
+std::string Quoted(const std::string& value) {
+    return vexobase::Unquote(value) == value ? value : '"' + value + '"';
 }
 
 }  // namespace
 
 Section::Section(std::string sectionName, std::string lines)
     : name(std::move(sectionName)), text(std::move(lines)) {
-    ReadPairs();
+    TakePairs(text);
 }
 
-void Section::ReadPairs() {
-    pairs.clear();
-    bool isBehindHeader = false;  // what stands before the first header sets nothing
-    for (std::string_view left = text; !left.empty();) {
-        const auto line = CutLine(left);
-        const auto pair = PairIn(line);
-        if (HeaderOf(line)) {
-            isBehindHeader = true;
-        } else if (pair && isBehindHeader) {
-            pairs.emplace_back(*pair);
+void Section::TakePairs(std::string_view lines) {
+    ForEachLine(lines, [this](const Line& line, std::string_view) {
+        if (line.kind == LineKind::kPair) {
+            pairs.emplace_back(line.name, line.value);
         }
-    }
+    });
+}
+
+std::string Section::VerbatimValue(std::string_view key) const {
+    const auto last = std::find_if(pairs.rbegin(), pairs.rend(),
+                                   [key](const auto& pair) { return pair.first == key; });
+    return last == pairs.rend() ? std::string() : last->second;
 }
 
 std::string Section::Value(std::string_view key) const {
-    std::string value;
-    for (const auto& [each, its] : pairs) {
-        if (each == key) {
-            value = its;
-        }
-    }
-    return value;
+    return std::string(vexobase::Unquote(VerbatimValue(key)));
 }
 
-std::vector<std::string> Section::Strays(std::span<const std::string_view> keys) const {
-    constexpr std::size_t kMostShown = 64;
-    std::vector<std::string> strays;
-    bool isBehindHeader = false;
-    for (std::string_view left = text; !left.empty();) {
-        const auto line = CutLine(left);
-        const auto pair = PairIn(line);
-        if (HeaderOf(line)) {
-            isBehindHeader = true;
-            continue;
+std::vector<std::string> Section::UnknownLines(std::span<const std::string_view> keys) const {
+    constexpr std::size_t kMaxShown = 64;
+    std::vector<std::string> unknown;
+    ForEachLine(text, [&](const Line& line, std::string_view its) {
+        const bool isKnown =
+            line.kind == LineKind::kPair && std::ranges::find(keys, line.name) != keys.end();
+        if (!isKnown && (line.kind == LineKind::kPair || line.kind == LineKind::kOther)) {
+            unknown.emplace_back(vexobase::Trim(vexobase::LineText(its)).substr(0, kMaxShown));
         }
-        const bool isKnown = pair && std::find(keys.begin(), keys.end(), pair->first) != keys.end();
-        if (!IsRemark(line) && !(isKnown && isBehindHeader)) {
-            strays.emplace_back(Trim(line).substr(0, kMostShown));
-        }
-    }
-    return strays;
+    });
+    return unknown;
 }
 
 void Section::Set(std::string_view key, const std::string& value) {
     std::string kept;
-    for (std::string_view left = text; !left.empty();) {
-        const auto line = CutLine(left);
-        const auto pair = PairIn(line);
-        if (!pair || pair->first != key) {
-            kept += line;
+    ForEachLine(text, [&](const Line& line, std::string_view its) {
+        if (line.kind != LineKind::kPair || line.name != key) {
+            kept += its;
         }
-    }
-    if (!kept.empty() && kept.back() != '\n') {
-        kept += '\n';
-    }
+    });
+    EndLastLine(kept);
     if (!value.empty()) {
-        kept.append("\t").append(key).append("=").append(value).append("\n");
+        kept.append("\t").append(key).append("=").append(Quoted(value)).append("\n");
     }
     text = std::move(kept);
-    ReadPairs();
+    pairs.clear();
+    TakePairs(text);
+}
+
+void Section::Append(std::string_view lines) {
+    EndLastLine(text);
+    text += lines;
+    TakePairs(lines);
 }
 
 std::string SectionFile::Text() const {
     std::string text;
     for (const Section& section : sections) {
         text += section.Text();
-        if (!text.empty() && text.back() != '\n') {
-            text += '\n';
-        }
+        EndLastLine(text);
     }
     return text + rest;
 }
 
 SectionFile SectionFile::Parse(std::string_view text) {
     SectionFile file;
-    std::string lines;    // of the section that is being read, or what stands before the first
-    std::string remarks;  // they go with the header below them, if one follows
-    std::string name;
-    bool isSection = false;
-    while (!text.empty()) {
-        const auto line = CutLine(text);
-        if (const auto header = HeaderOf(line)) {
-            if (isSection) {
-                file.sections.emplace_back(std::move(name), std::move(lines));
-                lines.clear();
-            }
-            lines.append(remarks).append(line);
-            remarks.clear();
-            name = *header;
-            isSection = true;
-        } else if (IsRemark(line)) {
-            remarks += line;
+    std::unordered_map<std::string_view, std::size_t> places;
+    const std::string_view whole = text;
+    std::optional<std::string_view> name;  // of the section that is being read
+    std::size_t begin = 0;
+    std::size_t end = 0;  // comments behind it go with the header below them, if one follows
+    const auto finish = [&] {
+        if (!name) {
+            return;
+        }
+        const std::string_view lines = whole.substr(begin, end - begin);
+        const auto [place, isNew] = places.try_emplace(*name, file.sections.size());
+        if (isNew) {
+            file.sections.emplace_back(std::string(*name), std::string(lines));
         } else {
-            lines.append(remarks).append(line);
-            remarks.clear();
+            file.sections[place->second].Append(lines);
+        }
+        begin = end;
+    };
+    for (std::string_view line; vexobase::CutLine(text, line);) {
+        const Line parsed = vexobase::ParseLine(vexobase::LineText(line));
+        if (parsed.kind == LineKind::kHeader) {
+            finish();
+            name = parsed.name;
+        }
+        if (parsed.kind != LineKind::kComment && parsed.kind != LineKind::kBlank) {
+            end = whole.size() - text.size();
         }
     }
-    if (isSection) {
-        file.sections.emplace_back(std::move(name), std::move(lines));
-        lines.clear();
-    }
-    file.rest = lines + remarks;
+    finish();
+    file.rest = whole.substr(begin);
     return file;
 }
 
-/// By lines, as reading the buffer itself throws for a folder.
 std::optional<SectionFile> SectionFile::Read(const std::string& path) {
-    std::error_code ignored;
-    if (std::filesystem::status(path, ignored).type() == std::filesystem::file_type::not_found) {
-        return SectionFile();
+    const auto file = vexobase::ReadFileText(path.c_str());
+    if (!file) {
+        return errno == ENOENT || errno == ENOTDIR ? std::optional(SectionFile()) : std::nullopt;
     }
-    std::ifstream file(path, std::ios::binary);
-    std::string text;
-    for (std::string line; std::getline(file, line);) {
-        text += line + '\n';
-    }
-    return file.is_open() && !file.bad() ? std::optional(Parse(text)) : std::nullopt;
+    return Parse(file->View());
 }
 
 bool SectionFile::Write(const std::string& path) const {
-    return utils::CheckAndMakeDir(path.substr(0, path.rfind('/')), 0755) == 0
-           && vexobase::ReplaceFile(path, Text()) == 0;
+    const std::string text = Text();
+    return text.size() <= vexobase::kMaxFileBytes
+           && utils::CheckAndMakeDir(path.substr(0, path.rfind('/')), 0755) == 0
+           && vexobase::ReplaceFile(path, text) == 0;
 }
 
 FileStamps::FileStamps(const std::vector<std::string>& paths) {

@@ -12,9 +12,8 @@
 #include <utility>
 
 #include "network/parse_number.h"
-#include "network/routing/config_lock.h"
-#include "network/routing/kernel_turn.h"
 #include "network/routing/links.h"
+#include "network/routing/locks.h"
 #include "network/routing/policy_table.h"
 #include "network/routing/route_socket.h"
 #include "network/routing/table_number.h"

@@ -31,21 +31,21 @@ StoredGateways::StoredGateways() {
 std::optional<Address> StoredGateways::Find(int family, const std::string& ifname) const {
     const SectionFile& list = family == AF_INET ? listV4 : listV6;
     for (const Section& entry : list.sections) {
-        if (entry.Value("ifname") == ifname) {
-            return ParseAddress(family, entry.Value("gateway"));
+        if (entry.VerbatimValue("ifname") == ifname) {
+            return ParseAddress(family, entry.VerbatimValue("gateway"));
         }
     }
     const auto stored = std::ranges::find(database.sections, ifname, &Section::Name);
     return stored == database.sections.end()
                ? std::nullopt
-               : ParseAddress(family, stored->Value(WordsOf(family).gatewayKey));
+               : ParseAddress(family, stored->VerbatimValue(WordsOf(family).gatewayKey));
 }
 
 std::vector<std::string> StoredGateways::Interfaces() const {
     std::vector<std::string> names;
     for (const SectionFile* list : {&listV4, &listV6}) {
         for (const Section& entry : list->sections) {
-            const std::string ifname = entry.Value("ifname");
+            const std::string ifname = entry.VerbatimValue("ifname");
             if (std::ranges::find(names, ifname) == names.end()) {
                 names.push_back(ifname);
             }

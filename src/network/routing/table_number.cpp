@@ -4,16 +4,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <map>
 #include <sstream>
 #include <string_view>
 
+#include <vexobase/file_text.h>
 #include <vexobase/replace_file.h>
 
 #include "network/parse_number.h"
-#include "network/routing/config_lock.h"
+#include "network/routing/locks.h"
 #include "network/routing/route_socket.h"
 
 #define VEXO_LOG_SOURCE "policy_route"
@@ -27,42 +27,22 @@ constexpr char kFurtherTables[] = "/etc/iproute2/rt_tables.d";
 constexpr std::uint32_t kFirstFree = 100;
 constexpr std::uint32_t kLastFree = 199;
 
-using Numbers = std::map<std::string, std::uint32_t>;
-
-/// The lines, each with its newline. By lines, as reading the buffer itself throws for a folder.
+/// The lines, each with its newline.
 /// @return nothing when the file is there and cannot be read: it must not be replaced then
 std::optional<std::string> ReadTables(const std::string& path) {
-    std::error_code ignored;
-    if (std::filesystem::status(path, ignored).type() == std::filesystem::file_type::not_found) {
-        return "";
+    const auto file = vexobase::ReadFileText(path.c_str());
+    if (!file) {
+        return errno == ENOENT || errno == ENOTDIR ? std::optional<std::string>("") : std::nullopt;
     }
-    std::ifstream file(path, std::ios::binary);
-    std::string text;
-    for (std::string line; std::getline(file, line);) {
-        text += line + '\n';
+    std::string text(file->View());
+    if (!text.empty() && text.back() != '\n') {
+        text += '\n';
     }
-    return file.is_open() && !file.bad() ? std::optional(text) : std::nullopt;
+    return text;
 }
 
 std::optional<std::uint32_t> ToNumber(std::string_view text) {
     return text.starts_with("0x") ? ParseNumber(text.substr(2), 16) : ParseNumber(text);
-}
-
-/// Lines of "NUMBER NAME"; all others, comments among them, are passed over.
-Numbers Parse(const std::string& text) {
-    Numbers numbers;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string number;
-        std::string name;
-        if (words >> number >> name) {
-            if (const auto value = ToNumber(number)) {
-                numbers.emplace(name, *value);
-            }
-        }
-    }
-    return numbers;
 }
 
 /// The files beside the one of ours, as ip(8) reads them.
@@ -88,7 +68,7 @@ bool IsUsedByOthers(RouteSocket& socket, std::uint32_t number) {
     });
 }
 
-std::optional<std::uint32_t> Free(const Numbers& numbers) {
+std::optional<std::uint32_t> Free(const TableNumbers& numbers) {
     RouteSocket socket;
     for (std::uint32_t number = kFirstFree; number <= kLastFree; ++number) {
         if (std::ranges::none_of(numbers, [=](const auto& used) { return used.second == number; })
@@ -99,7 +79,7 @@ std::optional<std::uint32_t> Free(const Numbers& numbers) {
     return std::nullopt;
 }
 
-std::optional<std::uint32_t> Usable(const Numbers& numbers, const std::string& table) {
+std::optional<std::uint32_t> Usable(const TableNumbers& numbers, const std::string& table) {
     const auto found = numbers.find(table);
     const bool kernels = found != numbers.end()
                          && (found->second == 0 || (found->second >= 253 && found->second <= 255));
@@ -107,6 +87,22 @@ std::optional<std::uint32_t> Usable(const Numbers& numbers, const std::string& t
 }
 
 }  // namespace
+
+TableNumbers ParseTableNumbers(const std::string& text) {
+    TableNumbers numbers;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string number;
+        std::string name;
+        if (words >> number >> name) {
+            if (const auto value = ToNumber(number)) {
+                numbers.emplace(name, *value);
+            }
+        }
+    }
+    return numbers;
+}
 
 bool IsTableName(const std::string& name) {
     constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
@@ -118,7 +114,8 @@ bool IsTableName(const std::string& name) {
 }
 
 std::optional<std::uint32_t> FindTableNumber(const std::string& table) {
-    return Usable(Parse(ReadTables(kRouteTables).value_or("") + ReadFurtherTables()), table);
+    return Usable(ParseTableNumbers(ReadTables(kRouteTables).value_or("") + ReadFurtherTables()),
+                  table);
 }
 
 bool AreTableNumbersKnown() {
@@ -128,7 +125,7 @@ bool AreTableNumbersKnown() {
 std::vector<std::string> TableNames(std::uint32_t number) {
     std::vector<std::string> names;
     for (const auto& [name, its] :
-         Parse(ReadTables(kRouteTables).value_or("") + ReadFurtherTables())) {
+         ParseTableNumbers(ReadTables(kRouteTables).value_or("") + ReadFurtherTables())) {
         if (its == number) {
             names.push_back(name);
         }
@@ -149,7 +146,7 @@ std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
         VEXO_LOG(LOG_ERR, "Failed to read config [%s]", kRouteTables);
         return std::nullopt;
     }
-    const Numbers numbers = Parse(*text + ReadFurtherTables());
+    const TableNumbers numbers = ParseTableNumbers(*text + ReadFurtherTables());
     if (numbers.contains(table)) {
         return Usable(numbers, table);
     }

@@ -1,11 +1,19 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace vexonetwork::network {
+
+/// Numbers of routing tables by their names.
+using TableNumbers = std::map<std::string, std::uint32_t>;
+
+/// The lines "NUMBER NAME" of a file of table numbers, decimal or hexadecimal with "0x"; of a
+/// name's several lines the first counts, all others are passed over.
+TableNumbers ParseTableNumbers(const std::string& text);
 
 /// Whether `name` can name a table and stand in a file name: letters, digits, "_", "-" and ".",
 /// beginning with a letter, at most 31 bytes.

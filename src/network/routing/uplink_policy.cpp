@@ -9,8 +9,7 @@
 #include <set>
 
 #include "network/interface_name.h"
-#include "network/routing/config_lock.h"
-#include "network/routing/kernel_turn.h"
+#include "network/routing/locks.h"
 #include "network/routing/priorities.h"
 #include "network/routing/stored_gateways.h"
 #include "network/routing/table_number.h"
@@ -127,7 +126,7 @@ void UplinkPolicy::State::ReadSection(const Section& section) {
     const auto where = std::string("] in [") + kSettings + "]";
     const std::string enabled = section.Value(kKeys[0]);
     const std::string name = section.Name().substr(0, 32);
-    for (const std::string& line : section.Strays(kKeys)) {
+    for (const std::string& line : section.UnknownLines(kKeys)) {
         settings.Say("Bad line [" + line + where);
     }
     if (enabled != "yes") {

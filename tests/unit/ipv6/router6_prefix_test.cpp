@@ -60,6 +60,10 @@ TEST_F(Router6Files, KeepWhatWasSaved) {
     EXPECT_TRUE(loaded.is_default_gateway) << "no daemon knows better";
     EXPECT_EQ(loaded.LoadConfig(), 0);
     EXPECT_EQ(loaded.lans, Router6Attr::LanList(2, {"eth1", "2001:db8::"}));
+    loaded.RemoveLan("eth1", "2001:db8::");
+    loaded.lans.emplace_back("eth2", "");
+    loaded.RemoveLan("eth2", "");
+    EXPECT_EQ(loaded.lans, (Router6Attr::LanList{{"eth1", "2001:db8::"}, {"eth2", ""}}));
     loaded.is_default_gateway = false;
     EXPECT_EQ(loaded, saved) << "LANs take no part";
     EXPECT_EQ(loaded.RemoveConfig(), 0);
@@ -97,12 +101,12 @@ TEST_F(Router6Files, OfOthersAreLeftOut) {
     WriteFile(kFolder + "ipv6-half", "[conf]\nwan=half\ntype=6in4\nprefix=2001:db8:1::/64\n");
     WriteFile(kFolder + "ipv6-evil", "[conf]\nwan=../evil\n");
     WriteFile(kFolder + "ipv6-noise", std::string("\0\xff[conf", 7));
-    // Missing keys and bad prefixes are the router's own matter.
+    // Missing sections and keys and bad prefixes are the router's own matter.
     WriteFile(kFolder + "ipv6-bare", "[conf]\nwan=bare\n[addr]\n[lan]\n");
     WriteFile(kFolder + "ipv6-bad", "[conf]\nwan=bad\nprefix=2001:xyz::/64\n[addr]\n[lan]\n");
 
-    EXPECT_THAT(Rows(), ElementsAre("2001:db8:: wan0 "));
-    EXPECT_EQ(Router6Prefix().routers.size(), 3U);
+    EXPECT_THAT(Rows(), ElementsAre("2001:db8:1:: half ", "2001:db8:: wan0 "));
+    EXPECT_EQ(Router6Prefix().routers.size(), 4U);
     EXPECT_TRUE(log.Has("router6_prefix", "Failed to get wan from " + kFolder + "ipv6-noise"));
     std::filesystem::remove_all(kFolder);
     EXPECT_THAT(Rows(), IsEmpty());

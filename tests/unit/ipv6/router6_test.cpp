@@ -276,6 +276,9 @@ TEST_F(Router6, InterfacesAreToldApart) {
     EXPECT_EQ(VEXOLnxIPv6ProcAction("eth0", VEXO_IPV6_ENABLE), 0);
     EXPECT_EQ(ReadFile(disabled), "0\n");
     EXPECT_EQ(vexonetwork::utils::GenDUID(), R"(\x00\x03\x00\x01\x52\x54\x00\xAB\x0C\x0D)");
+    Must("ip link del eth0");
+    EXPECT_EQ(vexonetwork::utils::GenDUID(), "");
+    EXPECT_TRUE(log.Has("gen_duid", "Error getting eth0 info"));
 }
 
 }  // namespace

@@ -2,9 +2,12 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <set>
+#include <thread>
 
 #include <vexonetwork/utils/config.h>
 
+#include "network/routing/section_file.h"
 #include "support/files.h"
 
 namespace {
@@ -60,6 +63,87 @@ TEST_F(ConfigTest, SectionsAreReadUpToAFailure) {
     EXPECT_EQ(config.GetKeyValue("kept", "k"), "");
     EXPECT_EQ(config.Read(), -1);
     EXPECT_EQ(config.GetKeyValues(), (SectionMap{{"kept", {{"k", ""}}}, {"one", {{"a", "1"}}}}));
+}
+
+TEST_F(ConfigTest, AReaderBesideAWriterSeesOneStateOfTheFile) {
+    const auto written = [this](const std::string& state) {
+        ConfigSection config(path);
+        for (int section = 0; section < 40; ++section) {
+            config.AddKeyValue(std::to_string(section), "state", state);
+        }
+        return config;
+    };
+    ConfigSection states[] = {written("even"), written("odd")};
+    ASSERT_EQ(states[0].Write(), 0);
+    std::thread writer([&] {
+        for (int i = 0; i < 400; ++i) {
+            EXPECT_EQ(states[i % 2].Write(), 0);
+        }
+    });
+    for (int i = 0; i < 400; ++i) {
+        ConfigSection config(path);
+        EXPECT_EQ(config.Read(), 0);
+        std::set<std::string> seen;
+        for (const auto& [section, pairs] : config.GetKeyValues()) {
+            seen.insert(pairs.at("state"));
+        }
+        EXPECT_THAT(seen, SizeIs(1));
+    }
+    writer.join();
+}
+
+// Files that programs write are read verbatim, those that people write as they mean it; but what
+// is a section, a key or a comment is the same in all.
+TEST_F(ConfigTest, EveryReaderFindsTheSameSectionsAndKeys) {
+    using vexonetwork::network::SectionFile;
+    for (const auto& [text, expected] : std::map<std::string, std::string>{
+             {"k=0\n[a]\n k = x \r\n\r\n#k=1\n\t;k=2\nk\n=3\n[b\nl=\n", "[a] k= x \r l= "},
+             {"[a]\nk=1\n[b] c\nk=2\n# d\n[a]\nk=3\nl=\"4\"", "[a] k=3 l=\"4\" [b] k=2 "},
+             {{"[a]\nk\0=1\nk=[2]\n[a\0]\nl==\n", 24}, "[a] k=[2] l== "}}) {
+        vexotest::WriteFile(path, text);
+        ConfigSection config(path);
+        ASSERT_EQ(config.Read(), 0);
+        const SectionFile edited = SectionFile::Parse(text);
+        std::string found;
+        for (const auto& [section, pairs] : config.GetKeyValues()) {
+            found += "[" + section + "] ";
+            const auto same =
+                std::ranges::find(edited.sections, section, &vexonetwork::network::Section::Name);
+            ASSERT_NE(same, edited.sections.end());
+            for (const auto& [key, value] : pairs) {
+                found += key + "=" + value + " ";
+                EXPECT_EQ(same->VerbatimValue(key), value) << key;
+            }
+        }
+        EXPECT_EQ(found, expected);
+        EXPECT_EQ(edited.sections.size(), config.GetKeyValues().size());
+    }
+    SectionFile file = SectionFile::Parse("# top\n[a]\nk = '1'\n\n# b's\n[b]\n[a] \nodd\nl=2\n#e");
+    vexonetwork::network::Section& a = file.sections[0];
+    EXPECT_EQ(a.Value("k") + a.Value("l"), "12");
+    constexpr std::string_view kKeys[] = {"l"};
+    EXPECT_THAT(a.UnknownLines(kKeys), ElementsAre("k = '1'", "odd"));
+    a.Set("l", " \"x\"");
+    EXPECT_EQ(a.Value("l"), " \"x\"");
+    EXPECT_EQ(file.Text(), "# top\n[a]\nk = '1'\n[a] \nodd\n\tl=\" \"x\"\"\n\n# b's\n[b]\n#e");
+}
+
+TEST_F(ConfigTest, WhatNobodyCouldReadIsNotWritten) {
+    constexpr std::size_t kLimit = 16 << 20;
+    const std::string rest = "[s]\n\tk=\n";
+    for (const std::size_t more : {0, 1}) {
+        const std::string value(kLimit - rest.size() + more, 'x');
+        ConfigSection config(path);
+        config.AddKeyValue("s", "k", value);
+        EXPECT_EQ(config.Write(), more == 0 ? 0 : -1);
+        EXPECT_EQ(config.Read(), 0) << "the one before";
+    }
+    ConfigNoSection flat(folder / "conf/flat");
+    flat.AddKeyValue("former", 1);
+    ASSERT_EQ(flat.Write(), 0);
+    flat.AddKeyValue("k", std::string(kLimit, 'x'));
+    EXPECT_EQ(flat.Write(), -1);
+    EXPECT_EQ(ReadFile(folder / "conf/flat"), "former=1\n");
 }
 
 TEST_F(ConfigTest, FailuresLeaveTheFormerFileAlone) {

@@ -3,11 +3,15 @@
 #include <gmock/gmock.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <latch>
 #include <thread>
 
 #include <vexonetwork/utils/file.h>
@@ -58,11 +62,13 @@ class Files : public testing::Test {
 
 TEST_F(Files, CopiesIPv6KeysOnly) {
     const std::string prefix = "/etc/sysconfig/network-scripts/ifcfg-";
-    WriteFile(prefix + "eth0", "IPADDR=192.0.2.1\nIPV6INIT=yes\nIPV6DNS=\"::53 ::54\"\n");
+    WriteFile(prefix + "eth0",
+              "IPADDR=192.0.2.1\nIPV6INIT= yes\nIPV6ADDR=\"\"\nIPV6DNS=\"::53 ::54\" \r\n");
     WriteFile(prefix + "eth1", "IPADDR=192.0.2.2\nIPV6INIT=no\nIPV6ADDR=2001:db8::2\n");
     EXPECT_EQ(CopyIfcfgIPv6Attrs("eth0", "eth1"), 0);
     EXPECT_EQ(ReadFile(prefix + "eth1"),
-              "IPADDR=192.0.2.2\nIPV6INIT=yes\nIPV6ADDR=2001:db8::2\nIPV6DNS=::53 ::54\n");
+              "IPADDR=192.0.2.2\nIPV6INIT=yes\nIPV6ADDR=2001:db8::2\nIPV6DNS=\"::53 ::54\"\n");
+    EXPECT_EQ(CopyIfcfgIPv6Attrs("absent", "eth1"), 0);
     EXPECT_EQ(CopyIfcfgIPv6Attrs("eth0", "no/folder"), -1);
 }
 
@@ -135,6 +141,68 @@ TEST_F(Files, LockWaitsForItsTurnAndGivesUp) {
     whenDeleting = [&] { EXPECT_EQ(VLIBCFileLockByFile(path.c_str(), 1, &early), 0); };
     EXPECT_TRUE(holder.Unlock());
     whenDeleting = [] {};
+}
+
+TEST_F(Files, AFolderThatSeveralMakeAtOnceIsThere) {
+    for (int i = 0; i < 100; ++i) {
+        const std::string path = folder / std::to_string(i);
+        std::latch start(3);
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 3; ++thread) {
+            threads.emplace_back([&] {
+                start.arrive_and_wait();
+                EXPECT_EQ(CheckAndMakeDir(path, 0755), 0);
+            });
+        }
+        for (std::thread& each : threads) {
+            each.join();
+        }
+    }
+    WriteFile(folder / "file", "");
+    EXPECT_EQ(CheckAndMakeDir(folder / "file", 0700), -1);
+}
+
+TEST_F(Files, AnotherOnesLockFileIsLeftToHim) {
+    const std::string path = folder / "lock";
+    FileLock first(path, true);
+    FileLock second(path, true);
+    ASSERT_TRUE(first.Lock());
+    fs::remove(path);  // by hand
+    ASSERT_TRUE(second.Lock());
+    EXPECT_FALSE(first.Unlock()) << "its file was not there any more";
+    EXPECT_FALSE(ScopedFileLock(path, std::chrono::milliseconds(0), 3)) << "it is the second's";
+    EXPECT_TRUE(second.Unlock());
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(Files, OfSeveralProcessesOneHoldsTheLock) {
+    constexpr int kProcesses = 4;
+    constexpr int kTurns = 250;
+    const std::string path = folder / "lock";
+    WriteFile(folder / "count", "0");
+    std::vector<pid_t> children;
+    for (int process = 0; process < kProcesses; ++process) {
+        children.push_back(::fork());
+        if (children.back() != 0) {
+            continue;
+        }
+        int faults = 0;
+        for (int turn = 0; turn < kTurns; ++turn) {
+            const ScopedFileLock lock(path, std::chrono::milliseconds(1), 100'000);
+            faults += !lock || ::mkdir((folder / "held").c_str(), 0755) != 0;
+            const int count = std::stoi(ReadFile(folder / "count"));
+            WriteFile(folder / "count", std::to_string(count + 1));
+            faults += ::rmdir((folder / "held").c_str()) != 0;
+        }
+        ::_exit(std::min(faults, 255));
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(ReadFile(folder / "count"), std::to_string(kProcesses * kTurns));
+    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST(Semaphore, ReleaseLetsTheNextInAndRemovesTheSet) {

@@ -39,7 +39,7 @@ class Router6Attr {
     /// Appends a pair, unless one of the two is empty.
     void AddLan(const std::string& lan, const std::string& prefix);
 
-    /// Removes the first pair of exactly these texts.
+    /// Removes the first pair of exactly these texts, unless one of the two is empty.
     void RemoveLan(const std::string& lan, const std::string& prefix);
 
     /// The interface that a configured name means: itself, and for "pppoe" that of the present

@@ -21,8 +21,9 @@ class Router6Prefix {
     /// Loads; what cannot be loaded is left out, with a log line.
     Router6Prefix();
 
-    /// Reads the routers' files and asks the daemon once for its list of gateways. A file that is
-    /// not whole is left out: who has got what of its prefix is not known.
+    /// Reads the routers' files and asks the daemon once for its list of gateways. A file that
+    /// names no WAN, or is not the one of its WAN, is left out; of one that lacks a section the
+    /// rest counts.
     /// @return 0, or -1 when the folder cannot be read; `routers` is then unchanged
     int Load();
 

@@ -1,12 +1,11 @@
-#include "key_value_line.h"
+#include "vexobase/key_value_text.h"
 
 #include <algorithm>
+#include <unordered_map>
 
-namespace vlib {
+namespace vexobase {
 
 namespace {
-
-constexpr std::string_view kPlaceholder = "%s";
 
 bool IsBlank(char c) {
     return c == ' ' || c == '\t';
@@ -51,8 +50,11 @@ Line ParsePair(std::string_view text, std::string_view separator) {
 
 Line ParseLine(std::string_view text, std::string_view separator) {
     text = TrimFront(text);
+    if (text.empty() || text == "\r") {
+        return {LineKind::kBlank, {}, {}};
+    }
     // A text with a NUL cannot be handed to callers, who take C strings, without cutting it.
-    if (text.empty() || text.find('\0') != text.npos) {
+    if (text.find('\0') != text.npos) {
         return {LineKind::kOther, {}, {}};
     }
     if (IsCommentStart(text.front())) {
@@ -90,21 +92,25 @@ std::string_view LineText(std::string_view line) {
     return line;
 }
 
-std::optional<LineFormat> ParseFormat(const char* format) {
-    if (format == nullptr) {
-        return LineFormat{"", "="};
+std::vector<SectionPairs> ParseSections(std::string_view text) {
+    std::vector<SectionPairs> sections;
+    std::unordered_map<std::string_view, std::size_t> places;
+    std::size_t place = 0;
+    std::string_view line;
+    bool inside = false;
+    while ((inside || SkipToHeader(text)) && CutLine(text, line)) {
+        const Line parsed = ParseLine(LineText(line));
+        if (parsed.kind == LineKind::kHeader) {
+            inside = true;
+            place = places.try_emplace(parsed.name, sections.size()).first->second;
+            if (place == sections.size()) {
+                sections.push_back({parsed.name, {}});
+            }
+        } else if (inside && parsed.kind == LineKind::kPair) {
+            sections[place].pairs.emplace_back(parsed.name, parsed.value);
+        }
     }
-    const std::string_view text(format);
-    const auto key = text.find(kPlaceholder);
-    const auto value = key == text.npos ? key : text.find(kPlaceholder, key + 2);
-    if (value == text.npos || text.substr(value) != "%s\n") {
-        return std::nullopt;
-    }
-    const LineFormat parts{text.substr(0, key), text.substr(key + 2, value - key - 2)};
-    if (!TrimFront(parts.indent).empty() || TrimFront(parts.separator) != "=") {
-        return std::nullopt;
-    }
-    return parts;
+    return sections;
 }
 
 bool IsWritablePair(std::string_view key, std::string_view value) {
@@ -117,10 +123,14 @@ bool IsWritableSection(std::string_view section) {
     return section.find(']') == section.npos && section.find('\n') == section.npos;
 }
 
-std::string_view Unquote(std::string_view value) {
+std::string_view Trim(std::string_view text) {
     constexpr const char* kBlanks = " \t\r";
-    value.remove_prefix(std::min(value.find_first_not_of(kBlanks), value.size()));
-    value = value.substr(0, value.find_last_not_of(kBlanks) + 1);
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+std::string_view Unquote(std::string_view value) {
+    value = Trim(value);
     if (value.size() >= 2 && value.front() == value.back()
         && (value.front() == '"' || value.front() == '\'')) {
         value = value.substr(1, value.size() - 2);
@@ -128,4 +138,4 @@ std::string_view Unquote(std::string_view value) {
     return value;
 }
 
-}  // namespace vlib
+}  // namespace vexobase
