@@ -1,7 +1,9 @@
 // The files of the gateway lists.
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include <vexo/dns.h>
 #include <vexo/net_interface.h>
@@ -38,10 +40,12 @@ std::string ResolverText(const GatewayList& list) {
     return ResolverText(list, [](const GatewayList::Slot& slot) { return !slot.isDormant; });
 }
 
-/// "" for a file that is not there.
+/// "" for a file that is not there. By a stream's operator: an iterator throws for a folder.
 std::string ReadText(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    const std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
 }
 
 void UpdateSystemResolver() {

@@ -2,7 +2,7 @@
 
 #include <vexonetwork/network/policy_route.h>
 
-#include "route_world.h"
+#include "unit/network/gateway/route_world.h"
 
 namespace vexotest {
 namespace {
