@@ -75,6 +75,31 @@ TEST_F(Hostile, TextsThatAreNoRequest) {
     ExpectUnchanged();
 }
 
+TEST_F(Hostile, MegabytesAndLineBreaks) {
+    const std::string proc = "/proc/" + std::to_string(appliance.Daemon().Pid());
+    const auto peak = [&] {
+        const std::string status = ReadFile(proc + "/status");
+        return std::atol(status.c_str() + status.find("VmHWM:") + 6);
+    };
+    WriteFile(proc + "/clear_refs", "5");  // the peak is counted from here on
+    const long peakBefore = peak();
+    std::string numbers = "[1";
+    while (numbers.size() < 12'000'000) {
+        numbers += ",1";
+    }
+    // The longer one does not come through the bus.
+    for (const std::string& text : {std::string(30'000'000, '\n'), numbers}) {
+        for (const char* method : {"GetDeviceListData", "AddGatewayData"}) {
+            EXPECT_EQ(appliance.Call(method, text), -1);
+        }
+    }
+    EXPECT_LT(peak() - peakBefore, 200'000) << "KiB";
+
+    Refused("GetDeviceListData", "x\nforged[1]: line" + std::string(1000, '.'), "(x?forged[1]: ");
+    EXPECT_THAT(appliance.Log(), testing::Not(testing::ContainsRegex("[^\n]{600}")));
+    ExpectUnchanged();
+}
+
 /// A whole, valid request for each gateway method that changes something; taken member by member.
 std::vector<std::pair<std::string, std::string>> ChangingRequests() {
     return {

@@ -1,7 +1,3 @@
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <cstdlib>
 #include <thread>
 #include <tuple>
@@ -230,22 +226,6 @@ TEST(Client, GoesToTheBusThatItsCallerNames) {
     Json::Value out;
     EXPECT_EQ(client.GetDeviceListData("x", out), -1);
     EXPECT_THAT(client.LastError(), testing::HasSubstr("/run/another"));
-}
-
-TEST(Bus, ConnectionsThatKeepSilentKeepNobodyOff) {
-    const Appliance appliance;
-    sockaddr_un name{AF_UNIX, "/run/vexonet/bus"};
-    std::vector<vexobase::UniqueFd> silent;
-    for (int i = 0; i < 300; ++i) {
-        silent.emplace_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        ASSERT_EQ(::connect(silent.back().Get(), reinterpret_cast<sockaddr*>(&name), sizeof name),
-                  0);
-    }
-    constexpr char kBus[] = "org.freedesktop.DBus";
-    EXPECT_TRUE(vexonetsdk::dbus::DBusClient(kBus, "/", kBus, 0).IsServerReady());
-    // Nor do they keep their places: the bus closes them.
-    pollfd closed{silent.front().Get(), POLLIN, 0};
-    EXPECT_EQ(::poll(&closed, 1, 25'000), 1);
 }
 
 TEST(Client, OutlivesTheBusAndWhatItsLibraryWouldEndTheProcessFor) {
