@@ -19,7 +19,8 @@ void Follow(vexonetwork::NetworkEventEmitter& emitter) {
 
 }  // namespace
 
-EventThread::EventThread() {
+EventThread::EventThread(vexonetwork::network::module::GatewayFollower* gateways)
+    : emitter(gateways) {
     emitter.Initialize();
     thread = std::thread([this] { Follow(emitter); });
     ::pthread_setname_np(thread.native_handle(), "kernel-events");

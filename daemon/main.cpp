@@ -11,6 +11,7 @@
 #include <vexobase/log.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/dbus/net_server.h>
+#include <vexonetwork/network/gateway_follower.h>
 #include <vexonetwork/network/module/module_manager.h>
 
 #include "end_watch.h"
@@ -23,6 +24,8 @@ namespace vexonetd {
 namespace {
 
 using vexonetwork::dbus::NetServer;
+using vexonetwork::network::module::GatewayFollower;
+using vexonetwork::network::module::MODULE_ROUTE;
 using vexonetwork::network::module::MODULE_TYPE;
 using vexonetwork::network::module::ModuleManager;
 using vexoservice::ExitCode;
@@ -93,12 +96,17 @@ class EndBeginning {
     EndWatch& endWatch;
 };
 
+/// Null for a route module that knows no typed calls, or none.
+GatewayFollower* FindGateways() {
+    return dynamic_cast<GatewayFollower*>(ModuleManager::GetInstance().GetModule(MODULE_ROUTE));
+}
+
 /// @return why the daemon ends; "" when it was asked to
 std::string Serve(int signals, EndWatch& endWatch) {
     const Modules modules;
     const EndBeginning atLeastBeforeModulesEnd(endWatch);
     NetServer server;
-    const EventThread events;
+    const EventThread events(FindGateways());
     const EndBeginning end(endWatch);
     const Supervision supervision(signals, server);
     return server.StartLoop() == 0 ? "" : WhyNotServing(supervision.WasReady());

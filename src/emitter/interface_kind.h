@@ -14,6 +14,10 @@ inline bool IsTap(std::string_view ifname) {
     return ifname.starts_with("tap");
 }
 
+inline bool IsGuest(std::string_view ifname) {
+    return IsDocker(ifname) || IsTap(ifname);
+}
+
 /// Between the two the kernel has not decided yet whether there is a link.
 inline bool IsTransition(unsigned flags) {
     return (flags & IFF_RUNNING) != 0 && (flags & IFF_LOWER_UP) == 0;

@@ -1,17 +1,18 @@
 // Addresses and routes that come and go.
 
-#include <net/if.h>
 #include <sys/socket.h>
 
-#include <utility>
+#include <variant>
 
-#include <vexonetwork/emitter/kernel_message.h>
 #include <vexonetwork/emitter/network_event_emitter.h>
 #include <vexonetwork/hook/gateway_change_hook.h>
 #include <vexonetwork/hook/ip_change_event.h>
 #include <vexonetwork/hook/ipv6_add_delete_event.h>
-#include <vlib/plugin.h>
 
+#include "emitter/agenda.h"
+#include "emitter/event_reader.h"
+#include "emitter/hook_presence.h"
+#include "emitter/interface_book.h"
 #include "emitter/interface_kind.h"
 
 #define VEXO_LOG_SOURCE "network_event_emitter"
@@ -20,22 +21,26 @@
 namespace vexonetwork {
 namespace {
 
+using std::chrono::steady_clock;
+
 constexpr unsigned kMainTable = 254;
 
-/// @return "" when there is no such interface, or no longer
-std::string KernelName(unsigned index) {
-    char name[IF_NAMESIZE] = "";
-    return index != 0 && ::if_indextoname(index, name) != nullptr ? name : "";
+}  // namespace
+
+const std::map<std::string, std::string>& NetworkEventEmitter::IPv4Addresses() const {
+    return book->IPv4Addresses();
 }
 
-}  // namespace
+const std::map<std::string, AddressList>& NetworkEventEmitter::IPv6Addresses() const {
+    return book->IPv6Addresses();
+}
 
 int NetworkEventEmitter::CheckIPChangeEvent(nlmsghdr* message) {
     if (message == nullptr) {
         VEXO_LOG(LOG_ERR, "Null pointer");
         return -1;
     }
-    const auto event = ReadAddressMessage(message);
+    auto event = ReadAddressEvent(*message);
     if (!event) {
         return -1;
     }
@@ -43,17 +48,21 @@ int NetworkEventEmitter::CheckIPChangeEvent(nlmsghdr* message) {
         VEXO_LOG(LOG_ERR, "Failed to inet_ntop() for IP change event.");
         return -1;
     }
-    const std::string ifname = event->label.empty() ? NameOf(event->index) : event->label;
-    if (IsDocker(ifname) || IsTap(ifname)) {
-        PutOffElection(ifname, kOtherChange);
-        return 0;
+    if (event->ifname.empty()) {
+        event->ifname = NameOf(event->index);
     }
-    if (event->family == AF_INET) {
-        ProcessIPv4Event(ifname, event->address, event->prefix, event->isNew);
-    } else if (event->family == AF_INET6) {
-        ProcessIPv6Event(ifname, event->address, event->prefix, event->isNew);
-    }
+    Handle(*event);
     return 0;
+}
+
+void NetworkEventEmitter::Handle(const AddressEvent& event) {
+    if (IsGuest(event.ifname)) {
+        agenda->NoteChange(InterfaceOf(event.ifname), kOtherChange, steady_clock::now());
+    } else if (event.family == AF_INET) {
+        ProcessIPv4Event(event.ifname, event.address, event.prefix, event.isNew);
+    } else if (event.family == AF_INET6) {
+        ProcessIPv6Event(event.ifname, event.address, event.prefix, event.isNew);
+    }
 }
 
 std::string NetworkEventEmitter::NameOf(unsigned index) {
@@ -61,57 +70,52 @@ std::string NetworkEventEmitter::NameOf(unsigned index) {
     if (name.empty()) {
         return IndexToName(index, "if" + std::to_string(index));
     }
-    names[index] = name;
+    NoteName(index, name, true);
     return name;
 }
 
+void NetworkEventEmitter::NoteName(unsigned index, const std::string& ifname, bool isCurrent) {
+    for (const InterfaceEvent& event : book->NoteName(index, ifname, isCurrent)) {
+        std::visit([this](const auto& one) { Handle(one); }, event);
+    }
+}
+
 std::string NetworkEventEmitter::IndexToName(unsigned index, std::string fallback) {
-    return names.try_emplace(index, std::move(fallback)).first->second;
+    return book->NameOf(index, fallback);
 }
 
 void NetworkEventEmitter::ProcessIPv4Event(const std::string& ifname, const std::string& address,
                                            int prefix, bool isNew) {
-    std::string& current = ipv4.try_emplace(ifname, none).first->second;
-    if (isNew && current == address) {
+    const auto change = book->NoteIPv4(ifname, address, isNew);
+    if (!change) {
         return;
     }
-    const std::string former = std::exchange(current, isNew ? address : none);
-    if (IsHeard("ipv4_change")) {
-        hook::NetIPChangeEvent(IPTYPE_V4, ifname, former, current, prefix);
+    agenda->NoteChange(InterfaceOf(ifname), kIPv4Change, steady_clock::now());
+    if (!stopping && hooks->HasHooks("ipv4_change")) {
+        hook::NetIPChangeEvent(IPTYPE_V4, ifname, change->former, change->current, prefix);
     }
-    PutOffElection(ifname, kIPv4Change);
 }
 
 void NetworkEventEmitter::ProcessIPv6Event(const std::string& ifname, const std::string& address,
                                            int prefix, bool isNew) {
-    AddressList& addresses = ipv6[ifname];
+    using Lists = InterfaceBook::Lists;
     const AddressList::Entry entry{address, prefix};
-    if (addresses.Contains(entry) == isNew) {
+    const bool hasHooks =
+        !stopping
+        && (hooks->HasHooks("ipv6_change") || hooks->HasHooks(isNew ? "ipv6_add" : "ipv6_delete"));
+    const auto change =
+        book->NoteIPv6(ifname, entry, isNew, hasHooks ? Lists::kJoin : Lists::kOmit);
+    if (!change) {
         return;
     }
-    // Joining the addresses costs more than everything else when an interface has thousands.
-    const bool heard = IsHeard("ipv6_change") || IsHeard(isNew ? "ipv6_add" : "ipv6_delete");
-    const std::string former = heard ? addresses.Join() : "";
-    isNew ? addresses.Add(entry) : addresses.Remove(entry);
-    if (heard) {
-        const std::string current = addresses.Join();
-        hook::NetIPChangeEvent(IPTYPE_V6, ifname, former.empty() ? none : former,
-                               current.empty() ? none : current, prefix);
-        hook::IPv6AddDeleteEvent(ifname, former, AddressList::ToText(entry),
+    agenda->NoteChange(ifname, kIPv6Change, steady_clock::now());
+    if (hasHooks) {
+        const auto orNone = [this](const std::string& list) { return list.empty() ? none : list; };
+        hook::NetIPChangeEvent(IPTYPE_V6, ifname, orNone(change->former), orNone(change->current),
+                               prefix);
+        hook::IPv6AddDeleteEvent(ifname, change->former, AddressList::ToText(entry),
                                  isNew ? "add" : "delete");
     }
-    PutOffElection(ifname, kIPv6Change);
-}
-
-bool NetworkEventEmitter::IsHeard(const char* event) {
-    if (stopping) {
-        return false;  // hooks may take long, and whoever stops us waits
-    }
-    const auto [place, isNew] = hooks.try_emplace(event, false);
-    if (isNew) {
-        place->second = VLIBPluginIsHeard("net", event) == 1;
-    }
-    return place->second;
 }
 
 int NetworkEventEmitter::CheckRouteChangeEvent(nlmsghdr* message) {
@@ -119,7 +123,7 @@ int NetworkEventEmitter::CheckRouteChangeEvent(nlmsghdr* message) {
         VEXO_LOG(LOG_ERR, "Null pointer");
         return -1;
     }
-    const auto route = ReadRouteMessage(message);
+    const auto route = ReadRouteEvent(*message);
     if (!route || route->family != AF_INET || route->table != kMainTable) {
         return -1;
     }

@@ -9,14 +9,15 @@
 #include <vexo/event_log.h>
 #include <vexo/system.h>
 #include <vexonetsdk/sdk_s.h>
-#include <vexonetwork/emitter/kernel_message.h>
 #include <vexonetwork/emitter/net_link_flag.h>
 #include <vexonetwork/emitter/network_event_emitter.h>
 #include <vlib/error.h>
 #include <vlib/file.h>
 #include <vlib/net.h>
 
-#include "emitter/gateway_refresh.h"
+#include "emitter/agenda.h"
+#include "emitter/event_reader.h"
+#include "emitter/interface_book.h"
 #include "emitter/interface_kind.h"
 
 #define VEXO_LOG_SOURCE "network_event_emitter"
@@ -24,6 +25,8 @@
 
 namespace vexonetwork {
 namespace {
+
+using std::chrono::steady_clock;
 
 constexpr int kBootStepUp = 4;
 constexpr int kEventLinkUp = 0x11801322;
@@ -45,6 +48,17 @@ std::string DisplayName(const std::string& ifname) {
                                                        : ifname;
 }
 
+void LogLanPort(const std::string& ifname, bool running, bool slave) {
+    constexpr std::size_t kShorterThan = 6;
+    const bool isPort =
+        !IsGuest(ifname) && ifname.starts_with("eth") && ifname.size() < kShorterThan;
+    if (!isPort || VEXOSystemGetBootStep() != kBootStepUp) {
+        return;
+    }
+    const std::string name = DisplayName(ifname) + (slave ? " (slave)" : "");
+    VEXOLogSet1(1, 1, running ? kEventLinkUp : kEventLinkDown, name.c_str(), "", "", "");
+}
+
 class ProcessingFlag {
   public:
     ProcessingFlag() { utils::SetNetLinkIsProcessing(); }
@@ -64,11 +78,22 @@ int NetworkEventEmitter::CheckNewLinkEvent(nlmsghdr* message) {
         VEXO_LOG(LOG_ERR, "Not RTM_NEWLINK event");
         return -1;
     }
-    const auto link = ReadLinkMessage(message);
+    const auto link = ReadLinkEvent(*message);
     if (!link || IsTransition(link->flags)) {
         return -1;
     }
-    return HandleLinkEvent(link->ifname, static_cast<short>(link->flags));
+    return Handle(*link);
+}
+
+int NetworkEventEmitter::Handle(const LinkEvent& event) {
+    if (event.index != 0) {
+        NoteName(event.index, event.ifname, KernelName(event.index) == event.ifname);
+    }
+    return HandleLinkEvent(event.ifname, static_cast<short>(event.flags));
+}
+
+const std::map<std::string, bool>& NetworkEventEmitter::Links() const {
+    return book->Links();
 }
 
 int NetworkEventEmitter::HandleLinkEvent(const std::string& ifname, short flags) {
@@ -78,32 +103,18 @@ int NetworkEventEmitter::HandleLinkEvent(const std::string& ifname, short flags)
 
 int NetworkEventEmitter::OnInterfaceStatusChange(const std::string& ifname, bool running,
                                                  bool slave) {
-    const auto known = linkUp.find(ifname);
-    const bool same = known != linkUp.end() && known->second == running;
+    const bool same = !book->NoteLink(ifname, running);
     if (!same) {
         LogLanPort(ifname, running, slave);
         // Routes may lead by any interface, whoever else looks after it.
-        PutOffElection(ifname, kOtherChange);
+        agenda->NoteChange(ifname, kOtherChange, steady_clock::now());
     }
     if (!slave && !same) {
         DeliverLinkEvent(ifname, running);
     } else {
         VEXO_LOG(LOG_DEBUG, "Drop event by slave=[%d], linkStatus=[%d]", slave, same);
     }
-    linkUp[ifname] = running;
     return running ? 0 : 1;
-}
-
-void NetworkEventEmitter::LogLanPort(const std::string& ifname, bool running, bool slave) const {
-    constexpr std::size_t kShorterThan = 6;
-    const bool isPort = !IsTap(ifname) && !IsDocker(ifname) && ifname.starts_with("eth")
-                        && ifname.size() < kShorterThan;
-    if (!isPort || VEXOSystemGetBootStep() != kBootStepUp) {
-        return;
-    }
-    const std::string name = DisplayName(ifname) + (slave ? " (slave)" : "");
-    VEXOLogSet1(1, 1, running ? kEventLinkUp : kEventLinkDown, name.c_str(), "", "", "", "", "",
-                "");
 }
 
 void NetworkEventEmitter::DeliverLinkEvent(const std::string& ifname, bool running) {
@@ -123,9 +134,9 @@ void NetworkEventEmitter::DeliverLinkEvent(const std::string& ifname, bool runni
     }
     if (running) {
         RequestDHCPIP(ifname);
-        RestoreGateway(ifname);
+        gateways.OnLinkUp(ifname);
     }
-    PutOffElection(ifname, kLinkChange);
+    agenda->NoteChange(ifname, kLinkChange, steady_clock::now());
 }
 
 int NetworkEventEmitter::RequestDHCPIP(const std::string& ifname) const {

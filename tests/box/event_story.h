@@ -35,6 +35,11 @@ class EventStory : public testing::Test {
         return Count(all.substr(std::exchange(counted, all.size())), "default ");
     }
 
+    /// Waits until nothing has changed the IPv4 default route for longer than any election waits.
+    void Calm() {
+        EXPECT_TRUE(Eventually([this] { return DefaultRouteChanges() == 0; }));
+    }
+
     TempFolder folder;
     Appliance appliance;
     // The kernel tells at once of a changed carrier when the two ends have different numbers.

@@ -6,13 +6,21 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include <vexonetwork/emitter/address_list.h>
+#include <vexonetwork/network/gateway_follower.h>
 
 namespace vexonetwork {
+
+class Agenda;
+class EventSocket;
+class HookPresence;
+class InterfaceBook;
+struct AddressEvent;
+struct LinkEvent;
 
 /// Listens to the kernel's routing socket (rtnetlink(7)) and turns link, address and route changes
 /// into platform events, hooks, and elections of the default gateway.
@@ -21,7 +29,10 @@ namespace vexonetwork {
 /// Steps return 0, or -1 when there was nothing to do or after a log line.
 class NetworkEventEmitter {
   public:
-    NetworkEventEmitter();
+    /// @param gateways  is told of changes, and must outlive the emitter; null for whatever is the
+    ///                  route module of the ModuleManager at the moment
+    explicit NetworkEventEmitter(network::module::GatewayFollower* gateways);
+    NetworkEventEmitter() : NetworkEventEmitter(nullptr) {}
     ~NetworkEventEmitter();
     NetworkEventEmitter(const NetworkEventEmitter&) = delete;
     NetworkEventEmitter& operator=(const NetworkEventEmitter&) = delete;
@@ -30,25 +41,27 @@ class NetworkEventEmitter {
     /// Throws std::runtime_error when that fails.
     void Initialize();
 
-    /// The start-up sweep over the first 32 interfaces: announces their addresses, delivers the
-    /// link of those that are up.
+    /// The start-up sweep over the first 32 interfaces: announces their IPv4 addresses, delivers
+    /// the link of those that are up. Whatever it finds, or fails to find, an election is due; and
+    /// a resync, which tells of the others, when it may not have seen all.
     int InitInterface();
 
     /// Handles messages until Stop() is called or the socket is closed.
     int StartPolling();
 
-    /// Initialize(), InitInterface(), StartPolling().
+    /// Initialize(), InitInterface(), the election that is then due, StartPolling().
     int Start();
 
-    /// Closes the socket; the maps stay.
+    /// Closes the socket; what is known of the interfaces stays.
     void Terminate();
 
-    /// Has StartPolling(), the next one when none runs, return after the round it is in.
+    /// Has StartPolling(), the next one when none runs, return after the round it is in. From then
+    /// on no hook is run, no link delivered and nothing elected.
     void Stop();
 
     /// One round of StartPolling(): handles a datagram, waiting for it at most `timeout`. When none
-    /// is there, does what was put off until the burst is over: taking stock after the socket has
-    /// overrun, elections.
+    /// is there, does what waits for the end of the burst: a resync after messages were lost, an
+    /// election.
     /// @return whether there was anything to do
     bool PollOnce(std::chrono::milliseconds timeout);
 
@@ -86,50 +99,34 @@ class NetworkEventEmitter {
     std::string IndexToName(unsigned index, std::string fallback);
 
     // What is known of the interfaces by name; "none" is an IPv4 address that went.
-    const std::map<std::string, std::string>& IPv4Addresses() const { return ipv4; }
-    const std::map<std::string, AddressList>& IPv6Addresses() const { return ipv6; }
-    const std::map<std::string, bool>& Links() const { return linkUp; }
+    const std::map<std::string, std::string>& IPv4Addresses() const;
+    const std::map<std::string, AddressList>& IPv6Addresses() const;
+    const std::map<std::string, bool>& Links() const;
 
   private:
-    /// What has changed of an interface, or-ed together.
-    enum Change : unsigned { kLinkChange = 1, kIPv4Change = 2, kIPv6Change = 4, kOtherChange = 8 };
-
-    void Subscribe();
     void Handle(nlmsghdr* message);
-    void Overrun(const char* what);
-    void LogLanPort(const std::string& ifname, bool running, bool slave) const;
-    void DeliverLinkEvent(const std::string& ifname, bool running);
+    int Handle(const LinkEvent& event);
+    void Handle(const AddressEvent& event);
+    void NoteName(unsigned index, const std::string& ifname, bool isCurrent);
     std::string NameOf(unsigned index);
-    bool IsHeard(const char* event);
+    void DeliverLinkEvent(const std::string& ifname, bool running);
 
-    void LearnIPv6();
-    void TakeStock();
-    void TakeStockOfLinks(const std::map<std::string, unsigned>& links);
-    void TakeStockOfIPv4(const std::map<std::string, AddressList>& addresses);
-    void TakeStockOfIPv6(const std::map<std::string, AddressList>& addresses);
+    void LearnWhatIsThere();
+    void Resync();
+    void NoteLoss(const char* what);
 
-    void PutOffElection(const std::string& ifname, Change change);
-    std::chrono::milliseconds Patience() const;
-    bool IsElectionDue() const;
+    bool ReceiveWithin(std::chrono::nanoseconds timeout);
     void Elect();
-    void Follow(const std::map<std::string, unsigned>& changed);
+    void ElectFor(const std::map<std::string, unsigned>& changed);
 
-    int fd = -1;
-    std::string none = "none";  ///< stands for an unknown or removed address
-    std::map<std::string, std::string> ipv4;
-    std::map<std::string, AddressList> ipv6;
-    std::map<unsigned, std::string> names;
-    std::map<std::string, bool> linkUp;
-
+    const std::string none = "none";  ///< stands for an unknown or removed address
+    network::module::GatewayFollower& gateways;
+    std::unique_ptr<EventSocket> socket;
+    std::unique_ptr<InterfaceBook> book;
+    std::unique_ptr<Agenda> agenda;
+    std::unique_ptr<HookPresence> hooks;
     int wake;  ///< an eventfd that ends the waiting
     std::atomic<bool> stopping = false;
-
-    // What waits until no message is left, an election only so long.
-    bool stockDue = false;
-    bool stockTaken = false;                  ///< what was lost may concern any interface
-    std::map<std::string_view, bool> hooks;   ///< whether there are hooks; asked once in a burst
-    std::map<std::string, unsigned> changes;  ///< by interface, Change or-ed together
-    std::chrono::steady_clock::time_point firstChange;
 };
 
 }  // namespace vexonetwork

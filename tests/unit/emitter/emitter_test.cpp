@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include <vexonetwork/emitter/net_link_flag.h>
 #include <vexonetwork/emitter/network_event_emitter.h>
@@ -13,7 +13,7 @@
 #include "unit/network/fake_module.h"
 
 // The kernel's own events, handled on this thread; hooks are run for real and write down what they
-// were told; a fake route module writes down what it was asked.
+// were told; what is told to the keeper of the gateways is written down too.
 
 namespace vexotest {
 namespace {
@@ -40,6 +40,30 @@ void MakePort(const std::string& ifname, const std::string& far) {
     }
 }
 
+/// Has wan0 and no other in both lists.
+class Gateways : public GatewayFollower {
+  public:
+    bool HasGateway(std::optional<GATEWAY_TYPE>, const std::string& ifname) override {
+        return ifname == "wan0";
+    }
+    void OnLinkUp(const std::string& ifname) override { linked.push_back(ifname); }
+    void FollowNetwork(const std::vector<std::string>& ifnames) override {
+        followed.push_back(testing::PrintToString(ifnames));
+    }
+    void Elect(std::optional<GATEWAY_TYPE> list) override {
+        elections.push_back(!list ? "both" : *list == GTYPE_V6 ? "IPv6" : "IPv4");
+    }
+
+    Lines linked, followed, elections;
+};
+
+void SetIPv6(const std::string& ifname) {
+    for (const auto& [setting, value] :
+         {std::pair{"addr_gen_mode", "1"}, {"accept_dad", "0"}, {"disable_ipv6", "0"}}) {
+        WriteFile("/proc/sys/net/ipv6/conf/" + ifname + "/" + setting, value);
+    }
+}
+
 class Emitter : public FakeModules {
   protected:
     Emitter() {
@@ -47,17 +71,20 @@ class Emitter : public FakeModules {
                                  "ipv6_delete", "gateway_change"}) {
             InstallHook(name);
         }
-        answer = [](Json::Value& reply) {
-            reply["exist"] = requests.back().find("ifname=wan0 ") != std::string::npos;
-            return 0;
-        };
-        Add<MODULE_ROUTE>();
-        requests.clear();
     }
 
     void HandleEverything() {
         while (emitter.PollOnce(0ms)) {
         }
+    }
+
+    /// As the daemon begins, with nothing left to do.
+    void Begin() {
+        emitter.Initialize();
+        emitter.InitInterface();
+        HandleEverything();
+        Elections();
+        ::unlink(kHookLog);
     }
 
     /// What the hooks whose name begins so wrote since the last call, of one interface.
@@ -74,16 +101,10 @@ class Emitter : public FakeModules {
         return lines;
     }
 
-    static Lines Elections() {
-        Lines elections;
-        std::ranges::copy_if(requests, std::back_inserter(elections), [](const std::string& one) {
-            return one.find("REFRESH_GATEWAY") != one.npos;
-        });
-        requests.clear();
-        return elections;
-    }
+    Lines Elections() { return std::exchange(gateways.elections, {}); }
 
-    vexonetwork::NetworkEventEmitter emitter;
+    Gateways gateways;
+    vexonetwork::NetworkEventEmitter emitter{&gateways};
 };
 
 TEST_F(Emitter, BeginsWithWhatIsThere) {
@@ -101,7 +122,8 @@ TEST_F(Emitter, BeginsWithWhatIsThere) {
     EXPECT_EQ(emitter.Links().at("wan0"), true);
     EXPECT_EQ(emitter.Links().at("idle"), false);
     HandleEverything();
-    EXPECT_THAT(Elections(), ElementsAre("3 REFRESH_GATEWAY type=ALL"));
+    EXPECT_THAT(Elections(), ElementsAre("both"));
+    EXPECT_THAT(gateways.linked, Contains("wan0"));
 }
 
 TEST_F(Emitter, AnnouncesOnlyAddressesThatChange) {
@@ -122,11 +144,9 @@ TEST_F(Emitter, AnnouncesOnlyAddressesThatChange) {
         ElementsAre(link + "NEW_ADDRESS=192.0.2.10 ORIGIN_ADDRESS=none PREFIX_LENGTH=24",
                     link + "NEW_ADDRESS=198.51.100.7 ORIGIN_ADDRESS=192.0.2.10 PREFIX_LENGTH=32",
                     link + "NEW_ADDRESS=none ORIGIN_ADDRESS=198.51.100.7 PREFIX_LENGTH=24"));
-    EXPECT_THAT(Elections(), Contains("3 REFRESH_GATEWAY type=GTYPE_V4"));
+    EXPECT_THAT(Elections(), Contains("IPv4"));
 
-    WriteFile("/proc/sys/net/ipv6/conf/wan0/addr_gen_mode", "1");
-    WriteFile("/proc/sys/net/ipv6/conf/wan0/accept_dad", "0");
-    WriteFile("/proc/sys/net/ipv6/conf/wan0/disable_ipv6", "0");
+    SetIPv6("wan0");
     change("add", "2001:db8::1/64");
     change("replace", "2001:db8::1/64");
     change("add", "2001:db8::2/128");
@@ -143,7 +163,7 @@ TEST_F(Emitter, AnnouncesOnlyAddressesThatChange) {
     EXPECT_EQ(lines[5],
               "ipv6_delete DELETE_ADDRESSES=2001:db8::1/64 IFNAME=wan0 IS_LINK=true "
               "ORIGIN_ADDRESSES=2001:db8::1/64,2001:db8::2/128");
-    EXPECT_THAT(Elections(), Contains("3 REFRESH_GATEWAY type=GTYPE_V6"));
+    EXPECT_THAT(Elections(), Contains("IPv6"));
 }
 
 TEST_F(Emitter, AnnouncesRoutesOfTheMainTable) {
@@ -170,15 +190,9 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
     MakePort("wan0", "far0");
     Must("ip link add idle type veth peer name idler");
     Must("ip link set idler up");
-    for (const auto& [setting, value] :
-         {std::pair{"addr_gen_mode", "1"}, {"accept_dad", "0"}, {"disable_ipv6", "0"}}) {
-        WriteFile(std::string("/proc/sys/net/ipv6/conf/far0/") + setting, value);
-    }
+    SetIPv6("far0");
     Must("ip address add 192.0.2.1/24 dev wan0");
-    emitter.Initialize();
-    emitter.InitInterface();
-    HandleEverything();
-    requests.clear();
+    Begin();
 
     constexpr int kAddresses = 4'000;
     constexpr int kKept = 5;
@@ -193,17 +207,155 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
             }
         }
     }
-    batch << "link set idle up\naddress add 192.0.2.9/24 dev wan0\n";
+    // The address of the beginning goes and comes back, which no difference tells.
+    batch << "link set idle up\naddress del 192.0.2.1/24 dev wan0\n"
+          << "address add 192.0.2.1/24 dev wan0\n";
     batch.close();
     Must("ip -batch /tmp/batch");
     HandleEverything();
 
-    EXPECT_EQ(emitter.IPv4Addresses().at("wan0"), "192.0.2.9");
-    EXPECT_EQ(emitter.IPv6Addresses().at("far0").Join(),
-              "2001:db8::/128,2001:db8::1/128,2001:db8::2/128,2001:db8::3/128,2001:db8::4/128");
+    EXPECT_THAT(emitter.IPv6Addresses().at("far0").Entries(),
+                UnorderedElementsAre(Pair("2001:db8::", 128), Pair("2001:db8::1", 128),
+                                     Pair("2001:db8::2", 128), Pair("2001:db8::3", 128),
+                                     Pair("2001:db8::4", 128)));
     EXPECT_EQ(emitter.Links().at("idle"), true);
-    EXPECT_EQ(Count(PrintToString(spy.Messages()), "Taking stock"), 1U);
-    EXPECT_LE(Elections().size(), 3U);
+    EXPECT_EQ(Count(PrintToString(spy.Messages()), "Resync with the kernel"), 1U);
+    EXPECT_THAT(Elections(), ElementsAre("both"));
+    EXPECT_EQ(gateways.followed.back(), "{}");
+}
+
+TEST_F(Emitter, AnAddressWithALabelBelongsToItsInterface) {
+    MakePort("wan0", "far0");
+    Begin();
+    Must("ip address add 192.0.2.11/24 dev wan0 label wan0:1");
+    HandleEverything();
+    EXPECT_EQ(emitter.IPv4Addresses().at("wan0:1"), "192.0.2.11");
+    EXPECT_THAT(Elections(), ElementsAre("IPv4"));
+}
+
+TEST_F(Emitter, IPv6AddressesOfTheStartGoAndReturn) {
+    const auto makeWan0 = [] {
+        MakePort("wan0", "far0");
+        SetIPv6("wan0");
+        Must("ip address add 2001:db8::1/64 dev wan0");
+    };
+    makeWan0();
+    Must("ip address add 2001:db8::2/64 dev wan0");
+    Begin();
+    EXPECT_EQ(Hooks("ipv6", "wan0").size(), 0U);
+    Must("ip address del 2001:db8::2/64 dev wan0");
+    HandleEverything();
+    EXPECT_THAT(Hooks("ipv6_delete", "wan0"),
+                ElementsAre("ipv6_delete DELETE_ADDRESSES=2001:db8::2/64 IFNAME=wan0 IS_LINK=true "
+                            "ORIGIN_ADDRESSES=2001:db8::2/64,2001:db8::1/64"));
+    EXPECT_THAT(Elections(), ElementsAre("IPv6"));
+
+    Must("ip link del wan0");
+    HandleEverything();
+    EXPECT_THAT(emitter.IPv6Addresses().at("wan0").Entries(), IsEmpty());
+    Elections();
+    makeWan0();
+    HandleEverything();
+    EXPECT_THAT(Hooks("ipv6_add", "wan0"),
+                ElementsAre("ipv6_add IFNAME=wan0 IS_LINK=true NEW_ADDRESSES=2001:db8::1/64 "
+                            "ORIGIN_ADDRESSES="));
+    EXPECT_THAT(Elections(), Not(IsEmpty()));
+}
+
+TEST_F(Emitter, ManyInterfacesHideNoUplink) {
+    for (int i = 0; i < 20; ++i) {
+        Must("ip link add lan" + std::to_string(i) + " type veth");
+    }
+    MakePort("wan0", "far0");
+    Must("ip address add 192.0.2.10/24 dev wan0");
+    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
+    emitter.Initialize();
+    EXPECT_EQ(emitter.InitInterface(), 0);
+    EXPECT_EQ(emitter.Links().size(), 32U);
+    EXPECT_EQ(emitter.Links().count("wan0"), 0U);
+    HandleEverything();
+    EXPECT_EQ(emitter.Links().at("wan0"), true);
+    EXPECT_EQ(Hooks("ipv4_change", "wan0").size(), 1U);
+    EXPECT_THAT(Elections(), ElementsAre("both"));
+}
+
+TEST_F(Emitter, ANameThatVanishedHasNoLink) {
+    MakePort("wan0", "far0");
+    SetIPv6("wan0");
+    Must("ip address add 192.0.2.10/24 dev wan0");
+    Must("ip address add 2001:db8::1/64 dev wan0");
+    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
+    Begin();
+    Must("ip link set wan0 name other");
+    HandleEverything();
+    EXPECT_EQ(emitter.Links().at("wan0"), false);
+    EXPECT_EQ(emitter.Links().at("other"), true);
+    EXPECT_EQ(emitter.IPv4Addresses().at("wan0"), "none");
+    EXPECT_EQ(emitter.IPv4Addresses().at("other"), "192.0.2.10");
+    EXPECT_THAT(emitter.IPv6Addresses().at("wan0").Entries(), IsEmpty());
+    EXPECT_EQ(emitter.IPv6Addresses().at("other").Join(), "2001:db8::1/64");
+    EXPECT_THAT(Elections(), Contains("both"));
+    EXPECT_EQ(Hooks("link_down", "wan0").size(), 1U);
+    Must("ip link set other name wan0");
+    HandleEverything();
+    EXPECT_EQ(Hooks("link_up", "wan0").size(), 1U);
+    EXPECT_THAT(Elections(), Contains("both"));
+}
+
+TEST_F(Emitter, HooksAreSeenAsSoonAsTheyAreThere) {
+    Must("rm -r /usr/vexo/hooks/net");
+    const std::string link = "ipv4_change IFNAME=lo IS_LINK=false ";
+    emitter.ProcessIPv4Event("lo", "192.0.2.1", 32, true);
+    InstallHook("ipv4_change");
+    emitter.ProcessIPv4Event("lo", "192.0.2.2", 32, true);
+    EXPECT_EQ(Hooks("ipv4_change", "lo").size(), 1U);
+}
+
+TEST_F(Emitter, AFailureThatLastsIsToldOnce) {
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(emitter.AnalysisNetlinkMessage(), -1);
+    }
+    EXPECT_THAT(spy.Messages(), ElementsAre("recvmsg ret: [-1] from fd [-1]."));
+    spy.Clear();
+    EXPECT_EQ(emitter.StartPolling(), 0);
+    EXPECT_THAT(spy.Messages(), ElementsAre("Bad RTNETLINK fd [-1]"));
+}
+
+/// Whatever it is doing, and also before it has begun.
+TEST_F(Emitter, StopEndsItAtAnyMoment) {
+    MakePort("wan0", "far0");
+    for (int i = 0; i < 20; ++i) {
+        vexonetwork::NetworkEventEmitter other(&gateways);
+        std::thread thread([&other] { other.Start(); });
+        std::this_thread::sleep_for(i * 200us);
+        other.Stop();
+        thread.join();
+    }
+}
+
+/// Whatever module there is, also one that only knows requests, and also none.
+TEST_F(Emitter, FindsTheRouteModuleByItself) {
+    vexonetwork::NetworkEventEmitter other;
+    const auto begin = [&other] {
+        requests.clear();
+        other.InitInterface();
+        while (other.PollOnce(0ms)) {
+        }
+        return requests;
+    };
+    EXPECT_THAT(begin(), IsEmpty());
+    answer = [](Json::Value& reply) {
+        reply["exist"] = true;
+        return 0;
+    };
+    Add<MODULE_ROUTE>();
+    EXPECT_THAT(begin(), ElementsAre("3 REFRESH_GATEWAY type=ALL"));
+    requests.clear();
+    other.ProcessIPv4Event("lo:7", "192.0.2.7", 32, true);
+    while (other.PollOnce(0ms)) {
+    }
+    EXPECT_THAT(requests, ElementsAre("3 HAS_GATEWAY_DATA ifname=lo type=GTYPE_V4",
+                                      "3 REFRESH_GATEWAY type=GTYPE_V4"));
 }
 
 }  // namespace

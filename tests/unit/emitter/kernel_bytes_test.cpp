@@ -7,7 +7,6 @@
 #include <memory>
 #include <string_view>
 
-#include <vexonetwork/emitter/kernel_message.h>
 #include <vexonetwork/emitter/network_event_emitter.h>
 #include <vexonetwork/emitter/parse_rtattr.h>
 
