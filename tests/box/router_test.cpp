@@ -44,11 +44,10 @@ class RouterStory : public testing::Test {
         Must("ip -n isp-wan0 address flush dev far scope link");
         Must("ip netns exec isp-wan0 sysctl -qw net.ipv6.conf.all.forwarding=1");
         Must("ip -n isp-wan0 address add fe80::a/64 dev far nodad");
-        appliance.StartDaemon();
     }
 
-    static std::string Status(const std::string& member) {
-        return Parsed(Ctl("ipv6 status --json").out)["wan0"][member].asString();
+    static std::string Status(const std::string& member, const std::string& ifname = "wan0") {
+        return Parsed(Ctl("ipv6 status --json").out)[ifname][member].asString();
     }
 
     const std::vector<std::string> route = {"via fe80::a dev wan0"};
@@ -58,6 +57,7 @@ class RouterStory : public testing::Test {
 };
 
 TEST_F(RouterStory, GatewayAndMethodFollowTheNetwork) {
+    appliance.StartDaemon();
     for (const auto& [options, state] : {std::pair{"", "slaac"},
                                          {"AdvManagedFlag on;", "managed"},
                                          {"AdvOtherConfigFlag on;", "other"},
@@ -82,6 +82,7 @@ TEST_F(RouterStory, GatewayAndMethodFollowTheNetwork) {
 
 /// Sent by hand, with a hop limit and a sender that no neighbour has.
 TEST_F(RouterStory, StrangersAndFloodsAreWithstood) {
+    appliance.StartDaemon();
     router.Announce("");
     const auto isSlaac = [] { return Status("state") == "slaac"; };
     EXPECT_TRUE(Eventually(isSlaac));
@@ -103,6 +104,34 @@ TEST_F(RouterStory, StrangersAndFloodsAreWithstood) {
         vexotest::Run({"pgrep", "-r", "R,S,D", "-P", std::to_string(appliance.Daemon().Pid())}).out,
         IsEmpty());
     EXPECT_EQ(Ctl("status").status, 0);
+}
+
+/// Before the daemon's start the kernel believes everybody. The true router speaks when it is
+/// asked.
+TEST_F(RouterStory, NoStrangerIsLeftAsARouterAndTheTrueOneIsAsked) {
+    Advertiser stranger("isp-wan0", "far");
+    // Not more: the kernel's table of neighbours is one for all boxes.
+    EXPECT_TRUE(Eventually([&] {
+        for (int i = 0; i < 300; ++i) {
+            stranger.Send({.source = "fe80::f:" + std::to_string(i)});
+        }
+        return Count(Must("ip -6 route show default proto ra"), "dev wan0") == 300;
+    }));
+    router.Announce("UnicastOnly on;");
+    appliance.StartDaemon();
+    ExpectDefaultRoutes("-6", route);
+    EXPECT_EQ(Must("ip -6 route show proto ra default"), "");
+    EXPECT_TRUE(Eventually([] { return Status("router") == "fe80::a"; }));
+
+    MakeUplink(1);
+    EXPECT_TRUE(Eventually(
+        [] { return ReadFile("/proc/sys/net/ipv6/conf/wan1/accept_ra_defrtr") == "0\n"; }));
+    Advertiser late("isp-wan1", "far");
+    EXPECT_TRUE(Eventually([&] {
+        late.Send({.source = "fe80::f"});
+        return Status("router", "wan1") == "fe80::f";
+    }));
+    EXPECT_EQ(Must("ip -6 route show proto ra default"), "");
 }
 
 }  // namespace

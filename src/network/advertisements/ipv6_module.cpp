@@ -1,89 +1,45 @@
+// The life of the module, and its thread with socket and timers.
+
 #include "vexonetwork/network/module/ipv6_module.h"
 
-#include <net/if.h>
 #include <netinet/icmp6.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <system_error>
-#include <utility>
 
 #include <vexobase/log.h>
-#include <vexobase/unique_fd.h>
 #include <vexonetwork/utils/json_reader.h>
 
-#include "network/log_budget.h"
-#include "network/advertisements/reset_requests.h"
+#include "network/advertisements/advertisement.h"
+#include "network/advertisements/ipv6_module_parts.h"
+#include "network/advertisements/router_status.h"
 
 namespace vexonetwork::network::module {
 namespace {
 
-constexpr std::size_t kPacketSize = 1500;
-constexpr std::size_t kControlSize = 64;
+using std::chrono::steady_clock;
 
-int SetOption(int fd, int level, int option, int value) {
-    return ::setsockopt(fd, level, option, &value, sizeof value);
-}
+// The records are published for other processes once a second at most.
+constexpr auto kPublicationInterval = std::chrono::seconds(1);
+constexpr auto kMaxBurst = std::chrono::seconds(1);
 
-int PassRouterMessages(int fd) {
-    icmp6_filter filter{};
-    ICMP6_FILTER_SETBLOCKALL(&filter);
-    ICMP6_FILTER_SETPASS(ND_ROUTER_SOLICIT, &filter);
-    ICMP6_FILTER_SETPASS(ND_ROUTER_ADVERT, &filter);
-    return ::setsockopt(fd, IPPROTO_ICMPV6, ICMP6_FILTER, &filter, sizeof filter);
-}
-
-/// What a socket is set to, in order; null when all was taken.
-const char* SetUp(int fd) {
-    if (SetOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO, 1) < 0) {
-        return "IPV6_RECVPKTINFO";
-    }
-    if (SetOption(fd, IPPROTO_IPV6, IPV6_UNICAST_HOPS, 255) < 0) {
-        return "IPV6_UNICAST_HOPS";
-    }
-    if (SetOption(fd, IPPROTO_IPV6, IPV6_MULTICAST_HOPS, 255) < 0) {
-        return "IPV6_MULTICAST_HOPS";
-    }
-    if (PassRouterMessages(fd) < 0) {
-        return "ICMP6_FILTER";
-    }
-    return SetOption(fd, IPPROTO_IPV6, IPV6_RECVHOPLIMIT, 1) < 0 ? "IPV6_RECVHOPLIMIT" : nullptr;
-}
-
-/// The control messages of the last datagram; whoever received it points into them.
-unsigned char* ControlBuffer() {
-    static auto* const buffer = static_cast<unsigned char*>(std::malloc(kControlSize));
-    return buffer;
-}
-
-/// As if_indextoname(3), by a socket that is there already.
-/// @return "" when there is no such interface, or no longer
-std::string InterfaceName(int fd, unsigned index) {
-    ifreq request{};
-    request.ifr_ifindex = static_cast<int>(index);
-    return ::ioctl(fd, SIOCGIFNAME, &request) < 0 ? "" : request.ifr_name;
-}
+// Links that change all the time are looked over ten times a second.
+constexpr auto kBetweenLooks = std::chrono::milliseconds(100);
 
 }  // namespace
 
 IPv6Module::IPv6Module()
-    : BaseModule(MODULE_IPV6),
-      log_budget(std::make_unique<LogBudget>()),
-      wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      resets(std::make_unique<ResetRequests>()) {}
+    : BaseModule(MODULE_IPV6), parts(std::make_unique<Parts>([this](const std::string& ifname) {
+          return Ipv6Enable(ifname);
+      })) {}
 
 IPv6Module::~IPv6Module() {
     IPv6Module::TerminateModule();
-    const vexobase::UniqueFd closed(wake);
 }
 
 BaseModule* IPv6Module::Create() {
@@ -91,8 +47,11 @@ BaseModule* IPv6Module::Create() {
 }
 
 int IPv6Module::InitialModule() {
-    stopping = false;
-    if (!open_icmpv6_socket(sock)) {
+    parts->stopping = false;
+    if (!parts->wake) {
+        parts->wake.Reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    }
+    if (!parts->wake || !parts->socket.Open()) {
         VEXO_LOG(LOG_ERR, "Failed to open icmpv6 socket");
         return -1;
     }
@@ -100,151 +59,121 @@ int IPv6Module::InitialModule() {
 }
 
 int IPv6Module::StartModule() {
-    published = false;  // what a former daemon knew is no longer true
+    if (parts->polling.joinable()) {
+        return 0;
+    }
+    parts->records.MarkNews();  // what a former daemon knew is no longer true
     try {
-        polling = std::thread([this] { Poll(); });
-        ::pthread_setname_np(polling.native_handle(), "router-adverts");
-    } catch (const std::system_error&) {
+        if (!parts->socket) {
+            throw std::system_error(std::make_error_code(std::errc::not_connected));
+        }
+        // In here, so that it is done before the first election.
+        parts->links.Begin(steady_clock::now());
+        parts->polling = std::thread([this] { Poll(); });
+        ::pthread_setname_np(parts->polling.native_handle(), "router-adverts");
+    } catch (const std::exception&) {
         VEXO_LOG(LOG_ERR, "Failed to create ipv6 polling thread");
     }
     return 0;
 }
 
 int IPv6Module::TerminateModule() {
-    stopping = true;
-    ::eventfd_write(wake, 1);
-    if (polling.joinable()) {
-        polling.join();
-    }
-    const vexobase::UniqueFd closed(std::exchange(sock, -1));
+    StopPolling();
+    parts->socket.Close();
+    parts->wake.Reset();
     return 0;
+}
+
+void IPv6Module::StopPolling() {
+    parts->stopping = true;
+    if (parts->polling.joinable()) {
+        ::eventfd_write(parts->wake.Get(), 1);
+        parts->polling.join();
+    }
+    parts->links.End();
+    parts->records.DropWaiting();
+    parts->burst.End();
 }
 
 int IPv6Module::ProcessRequest(const Json::Value& in, Json::Value& /*out*/) {
-    std::string ifname = utils::GetString(in, "ifname").value_or("");
-    // A text that is no name, of megabytes even, has no record.
-    if (utils::GetString(in, "method") == "RESET_IPV6_MODULE" && ifname.size() < IF_NAMESIZE) {
-        resets->Post(std::move(ifname));
-        ::eventfd_write(wake, 1);
+    const std::string ifname = utils::GetString(in, "ifname").value_or("");
+    if (utils::GetString(in, "method") == "RESET_IPV6_MODULE" && parts->records.Forget(ifname)
+        && parts->polling.joinable()) {
+        Publish();
     }
     return 0;
 }
 
+const std::map<std::string, RaRecord>& IPv6Module::Records() const {
+    return parts->records.All();
+}
+
 bool IPv6Module::open_icmpv6_socket(int& fd) {
-    vexobase::UniqueFd opened(::socket(AF_INET6, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMPV6));
+    vexobase::UniqueFd opened = Icmpv6Socket::Create();
     if (!opened) {
-        VEXO_LOG(LOG_ERR, "Failed to create socket(AF_INET6)");
-        return false;
-    }
-    if (const char* option = SetUp(opened.Get())) {
-        VEXO_LOG(LOG_ERR, "Failed to setsockopt(%s)", option);
         return false;
     }
     fd = opened.Release();
     return true;
 }
 
-/// Sleeps until there is something to do.
-/// @return false after a log line
-bool IPv6Module::Wait() {
-    in_burst = false;
-    burst_answers.clear();
-    burst_neighbours.clear();
-    std::array<pollfd, 2> events{{{sock, POLLIN, 0}, {wake, POLLIN, 0}}};
-    if (::poll(events.data(), events.size(), MillisecondsToPublication()) < 0 && errno != EINTR) {
-        VEXO_LOG(LOG_ERR, "Failed to select socket");
-        return false;
-    }
-    eventfd_t value = 0;
-    ::eventfd_read(wake, &value);
-    return true;
-}
-
-/// As poll(2) takes it: -1 when there is nothing to publish.
-int IPv6Module::MillisecondsToPublication() const {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
-        next_publication - std::chrono::steady_clock::now());
-    return published ? -1 : std::max(0, static_cast<int>(left.count()));
-}
-
 int IPv6Module::recv_rs_ra(unsigned char* buf, sockaddr_in6* from, in6_pktinfo** pktinfo) {
-    unsigned char* control = ControlBuffer();
-    if (control == nullptr) {
-        VEXO_LOG(LOG_ERR, "Failed to malloc chdr");
-        return -1;
-    }
-    for (;;) {
-        ForgetRequested();
-        if (MillisecondsToPublication() == 0) {
-            Publish();
-        }
-        if (stopping) {
-            return -1;
-        }
+    while (!parts->stopping) {
         // First, as in a flood there is always one more.
-        const ssize_t length = Receive(buf, from, control, pktinfo);
-        if (length >= 0 || errno != EAGAIN) {
-            in_burst = true;
-            return static_cast<int>(length);
+        if (const auto length = TryReceive(buf, from, pktinfo)) {
+            return *length;
         }
-        if (!Wait()) {
-            return -1;
+        if (!Wait(false)) {
+            break;
         }
     }
+    return -1;
 }
 
-/// @return the length; -1 with EAGAIN when there is no datagram, else after a log line
-ssize_t IPv6Module::Receive(unsigned char* buf, sockaddr_in6* from, unsigned char* control,
-                            in6_pktinfo** pktinfo) {
-    iovec part{buf, kPacketSize};
-    msghdr message{};
-    message.msg_name = from;
-    message.msg_namelen = sizeof *from;
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = kControlSize;
-    const ssize_t length = ::recvmsg(sock, &message, MSG_DONTWAIT);
-    if (length >= 0 && !TakeControl(message, pktinfo)) {
-        errno = EBADMSG;
+/// @return nothing when there is no datagram
+std::optional<int> IPv6Module::TryReceive(unsigned char* buf, sockaddr_in6* from,
+                                          in6_pktinfo** pktinfo) {
+    if (!parts->socket) {
+        VEXO_LOG(LOG_ERR, "Failed to select socket");
         return -1;
     }
-    if (length < 0 && errno != EAGAIN) {
-        VEXO_LOG(LOG_ERR, "Failed to receive message");
+    const auto length = parts->socket.Receive(buf, from, pktinfo);
+    if (length && !parts->burst.lasts) {
+        parts->burst.lasts = true;
+        parts->burst.begin = steady_clock::now();
     }
     return length;
 }
 
-/// @return false, after a log line, when the kernel does not know where the datagram came in
-bool IPv6Module::TakeControl(const msghdr& message, in6_pktinfo** pktinfo) {
-    hop_limit = -1;
-    auto* all = const_cast<msghdr*>(&message);
-    for (cmsghdr* each = CMSG_FIRSTHDR(all); each != nullptr; each = CMSG_NXTHDR(all, each)) {
-        if (each->cmsg_level != IPPROTO_IPV6) {
-            continue;
-        }
-        if (each->cmsg_type == IPV6_HOPLIMIT && each->cmsg_len == CMSG_LEN(sizeof hop_limit)) {
-            std::memcpy(&hop_limit, CMSG_DATA(each), sizeof hop_limit);
-        }
-        if (each->cmsg_type != IPV6_PKTINFO) {
-            continue;
-        }
-        auto* info = reinterpret_cast<in6_pktinfo*>(CMSG_DATA(each));
-        const bool whole = each->cmsg_len == CMSG_LEN(sizeof *info);
-        if (!whole || info->ipi6_ifindex == 0) {
-            VEXO_LOG(LOG_ERR, "received a bogus IPV6_PKTINFO from the kernel! len=%d, index=%u\n",
-                     static_cast<int>(each->cmsg_len), whole ? info->ipi6_ifindex : 0);
-            return false;
-        }
-        *pktinfo = info;
+/// Sleeps until there is something to do.
+/// @return false after a log line
+bool IPv6Module::Wait(bool withTimers) {
+    parts->burst.End();
+    const bool mayLook = withTimers && steady_clock::now() >= parts->nextLook;
+    std::array<pollfd, 3> events{{{parts->socket.Descriptor(), POLLIN, 0},
+                                  {parts->wake.Get(), POLLIN, 0},
+                                  {mayLook ? parts->links.Descriptor() : -1, POLLIN, 0}}};
+    if (WaitFor(events, withTimers ? NextTimer(mayLook) : std::nullopt) < 0) {
+        VEXO_LOG(LOG_ERR, "Failed to select socket");
+        return false;
     }
     return true;
 }
 
+std::optional<SteadyTime> IPv6Module::NextTimer(bool mayLook) const {
+    std::optional<SteadyTime> next =
+        Earlier(parts->records.NextDue(), parts->links.Asked().NextDue());
+    if (parts->records.HasNews()) {
+        next = Earlier(next, parts->nextPublication);
+    }
+    return mayLook ? next : Earlier(next, parts->nextLook);
+}
+
 void IPv6Module::Poll() {
-    std::array<unsigned char, kPacketSize> packet;
-    while (!stopping) {
+    std::array<unsigned char, kIcmpv6PacketSize> packet;
+    while (!parts->stopping) {
         try {
+            RunTimers();
             PollOnce(packet.data());
         } catch (const std::exception& error) {
             VEXO_LOG(LOG_ERR, "Failed to handle an advertisement: %.200s", error.what());
@@ -255,69 +184,84 @@ void IPv6Module::Poll() {
 void IPv6Module::PollOnce(unsigned char* packet) {
     sockaddr_in6 from{};
     in6_pktinfo* pktinfo = nullptr;
-    const int length = recv_rs_ra(packet, &from, &pktinfo);
-    if (stopping) {
+    const auto length = TryReceive(packet, &from, &pktinfo);
+    if (!length) {
+        Wait(true);
         return;
     }
-    if (length <= 0) {
-        VEXO_LOG(LOG_ERR, "%s", length == 0 ? "received zero lenght packet" : "recv_rs_ra error");
+    if (*length <= 0) {
+        if (MayLog()) {
+            VEXO_LOG(LOG_ERR, "%s",
+                     *length == 0 ? "received zero lenght packet" : "recv_rs_ra error");
+        }
         return;
     }
     // Without an index there is no telling whose router it is.
-    const std::string ifname = pktinfo ? InterfaceName(sock, pktinfo->ipi6_ifindex) : "";
-    HandlePacket(packet, length, from.sin6_addr, hop_limit, ifname);
+    const std::string ifname =
+        pktinfo ? parts->socket.InterfaceName(pktinfo->ipi6_ifindex) : std::string();
+    if (Handle(packet, *length, from.sin6_addr, parts->socket.HopLimit(), ifname, true)) {
+        parts->links.Asked().End(pktinfo->ipi6_ifindex);
+    }
+}
+
+void IPv6Module::RunTimers() {
+    const auto now = steady_clock::now();
+    if (now - parts->burst.begin > kMaxBurst) {
+        parts->burst.End();
+    }
+    for (const auto& [ifname, rival, own] : parts->records.TakeDue(now)) {
+        if (rival) {
+            Consider(ifname, *rival, true);
+        }
+        if (own && parts->records.Remembers(ifname, own->router)) {
+            Consider(ifname, *own, true);
+        }
+    }
+    if (now >= parts->nextLook && (parts->links.Update(now) || parts->burst.lasts)) {
+        parts->nextLook = now + kBetweenLooks;
+    }
+    parts->links.Asked().Run(now, [this](unsigned index) { return parts->socket.Solicit(index); });
+    if (now >= parts->nextPublication && parts->records.HasNews()) {
+        Publish();
+        parts->nextPublication = now + kPublicationInterval;
+    }
+}
+
+void IPv6Module::Publish() {
+    parts->records.Publish(PublishRouters);
 }
 
 void IPv6Module::HandlePacket(unsigned char* packet, int len, const in6_addr& sender, int hopLimit,
                               const std::string& ifname) {
+    Handle(packet, len, sender, hopLimit, ifname, false);
+}
+
+/// @param paced  whether a change soon after another one has to wait
+/// @return whether it was the advertisement of a default router
+bool IPv6Module::Handle(unsigned char* packet, int len, const in6_addr& sender, int hopLimit,
+                        const std::string& ifname, bool paced) {
     const unsigned messageType = packet[0];
     if (messageType != ND_ROUTER_SOLICIT && messageType != ND_ROUTER_ADVERT) {
         VEXO_LOG(LOG_ERR, "icmpv6 filter failed");
-        return;
+        return false;
     }
     constexpr int kNeverForwarded = 255;
-    const bool isForHosts = len >= static_cast<int>(sizeof(nd_router_advert)) && packet[1] == 0
-                            && hopLimit == kNeverForwarded && IN6_IS_ADDR_LINKLOCAL(&sender);
-    // The interface may have gone in the meantime.
-    if (messageType == ND_ROUTER_SOLICIT || !isForHosts || ifname.empty()) {
-        return;
+    const auto advertisement = ReadAdvertisement({packet, static_cast<std::size_t>(len)});
+    const bool isForHosts = hopLimit == kNeverForwarded && IN6_IS_ADDR_LINKLOCAL(&sender);
+    // The interface may have gone in the meantime. Whoever is no default router cannot be the
+    // gateway.
+    if (!advertisement || !isForHosts || ifname.empty() || advertisement->lifetime == 0) {
+        return false;
     }
-    // Whoever is no default router (RFC 4861 section 4.2) cannot be the gateway.
-    const bool hasLifetime = packet[6] != 0 || packet[7] != 0;
-    if (!hasLifetime) {
-        return;
-    }
-    ForgetRequested();
     char text[INET6_ADDRSTRLEN];
-    const std::string router = print_addr(&sender, text);
-    const bool managed = (packet[5] & ND_RA_FLAG_MANAGED) != 0;
-    const bool other = (packet[5] & ND_RA_FLAG_OTHER) != 0;
-    if (!IsHasty(router, ifname, managed, other)) {
-        ProcessRA(router, ifname, packet, len, managed, other);
+    const Claim claim{.router = print_addr(&sender, text),
+                      .managed = advertisement->managed,
+                      .other = advertisement->other,
+                      .heard = std::time(nullptr)};
+    if (Accepts(claim.router, ifname, packet, len, claim.managed)) {
+        Consider(ifname, claim, paced);
     }
-}
-
-/// Each change takes the default route away for a moment, and anyone on the link can ask for one
-/// with every packet. A router does not advertise to all more often than every three seconds (RFC
-/// 4861 section 10, MIN_DELAY_BETWEEN_RAS), so a change that soon after another waits for the next
-/// advertisement.
-bool IPv6Module::IsHasty(const std::string& router, const std::string& ifname, bool managed,
-                         bool other) {
-    constexpr auto kBetweenChanges = std::chrono::seconds(3);
-    const auto last = last_changes.find(ifname);
-    const bool isSoon = last != last_changes.end()
-                        && std::chrono::steady_clock::now() - last->second < kBetweenChanges;
-    return isSoon && polling.joinable()
-           && (ra_records[ifname].gateway != router || IsRaStateChange(ifname, managed, other));
-}
-
-void IPv6Module::ForgetRequested() {
-    resets->Take([this](const std::string& ifname) {
-        if (ra_records.erase(ifname) != 0) {
-            published = false;
-            last_changes.erase(ifname);
-        }
-    });
+    return true;
 }
 
 }  // namespace vexonetwork::network::module

@@ -3,14 +3,13 @@
 #include <netinet/in.h>
 #include <sys/types.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <vexonetwork/network/module/base_module.h>
@@ -32,14 +31,19 @@ struct RaRecord {
     RaState state = RA_STATE_NONE;
 };
 
-class LogBudget;
-class ResetRequests;
+struct Claim;
+struct Decision;
+struct NeighbourAnswer;
 
 /// Follows router advertisements (RFC 4861): the first usable router of an interface becomes its
 /// IPv6 gateway, and the flags M and O choose the interface's IPv6 method. Another router takes its
 /// place only when it does not answer neighbour discovery, or was silent for more than 900 s.
 ///
-/// The polling thread alone touches the records. A request to forget one is handed to it.
+/// The polling thread has changes that come within three seconds of another one wait until these
+/// are over: the last state counts then, and what another router claims is decided anew then.
+///
+/// The members below may be called without a polling thread too; they then change at once. Beside
+/// it only ProcessRequest may be called.
 class IPv6Module : public BaseModule {
   public:
     IPv6Module();
@@ -47,17 +51,22 @@ class IPv6Module : public BaseModule {
 
     static BaseModule* Create();
 
-    /// Serves "RESET_IPV6_MODULE": forgets the router of "ifname". Other methods are ignored.
-    /// @return 0 always
+    /// Serves "RESET_IPV6_MODULE": forgets the router of "ifname", before it returns. Other methods
+    /// are ignored. @return 0 always
     int ProcessRequest(const Json::Value& in, Json::Value& out) override;
 
-    /// Opens the socket. @return 0, or -1 after a log line
+    // In any order and as often as one likes.
+
+    /// Opens the socket. One that is open stays, and so does a thread that polls it.
+    /// @return 0, or -1 after a log line
     int InitialModule() override;
 
-    /// Starts the polling thread. @return 0, also when that failed and was logged
+    /// Starts the polling thread; one that runs goes on. @return 0, also when that failed and was
+    /// logged
     int StartModule() override;
 
-    /// Ends the polling thread, closes the socket. @return 0
+    /// Ends the polling thread, also where it waits for ndisc6(8), and closes the socket.
+    /// @return 0
     int TerminateModule() override;
 
     /// Opens a raw ICMPv6 socket that receives router solicitations and advertisements
@@ -104,48 +113,35 @@ class IPv6Module : public BaseModule {
     void ProcessRA(const std::string& router, const std::string& ifname, unsigned char* ra, int len,
                    bool managed, bool other);
 
-    // Of the polling thread, or of the caller where there is none.
-    const std::map<std::string, RaRecord>& Records() const { return ra_records; }
+    /// What is remembered; not to be read beside the polling thread.
+    const std::map<std::string, RaRecord>& Records() const;
 
   private:
+    struct Parts;
+
     void Poll();
     void PollOnce(unsigned char* packet);
-    bool Wait();
-    ssize_t Receive(unsigned char* buf, sockaddr_in6* from, unsigned char* control,
-                    in6_pktinfo** pktinfo);
-    bool TakeControl(const msghdr& message, in6_pktinfo** pktinfo);
-    void ForgetRequested();
-    using Question = bool (IPv6Module::*)(const std::string& ifname);
-    bool AskOnceInBurst(Question question, std::map<std::string, bool>& answers,
-                        const std::string& ifname);
-    bool IsHasty(const std::string& router, const std::string& ifname, bool managed, bool other);
+    void RunTimers();
+    bool Wait(bool withTimers);
+    std::optional<std::chrono::steady_clock::time_point> NextTimer(bool mayLook) const;
+    std::optional<int> TryReceive(unsigned char* buf, sockaddr_in6* from, in6_pktinfo** pktinfo);
+    void StopPolling();
+
+    bool Handle(unsigned char* packet, int len, const in6_addr& sender, int hopLimit,
+                const std::string& ifname, bool paced);
+    bool Accepts(const std::string& router, const std::string& ifname, unsigned char* ra, int len,
+                 bool managed);
+    void Consider(const std::string& ifname, const Claim& claim, bool paced);
+    bool Follows(const std::string& ifname);
+    std::optional<NeighbourAnswer> AskNeighbour(const std::string& ifname,
+                                                const std::string& gateway);
+    void LogKept(const Decision& decision);
+    void Apply(const std::string& ifname, const Claim& claim);
     void AddGateway(const std::string& router, const std::string& ifname);
-    void ApplyFlags(const std::string& ifname, bool managed, bool other);
     bool MayLog();
-    int MillisecondsToPublication() const;
     void Publish();
 
-    std::int32_t sock = -1;
-    std::map<std::string, RaRecord> ra_records;
-
-    int hop_limit = -1;  ///< of the datagram received last
-    std::unique_ptr<LogBudget> log_budget;
-
-    // Datagrams that came without a pause are held against one reading of the configuration and
-    // one look for the router, for a second at most: a flood must not become one of that.
-    bool in_burst = false;
-    std::map<std::string, bool> burst_answers;     ///< of Ipv6Enable, by interface
-    std::map<std::string, bool> burst_neighbours;  ///< of IsGatewayReachable, by interface
-
-    std::map<std::string, std::chrono::steady_clock::time_point> last_changes;  ///< by interface
-    int wake = -1;  ///< an eventfd that ends the waiting
-    std::atomic<bool> stopping = false;
-    std::unique_ptr<ResetRequests> resets;
-    std::thread polling;
-
-    // The records are published for other processes once a second at most.
-    bool published = true;  ///< since the last change
-    std::chrono::steady_clock::time_point next_publication;
+    const std::unique_ptr<Parts> parts;
 };
 
 }  // namespace vexonetwork::network::module
