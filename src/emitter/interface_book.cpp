@@ -140,6 +140,17 @@ std::string InterfaceBook::NameOf(unsigned index, const std::string& fallback) {
     return names.try_emplace(index, fallback).first->second;
 }
 
+InterfaceBook::FlagChange InterfaceBook::NoteFlags(const std::string& ifname, unsigned flags) {
+    const auto [known, isNew] = flagsOf.try_emplace(ifname, flags);
+    const unsigned former = std::exchange(known->second, flags);
+    if (IsTransition(flags)) {
+        return FlagChange::kNone;
+    }
+    return IsTransition(former)               ? FlagChange::kLink
+           : ((former ^ flags) & IFF_UP) != 0 ? FlagChange::kRoutes
+                                              : FlagChange::kNone;
+}
+
 bool InterfaceBook::NoteLink(const std::string& ifname, bool running) {
     const auto [known, isNew] = linkUp.try_emplace(ifname, running);
     return std::exchange(known->second, running) != running || isNew;
@@ -178,6 +189,7 @@ void InterfaceBook::Learn(const InterfaceSnapshot& snapshot) {
     for (const LinkEvent& link : snapshot.links) {
         names[link.index] = link.ifname;
         holders[link.ifname] = link.index;
+        flagsOf[link.ifname] = link.flags;
     }
     ipv6 = AddressesOf(snapshot, AF_INET6);
     std::erase_if(ipv6, [](const auto& entry) { return IsGuest(entry.first); });

@@ -43,6 +43,16 @@ class InterfaceBook {
     /// remembered.
     std::string NameOf(unsigned index, const std::string& fallback);
 
+    /// What the flags of a link message mean beside whether there is a link.
+    enum class FlagChange {
+        kNone,
+        kRoutes,  ///< taken up or down: the kernel has dropped its routes, or takes them again
+        kLink     ///< no longer in a transition, in which an election may have taken it for linked
+    };
+
+    /// Remembers the flags (IFF_…) that were told, also those of a transition.
+    FlagChange NoteFlags(const std::string& ifname, unsigned flags);
+
     /// @return whether that was not known
     bool NoteLink(const std::string& ifname, bool running);
 
@@ -78,6 +88,7 @@ class InterfaceBook {
     std::map<unsigned, std::string> names;    ///< also of interfaces that are gone
     std::map<std::string, unsigned> holders;  ///< the interface that was last found to have a name
     std::map<std::string, bool> linkUp;
+    std::map<std::string, unsigned> flagsOf;  ///< as last told
 };
 
 /// The interface of a label: "wan0" of "wan0:1".

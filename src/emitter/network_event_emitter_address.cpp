@@ -106,6 +106,10 @@ void NetworkEventEmitter::ProcessIPv6Event(const std::string& ifname, const std:
     const auto change =
         book->NoteIPv6(ifname, entry, isNew, hasHooks ? Lists::kJoin : Lists::kOmit);
     if (!change) {
+        // The kernel tells of no address that it still tries, but rules are made for it.
+        if (!isNew) {
+            agenda->NoteChange(ifname, kOtherChange, steady_clock::now());
+        }
         return;
     }
     agenda->NoteChange(ifname, kIPv6Change, steady_clock::now());

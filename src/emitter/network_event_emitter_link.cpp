@@ -79,10 +79,20 @@ int NetworkEventEmitter::CheckNewLinkEvent(nlmsghdr* message) {
         return -1;
     }
     const auto link = ReadLinkEvent(*message);
-    if (!link || IsTransition(link->flags)) {
+    if (!link) {
         return -1;
     }
-    return Handle(*link);
+    NoteFlags(*link);
+    return IsTransition(link->flags) ? -1 : Handle(*link);
+}
+
+void NetworkEventEmitter::NoteFlags(const LinkEvent& event) {
+    using FlagChange = InterfaceBook::FlagChange;
+    const FlagChange change = book->NoteFlags(event.ifname, event.flags);
+    if (change != FlagChange::kNone) {
+        agenda->NoteChange(event.ifname, change == FlagChange::kLink ? kLinkChange : kOtherChange,
+                           steady_clock::now());
+    }
 }
 
 int NetworkEventEmitter::Handle(const LinkEvent& event) {

@@ -112,6 +112,9 @@ void NetworkEventEmitter::Resync() {
         return;
     }
     agenda->NoteResync(steady_clock::now());
+    for (const LinkEvent& link : snapshot->links) {
+        book->NoteFlags(link.ifname, link.flags);
+    }
     const auto handle = [this](const auto& event) { Handle(event); };
     for (const InterfaceEvent& event : book->LinkEventsTo(*snapshot)) {
         std::visit(handle, event);

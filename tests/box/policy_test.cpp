@@ -130,6 +130,28 @@ TEST_F(Uplinks, EachAnswersWhoeverCameInByIt) {
     EXPECT_EQ(Count(appliance.Log(), "policy_route"), 0U) << appliance.Log();
 }
 
+TEST_F(Uplinks, WithoutACarrierAndWithAddressesThatAreTriedTheyAreFollowedToo) {
+    MustCtl("policy enable -q wan1");
+    SetLink(uplinks[1], false);
+    Must("ip link set wan1 down");
+    EXPECT_TRUE(Eventually([] { return Rules("-4").find("198.51.100.10") == std::string::npos; }));
+    Must("ip link set wan1 up");
+    EXPECT_TRUE(Eventually([] {
+        return Table("-4", "wan1").starts_with("default via 198.51.100.1")
+               && Rules("-4").find("198.51.100.10") != std::string::npos;
+    })) << "the kernel has dropped its routes";
+
+    SetLink(uplinks[1], true);
+    const std::string settings = "/proc/sys/net/ipv6/conf/wan1/";
+    WriteFile(settings + "accept_dad", "1");
+    WriteFile(settings + "dad_transmits", "100");
+    Must("ip addr add 2001:db8:1::77/64 dev wan1");
+    MustCtl("policy enable -q wan1");
+    EXPECT_THAT(Rules("-6"), HasSubstr("from 2001:db8:1::77 "));
+    Must("ip addr del 2001:db8:1::77/64 dev wan1");
+    EXPECT_TRUE(Eventually([] { return Rules("-6").find("::77") == std::string::npos; }));
+}
+
 TEST_F(Uplinks, NetworksAroundUsAndStaticRoutesGoBefore) {
     Must("ip netns add office");
     Must("ip link add lan0 type veth peer name far netns office");

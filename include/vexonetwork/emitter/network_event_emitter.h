@@ -107,6 +107,7 @@ class NetworkEventEmitter {
     void Handle(nlmsghdr* message);
     int Handle(const LinkEvent& event);
     void Handle(const AddressEvent& event);
+    void NoteFlags(const LinkEvent& event);
     void NoteName(unsigned index, const std::string& ifname, bool isCurrent);
     std::string NameOf(unsigned index);
     void DeliverLinkEvent(const std::string& ifname, bool running);

@@ -17,14 +17,14 @@ using namespace testing;
 using namespace vexonetwork;
 using Lines = std::vector<std::string>;
 
-constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
+constexpr unsigned kHalfUp = IFF_UP | IFF_RUNNING;
+constexpr unsigned kUp = kHalfUp | IFF_LOWER_UP;
 
 LinkEvent Link(const std::string& words) {
     std::istringstream text(words);
     LinkEvent link;
     std::string state;
     text >> link.index >> link.ifname >> state;
-    constexpr unsigned kHalfUp = IFF_UP | IFF_RUNNING;
     link.flags = state == "up" ? kUp : state == "half-up" ? kHalfUp : unsigned{IFF_UP};
     return link;
 }
@@ -238,6 +238,26 @@ TEST(InterfaceBook, ASnapshotBecomesTheEventsThatWereLost) {
         reader.Resync(Snapshot(story.told));
         EXPECT_EQ(reader.changes, story.changes) << story.title;
     }
+}
+
+TEST(InterfaceBook, FlagsTellMoreThanTheLink) {
+    using enum InterfaceBook::FlagChange;
+    InterfaceBook book;
+    for (const auto& [flags, change] : {std::pair{0U, kNone},
+                                        {unsigned{IFF_UP}, kRoutes},
+                                        {kUp, kNone},
+                                        {unsigned{IFF_UP}, kNone},
+                                        {0U, kRoutes},
+                                        {kHalfUp, kNone},
+                                        {kHalfUp, kNone},
+                                        {unsigned{IFF_UP}, kLink},
+                                        {kHalfUp, kNone},
+                                        {kUp, kLink},
+                                        {kUp, kNone}}) {
+        EXPECT_EQ(book.NoteFlags("wan0", flags), change) << flags;
+    }
+    book.Learn(Snapshot({"6 wan1 half-up"}));
+    EXPECT_EQ(book.NoteFlags("wan1", IFF_UP), kLink);
 }
 
 TEST(InterfaceBook, WhatWasThereIsNotNewButItsEndIsTold) {
