@@ -1,9 +1,7 @@
 #include "vexonetwork/network/module/route_module.h"
 
 #include <exception>
-#include <iterator>
 #include <optional>
-#include <sstream>
 
 #include <vexo/ha.h>
 #include <vexobase/log.h>
@@ -110,8 +108,6 @@ void RouteModule::Dispatch(const Json::Value& request, Json::Value& reply) {
         serve(ReadCopyRequest(request));
     } else if (method == "REFRESH_GATEWAY") {
         RefreshDefaultGateway(request);
-    } else {
-        DispatchInside(method, request, reply);
     }
 }
 
@@ -150,21 +146,6 @@ void RouteModule::GetGatewayDataByInterface(GATEWAY_TYPE list, const Json::Value
     }
     reply["gateway"] = DatabaseValue(*ifname, FindFamily(list)->gatewayKey);
     reply["dns"] = DatabaseValue(*ifname, FindFamily(list)->dnsKey);
-}
-
-/// For the emitter alone, until it makes typed calls; the bus does not lead here.
-void RouteModule::DispatchInside(const std::string& method, const Json::Value& request,
-                                 Json::Value& reply) {
-    const std::string ifname = utils::GetString(request, "ifname").value_or("");
-    if (method == "HAS_GATEWAY_DATA") {
-        reply["exist"] = IsListed(ReadType(request), ifname);
-    } else if (method == "RESTORE_GATEWAY_DATA") {
-        Wake(ifname);
-    } else if (method == "FOLLOW_NETWORK") {
-        using Words = std::istream_iterator<std::string>;
-        std::istringstream words(utils::GetString(request, "ifnames").value_or(""));
-        Follow({Words(words), Words{}});
-    }
 }
 
 }  // namespace vexonetwork::network::module

@@ -79,7 +79,6 @@ class RouteModule : public BaseModule, public GatewayFollower {
 
   private:
     void Dispatch(const Json::Value& request, Json::Value& reply);
-    void DispatchInside(const std::string& method, const Json::Value& request, Json::Value& reply);
     void GetGatewayListData(GATEWAY_TYPE list, Json::Value& reply);
     void GetGatewayDataByInterface(GATEWAY_TYPE list, const Json::Value& request,
                                    Json::Value& reply);

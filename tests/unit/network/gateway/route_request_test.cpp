@@ -17,12 +17,17 @@ int VEXONetDefaultGatewayGet(char*, int) {
 }
 
 static std::vector<std::string> announced;
+static std::string databaseOfAHook;  ///< what the next hook makes of the database; "" for none
 
 int VEXONetGatewayConfigChangeHook(int stage, const char* protocol, const char* ifname,
                                    const char* oldGateway, const char* newGateway) {
     announced.push_back(std::to_string(stage) + " " + protocol + " " + ifname + " " + oldGateway
                         + ">" + newGateway
                         + (vexotest::ConfigFile("gateway_database").empty() ? " first" : ""));
+    if (!databaseOfAHook.empty()) {
+        vexotest::WriteFile("/etc/iproute2/config/gateway_database",
+                            std::exchange(databaseOfAHook, ""));
+    }
     return 0;
 }
 int VEXONetDnsConfigChangeHook(int stage, const char* ifname, const VLIBSZLIST* servers) {
@@ -214,6 +219,11 @@ TEST_F(RouteWorld, HooksFrameTheChangeAndOnlyARealOne) {
         Add("eth7", -2, members);
         EXPECT_EQ(announced, hooks) << members;
     }
+    databaseOfAHook = "[z]\n\tgateway=192.0.2.7\n";
+    Add("eth7", -2, "'gateway': '192.0.2.3'");
+    EXPECT_EQ(ConfigFile("gateway_database"),
+              "[eth7]\n\tgateway=192.0.2.3\n[z]\n\tgateway=192.0.2.7\n")
+        << "what changed meanwhile stays";
 }
 
 }  // namespace
