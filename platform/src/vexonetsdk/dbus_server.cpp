@@ -125,7 +125,7 @@ int DBusServer::StartLoop() {
     while (!state->quit && !state->lost) {
         g_main_context_iteration(nullptr, true);
     }
-    // Whoever quits before the loop has begun is heard, too.
+    // A QuitLoop from before the loop began ends it too.
     if (state->quit.exchange(false)) {
         return 0;
     }

@@ -14,7 +14,7 @@
 namespace {
 
 /// Executables that hang hold a thread for 30 s each; a flood of events must not hold thousands.
-constexpr int kMostUnawaited = 64;
+constexpr int kMaxUnawaited = 64;
 std::atomic<int> unawaited = 0;
 
 int RunAction(const VLIBPLUGIN& session) {
@@ -48,10 +48,10 @@ void RunUnawaited(const VLIBPLUGIN& session) {
 /// Runs a copy of the session on a thread of its own, which waits for the executables in the
 /// caller's place: none is left a zombie and each has its deadline.
 int StartAction(const VLIBPLUGIN& session) {
-    if (unawaited.fetch_add(1) >= kMostUnawaited) {
+    if (unawaited.fetch_add(1) >= kMaxUnawaited) {
         --unawaited;
         VEXO_LOG(LOG_ERR, "Action [%s/%s] is dropped: %d others have not ended",
-                 session.category.c_str(), session.name.c_str(), kMostUnawaited);
+                 session.category.c_str(), session.name.c_str(), kMaxUnawaited);
         return -1;
     }
     const vlib::BlockedSignals blocked;
