@@ -4,9 +4,11 @@
 #include <dbus/dbus.h>
 #include <systemd/sd-daemon.h>
 
+#include <vexobase/bus_address.h>
+
 int main() {
-    DBusConnection* connection = dbus_bus_get(DBUS_BUS_SESSION, nullptr);
-    if (connection == nullptr
+    DBusConnection* connection = dbus_connection_open(vexobase::BusAddress().c_str(), nullptr);
+    if (connection == nullptr || !dbus_bus_register(connection, nullptr)
         || dbus_bus_request_name(connection, "com.vexo.network", DBUS_NAME_FLAG_DO_NOT_QUEUE,
                                  nullptr)
                != DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER) {
