@@ -98,6 +98,11 @@ TEST_F(Election, WithoutAWinnerEveryFormerRouteComesBackAsItWas) {
     Do("SET_SLAVE_DATA", "'ifname': 'wan1', 'slave': true", "GTYPE_V6");
     Do("REFRESH_GATEWAY", "", "ALL");
     EXPECT_EQ(routes(), before) << "slaves alone";
+    SetLink(wan0, false);
+    const std::string down = routes();
+    EXPECT_THAT(down, HasSubstr("nexthop via 192.0.2.1 dev wan0 weight 3 linkdown"));
+    Do("REFRESH_GATEWAY", "", "ALL");
+    EXPECT_EQ(routes(), down) << "by a link that is down";
     EXPECT_THAT(log.Messages(), Not(Contains(HasSubstr("ailed"))));
 }
 
@@ -120,6 +125,15 @@ TEST_F(Election, IPv6ReplacesTheDefaultRoutesOfTheMainTableAndNoOther) {
     EXPECT_EQ(Order("GTYPE_V6"), "wan1 wan0") << "out of reach";
     EXPECT_EQ(others(), before);
     EXPECT_EQ(log.Messages(), std::vector<std::string>());
+
+    Must("ip link add tun1000 type veth peer name far");
+    Must("ip -6 addr add 2001:db8:9::10/64 dev tun1000 nodad");
+    Must("ip link set tun1000 up");
+    Must("ip -6 route add default via 2001:db8:9::1 metric 16");
+    module.Elect(GTYPE_V6);
+    EXPECT_THAT(DefaultRoutes("-6"),
+                ElementsAre("via 2001:db8:9::1 dev tun1000", "via 2001:db8:1::1 dev wan1"))
+        << "that tunnel is never replaced";
 }
 
 TEST_F(Election, AnIPv6RouteByTheInterfaceAloneIsLeftAgain) {
