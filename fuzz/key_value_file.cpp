@@ -7,13 +7,15 @@
 #include <string>
 
 #include <vexobase/unique_fd.h>
+#include <vexonetwork/utils/config.h>
 #include <vlib/file.h>
 
 #include "fuzz.h"
+#include "network/routing/section_file.h"
 #include "utils/sz_containers.h"
 
 // Any bytes are read, written section by section, and read again: writing what was read the second
-// time gives the same bytes.
+// time gives the same bytes. All readers of sections find the same in them.
 
 namespace {
 
@@ -62,14 +64,49 @@ void CheckFlat(const std::string& path) {
     }
 }
 
+using vexonetwork::utils::SectionMap;
+
+/// What a program reads that takes the file as a whole.
+SectionMap Config(const std::string& path) {
+    vexonetwork::utils::ConfigSection config(path);
+    return config.Read() == 0 ? config.GetKeyValues() : SectionMap();
+}
+
+/// What those read of it who keep what people have written.
+void CheckEdited(const std::string& text, const SectionMap& expected) {
+    using vexonetwork::network::Section;
+    using vexonetwork::network::SectionFile;
+    SectionFile file = SectionFile::Parse(text);
+    for (int round = 0; round < 2; ++round) {
+        Require(expected.empty() || file.sections.size() == expected.size());
+        for (const Section& section : file.sections) {
+            const auto pairs = expected.find(section.Name());
+            Require(expected.empty() || pairs != expected.end());
+            for (const auto& [key, value] :
+                 expected.empty() ? vexonetwork::utils::KeyValueMap() : pairs->second) {
+                Require(section.VerbatimValue(key) == value);
+            }
+        }
+        file = SectionFile::Parse(file.Text());
+    }
+    for (Section& section : file.sections) {
+        const std::string value = section.Value("key") + " \"";
+        section.Set("key", value);
+        Require(section.Value("key") == value);
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    constexpr size_t kMostBytes = 4096;  // each key is looked up in the whole file
-    if (size <= kMostBytes) {
+    constexpr size_t kMaxBytes = 4096;  // each key is looked up in the whole file
+    if (size <= kMaxBytes) {
         const MemoryFile file(std::string(reinterpret_cast<const char*>(bytes), size));
         CheckFlat(file.Path());
         const MemoryFile copy(Rewrite(file.Path()));
+        const SectionMap sections = Config(file.Path());
+        Require(sections.empty() || Config(copy.Path()) == sections);
+        CheckEdited(std::string(reinterpret_cast<const char*>(bytes), size), sections);
         Require(Rewrite(copy.Path()) == Rewrite(file.Path()));
     }
     return 0;
