@@ -105,6 +105,19 @@ TEST_F(OnTheBus, AReplyThatIsNoJsonLeavesWhatTheParserMadeOfIt) {
     }
 }
 
+/// "DOMAIN CODE MESSAGE" of what a handler fails with.
+std::string ErrorOf(gboolean (*handler)(GObject*, const char*, GError**), GObject* object,
+                    const char* argument) {
+    GError* error = nullptr;
+    EXPECT_FALSE(handler(object, argument, &error));
+    const std::string text = error == nullptr
+                                 ? ""
+                                 : g_quark_to_string(error->domain) + " "s
+                                       + std::to_string(error->code) + " " + error->message;
+    g_clear_error(&error);
+    return text;
+}
+
 TEST_F(OnTheBus, TextThatIsNoRequestFailsWithoutAReason) {
     const std::size_t served = requests.size();
     for (const auto& [method, text, message] :
@@ -116,28 +129,16 @@ TEST_F(OnTheBus, TextThatIsNoRequestFailsWithoutAReason) {
         EXPECT_THAT(client.LastError(), testing::EndsWith("returned FALSE but did not set error"));
         EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", message));
     }
-    GError* error = nullptr;
-    EXPECT_FALSE(net_refresh_gateway(object, "{", &error));
-    EXPECT_EQ(error, nullptr);
     EXPECT_EQ(requests.size(), served);
 }
 
 TEST_F(OnTheBus, NothingIsBadOnlyForTheSetterOfDevices) {
     for (const auto handler : {net_del_device_list_data, net_add_gateway_data}) {
-        GError* error = nullptr;
-        EXPECT_FALSE(handler(object, nullptr, &error));
-        ASSERT_NE(error, nullptr);
-        EXPECT_EQ(g_quark_to_string(error->domain) + " "s + error->message,
-                  "badparameter Bad parameter");
-        EXPECT_EQ(error->code, 1);
-        g_clear_error(&error);
-        EXPECT_FALSE(handler(nullptr, "{}", &error));
-        g_clear_error(&error);
+        EXPECT_EQ(ErrorOf(handler, object, nullptr), "badparameter 1 Bad parameter");
+        EXPECT_EQ(ErrorOf(handler, nullptr, "{}"), "badparameter 1 Bad parameter");
     }
     EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", "Bad parameter"));
-    GError* error = nullptr;
-    EXPECT_FALSE(net_set_device_list_data(object, nullptr, &error));
-    EXPECT_EQ(error, nullptr) << "no text is no JSON there";
+    EXPECT_EQ(ErrorOf(net_set_device_list_data, object, nullptr), "") << "no text is no JSON there";
     EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", "Failed to parse device data"));
 }
 
@@ -151,6 +152,8 @@ TEST_F(OnTheBus, RepliesAreStyledText) {
 TEST_F(OnTheBus, NothingOfAModuleEndsTheServer) {
     answer = [](Json::Value& reply) { return (reply = "text")["member"].asInt(); };
     EXPECT_EQ(client.GetGatewayListData(in, out), -1);
+    EXPECT_THAT(spy.Messages(),
+                testing::Contains(testing::StartsWith("failed to get gateway list data: ")));
     answer = [](Json::Value& reply) { return (reply = std::string(20'000'000, 'x')).isInt(); };
     EXPECT_EQ(client.GetGatewayListData(in, out), -1);
     EXPECT_EQ(client.LastError(), "failed to get gateway list data") << "too long for the bus";
@@ -160,6 +163,19 @@ TEST_F(OnTheBus, NothingOfAModuleEndsTheServer) {
     EXPECT_EQ(client.GetGatewayListData(in, out), 0);
     Answer("\"" + std::string(15'000'000, 'x') + "\"");
     EXPECT_EQ(client.GetGatewayListData(in, out), 0) << "the longest that the bus lets through";
+}
+
+TEST_F(OnTheBus, AnArgumentIsTakenUpToItsLimit) {
+    Answer("{}");
+    EXPECT_EQ(client.DelDeviceListData(std::string(256 << 10, 'x')), 0);
+    const std::size_t served = requests.size();
+    const std::string tooLong((256 << 10) + 1, ' ');
+    EXPECT_EQ(ErrorOf(net_refresh_gateway, object, (tooLong + "{}").c_str()),
+              "error 1 failed to refresh gateway");
+    EXPECT_EQ(client.DelDeviceListData(tooLong), -1);
+    EXPECT_EQ(client.LastError(), "failed to set delete data");
+    EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", "Argument of [REFRESH_GATEWAY] is too long"));
+    EXPECT_EQ(requests.size(), served);
 }
 
 TEST_F(OnTheBus, HelpersAskAboutGateways) {
