@@ -7,6 +7,7 @@
 
 #include <vexobase/unique_fd.h>
 
+#include "support/advertiser.h"
 #include "support/appliance.h"
 
 namespace vexotest {
@@ -145,11 +146,14 @@ TEST_F(Uplinks, WithoutACarrierAndWithAddressesThatAreTriedTheyAreFollowedToo) {
     const std::string settings = "/proc/sys/net/ipv6/conf/wan1/";
     WriteFile(settings + "accept_dad", "1");
     WriteFile(settings + "dad_transmits", "100");
-    Must("ip addr add 2001:db8:1::77/64 dev wan1");
+    EXPECT_TRUE(Advertiser("isp-wan1", "far").Send({}));
+    EXPECT_TRUE(Eventually([] {
+        return Must("ip -6 addr show dev wan1 tentative").find("2001:db8:9:") != std::string::npos;
+    }));
     MustCtl("policy enable -q wan1");
-    EXPECT_THAT(Rules("-6"), HasSubstr("from 2001:db8:1::77 "));
-    Must("ip addr del 2001:db8:1::77/64 dev wan1");
-    EXPECT_TRUE(Eventually([] { return Rules("-6").find("::77") == std::string::npos; }));
+    EXPECT_THAT(Rules("-6"), HasSubstr("from 2001:db8:9:"));
+    Must("ip -6 addr flush dev wan1 to 2001:db8:9::/64");
+    EXPECT_TRUE(Eventually([] { return Rules("-6").find("2001:db8:9:") == std::string::npos; }));
 }
 
 TEST_F(Uplinks, NetworksAroundUsAndStaticRoutesGoBefore) {

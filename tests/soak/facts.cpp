@@ -146,7 +146,9 @@ const Json::Value& Inspector::Interface(const std::string& ifname) const {
 std::string Inspector::FirstUsable(const std::string& family) {
     for (const Json::Value& entry : lists[family]) {
         const Json::Value& interface = Interface(entry["ifname"].asString());
-        if (entry["slave"] != true && HasFlag(interface, "UP") && !HasFlag(interface, "NO-CARRIER")
+        // Of other classes no link is asked.
+        const bool isLinked = entry["class"] != "ethernet" || !HasFlag(interface, "NO-CARRIER");
+        if (entry["slave"] != true && HasFlag(interface, "UP") && isLinked
             && IsNeighbour(entry["gateway"].asString(), AddressesOf(interface, family))) {
             return GatewayText(entry, "ifname");
         }
