@@ -88,7 +88,7 @@ bool IsOfTheList(const Explanation& explanation) {
     });
 }
 
-/// Elections cannot remove an IPv6 route that names the interface alone.
+/// Elections leave an IPv6 route that names the interface alone to whoever else made it.
 std::string HowToElect(const Explanation& explanation) {
     const std::string flag = explanation.family.flag;
     const bool stays = explanation.family.number == AF_INET6 && explanation.installed
