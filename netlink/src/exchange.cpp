@@ -133,6 +133,11 @@ KernelError Dump(Socket& socket, Request& request, const std::function<void()>& 
     return error;
 }
 
+int ChangeOnce(Request request) {
+    auto socket = Socket::Open();
+    return socket ? ToStatus(Exchange(*socket, request)) : -1;
+}
+
 void Batch::Add(Request request) {
     const std::size_t size = request.Message().size();
     if (waiting.size() == kMaxBatchSize || waitingBytes + size > kMaxBatchBytes) {

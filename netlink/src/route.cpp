@@ -1,6 +1,7 @@
 #include "vexonetlink/route.h"
 
 #include <linux/rtnetlink.h>
+#include <unistd.h>
 
 #include <utility>
 
@@ -59,9 +60,13 @@ std::vector<NextHop> ReadHops(Bytes bytes, int family) {
     return hops;
 }
 
-bool Expires(Bytes payload) {
+/// The kernel tells ticks and takes seconds.
+std::uint32_t ReadLifetime(Bytes payload) {
+    static const long ticks = ::sysconf(_SC_CLK_TCK);
     const auto info = ToNumber<rta_cacheinfo>(payload);
-    return info && info->rta_expires > 0;
+    return info && info->rta_expires > 0
+               ? static_cast<std::uint32_t>((info->rta_expires + ticks - 1) / ticks)
+               : 0;
 }
 
 void ReadAttribute(const Attribute& attribute, Route& route) {
@@ -99,7 +104,7 @@ void ReadAttribute(const Attribute& attribute, Route& route) {
             route.preference = ToNumber<std::uint8_t>(payload).value_or(0);
             break;
         case RTA_CACHEINFO:
-            route.expires = Expires(payload);
+            route.lifetime = ReadLifetime(payload);
             break;
         default:
             if (!ReadGateway(attribute, family, route.gateway)) {
@@ -263,6 +268,9 @@ Request RouteRequest(std::uint16_t type, int flags, const Route& route) {
     }
     if (route.preference != 0) {
         request.PutU8(RTA_PREF, route.preference);
+    }
+    if (route.lifetime != 0) {
+        request.PutU32(RTA_EXPIRES, route.lifetime);
     }
     PutWay(request, route);
     PutOthers(request, route);

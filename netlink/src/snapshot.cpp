@@ -1,6 +1,7 @@
 #include "vexonetlink/snapshot.h"
 
 #include <linux/if.h>
+#include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -18,6 +19,12 @@ std::optional<Values> NoneFor(bool isNone, std::optional<Values> values) {
 
 bool IsUnknown(int error) {
     return error == ENOENT || error == EAFNOSUPPORT;
+}
+
+/// First what costs nothing: there may be thousands of other routes.
+bool MayHold(const RouteFilter& filter, const Message& message) {
+    const auto header = FixedHeader<rtmsg>(message);
+    return header && (!filter.defaultOnly || header->rtm_dst_len == 0);
 }
 
 }  // namespace
@@ -60,7 +67,7 @@ std::optional<std::vector<InterfaceAddress>> ListAddresses(Socket& socket, int f
 std::optional<std::vector<Route>> ListRoutes(Socket& socket, const RouteFilter& filter) {
     Request request = RoutesRequest(filter);
     auto routes = DumpValues<Route>(socket, request, [&filter](const Message& message) {
-        auto route = ReadRoute(message);
+        auto route = MayHold(filter, message) ? ReadRoute(message) : std::nullopt;
         return route && filter.Holds(*route) ? std::move(route) : std::nullopt;
     });
     return NoneFor(!routes && IsUnknown(errno), std::move(routes));

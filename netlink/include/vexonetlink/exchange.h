@@ -59,6 +59,16 @@ std::optional<std::vector<Value>> DumpValues(Socket& socket, Request& request, c
     return ToStatus(error) == 0 ? std::optional(std::move(values)) : std::nullopt;
 }
 
+/// Asks over a socket of its own: what `ask` makes of it, or nothing with errno.
+template <typename Ask>
+auto AskOnce(const Ask& ask) -> decltype(ask(std::declval<Socket&>())) {
+    auto socket = Socket::Open();
+    return socket ? ask(*socket) : std::nullopt;
+}
+
+/// Makes one change over a socket of its own. @return 0, or -1 with errno
+[[nodiscard]] int ChangeOnce(Request request);
+
 /// A change that the kernel did not make.
 struct Refusal {
     std::size_t change = 0;  ///< its number, from 0 in the order of Add()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -44,6 +45,13 @@ IpAddress ToAddress(int family, Bytes bytes);
 
 /// The bytes of an address, in it; empty for none.
 Bytes BytesOf(const IpAddress& address);
+
+IpAddress FromInet(in_addr address);
+IpAddress FromInet(const in6_addr& address);
+
+/// 0.0.0.0 or :: for an address of another family, and for none.
+in_addr ToInet4(const IpAddress& address);
+in6_addr ToInet6(const IpAddress& address);
 
 /// As inet_ntop(3) writes it; "" for none.
 std::string ToText(const IpAddress& address);

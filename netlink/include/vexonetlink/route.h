@@ -24,9 +24,8 @@ struct NextHop {
 
 /// A route of any type, as RTM_NEWROUTE and RTM_DELROUTE tell it.
 struct Route {
-    std::uint32_t table = 0;  ///< RT_TABLE_…, or beyond 255
-    IpPrefix destination =
-        {};  ///< its family is that of the route; the prefix of length 0 is default
+    std::uint32_t table = 0;    ///< RT_TABLE_…, or beyond 255
+    IpPrefix destination = {};  ///< of length 0 for default; its family is that of the route
     std::uint32_t metric = 0;
     IpAddress gateway = {};     ///< none: by the device alone; may be of the other family
     unsigned oif = 0;           ///< index of the interface; 0 leaves it to the kernel
@@ -40,10 +39,10 @@ struct Route {
     std::vector<NextHop> hops = {};  ///< of a multipath route, which has no gateway and oif itself
     std::uint32_t nextHopId = 0;     ///< of a next hop object
     std::uint8_t preference = 0;     ///< of an advertised router (RFC 4191); 0: medium
-    bool expires = false;            ///< an advertised one that runs out
+    std::uint32_t lifetime = 0;      ///< seconds, rounded up, until it runs out; 0: never
     bool isNew = true;               ///< false when it is told to be gone
-    std::vector<std::byte> others =
-        {};  ///< attributes without a field here, to be written back unchanged
+    /// Attributes without a field here, to be written back unchanged.
+    std::vector<std::byte> others = {};
 
     int Family() const { return destination.address.family; }
     bool operator==(const Route&) const = default;
@@ -59,6 +58,7 @@ struct RouteFilter {
     std::uint8_t protocol = 0;
     std::uint8_t type = 0;
     unsigned oif = 0;
+    bool defaultOnly = false;  ///< the kernel tells of all, but what is left out costs little
 
     bool Holds(const Route& route) const;
 };
@@ -68,8 +68,8 @@ Request RoutesRequest(const RouteFilter& filter);
 /// Asks by which route the kernel sends to an address.
 Request RouteToRequest(const IpAddress& destination);
 
-/// A change of one route. What the kernel only reports (the states of links, lifetimes) is left
-/// out. @param type, flags  RTM_NEWROUTE or RTM_DELROUTE, NLM_F_…
+/// A change of one route. The states of links, which the kernel only reports, are left out. @param
+/// type, flags  RTM_NEWROUTE or RTM_DELROUTE, NLM_F_…
 Request RouteRequest(std::uint16_t type, int flags, const Route& route);
 
 }  // namespace vexonetlink

@@ -18,6 +18,7 @@
 namespace {
 
 using vexoplatform::DefaultRoute;
+using vexoplatform::GatewayOf;
 using vexoplatform::PutOut;
 
 constexpr char kConfigFolder[] = "/etc/sysconfig";
@@ -44,8 +45,8 @@ int KernelRefused(const char* what) {
 }
 
 bool IsRouteOf(const DefaultRoute& route, in_addr gateway) {
-    return route.metric == 0 && route.header.rtm_tos == 0 && !route.multipath && route.gateway
-           && route.gateway->s_addr == gateway.s_addr;
+    return route.metric == 0 && route.tos == 0 && route.hops.empty()
+           && route.gateway == vexonetlink::FromInet(gateway);
 }
 
 int RemoveAll(const std::vector<DefaultRoute>& routes) {
@@ -102,11 +103,12 @@ int VEXONetDefaultGatewayGet(char* gateway, int size) {
     if (!routes) {
         return KernelRefused("read the default routes");
     }
-    std::erase_if(*routes, [](const DefaultRoute& route) { return !route.gateway; });
+    std::erase_if(*routes, [](const DefaultRoute& route) { return !GatewayOf(route); });
     const auto best = std::ranges::min_element(*routes, {}, &DefaultRoute::metric);
     char text[INET_ADDRSTRLEN] = "";
     if (best != routes->end()) {
-        ::inet_ntop(AF_INET, &*best->gateway, text, sizeof text);
+        const auto address = GatewayOf(*best);
+        ::inet_ntop(AF_INET, &*address, text, sizeof text);
     }
     return PutOut(text, gateway, size);
 }

@@ -1,29 +1,20 @@
 #pragma once
 
-#include <linux/rtnetlink.h>
 #include <netinet/in.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
 #include <optional>
 #include <vector>
 
+#include <vexonetlink/route.h>
+
 namespace vexoplatform {
 
-/// One IPv4 default route of the main table, with what it takes to remove it and put it back.
-struct DefaultRoute {
-    std::uint32_t metric = 0;
-    bool multipath = false;
-    std::optional<in_addr> gateway;  ///< of the first hop; nothing for a device-only route
-    rtmsg header{};
-    std::vector<std::byte> attributes;
+/// An IPv4 default route of the main table, without the states that only the kernel sets.
+using DefaultRoute = vexonetlink::Route;
 
-    bool operator==(const DefaultRoute& other) const {
-        return std::memcmp(&header, &other.header, sizeof header) == 0
-               && attributes == other.attributes;
-    }
-};
+/// The gateway, that of the first hop where there are several; nothing for a route by a device
+/// alone, or by an IPv6 neighbour, which has no text that callers of an IPv4 gateway could use.
+std::optional<in_addr> GatewayOf(const DefaultRoute& route);
 
 /// @return the unicast routes in the kernel's order, or nothing with errno
 std::optional<std::vector<DefaultRoute>> ListDefaultRoutes();
@@ -34,9 +25,6 @@ int RemoveDefaultRoute(const DefaultRoute& route);
 /// Puts a removed route back behind those of the same metric.
 /// @return 0, also when it is there; -1 with errno
 int PutBackDefaultRoute(const DefaultRoute& route);
-
-/// Leaves the source address of a route to the kernel, for one whose address goes.
-void DropSource(DefaultRoute& route);
 
 /// Puts a route of metric 0 via `gateway` in the place of the one of metric 0, in one step.
 /// @return 0, also when there is one like it; -1 with errno and nothing changed

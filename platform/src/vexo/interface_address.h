@@ -1,34 +1,34 @@
 #pragma once
 
-#include <linux/if_addr.h>
-
-#include <cstddef>
 #include <optional>
 #include <vector>
+
+#include <vexonetlink/address.h>
 
 #include "vexo/link.h"
 
 namespace vexoplatform {
 
-/// One IPv4 address of an interface, with what it takes to put it back.
-struct InterfaceAddress {
-    LinkAddress address{};
-    bool permanent = false;   ///< it has no lifetime
-    bool configured = false;  ///< PutAddress has put it there, maybe in another process's life
-    ifaddrmsg header{};
-    std::vector<std::byte> attributes;
-};
+using vexonetlink::InterfaceAddress;
 
-/// @return the addresses of an interface in the kernel's order, or nothing with errno
-std::optional<std::vector<InterfaceAddress>> ListInterfaceAddresses(int index);
+/// It has no lifetime.
+bool IsPermanent(const InterfaceAddress& address);
+
+/// PutAddress has put it there, maybe in another process's life.
+bool IsConfigured(const InterfaceAddress& address);
+
+bool IsSame(const InterfaceAddress& address, const LinkAddress& other);
+
+/// @return the IPv4 addresses of an interface in the kernel's order, or nothing with errno
+std::optional<std::vector<InterfaceAddress>> ListInterfaceAddresses(unsigned index);
 
 /// Puts a permanent address on an interface and marks it as configured (IFA_PROTO, which Linux
 /// keeps since 5.18). One that is already there is announced anew.
 /// @return 0, or -1 with errno
-int PutAddress(int index, const LinkAddress& address);
+int PutAddress(unsigned index, const LinkAddress& address);
 
 /// @return 0, also when it is already gone; -1 with errno
-int RemoveAddress(int index, const LinkAddress& address);
+int RemoveAddress(unsigned index, const LinkAddress& address);
 
 /// Puts an address that was lost back as it was.
 /// @return 0, also when it is there; -1 with errno

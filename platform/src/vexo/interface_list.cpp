@@ -13,29 +13,24 @@ using vexoplatform::Link;
 /// Many drivers do not say (PPP, tunnels, dummy ports). Their interfaces have a link while they
 /// run, as in the kernel's events; the loopback interface has none.
 int LinkStatus(const Link& link) {
-    switch (link.operState) {
-        case vexoplatform::OperState::kUp:
-            return VLIB_LINK_UP;
-        case vexoplatform::OperState::kDown:
-            return VLIB_LINK_DOWN;
-        default: {
-            const bool running = (link.flags & IFF_RUNNING) != 0 && link.carrier;
-            return running && (link.flags & IFF_LOOPBACK) == 0 ? VLIB_LINK_UP : VLIB_LINK_UNKNOWN;
-        }
+    const auto state = vexoplatform::OperStateOf(link);
+    if (state == vexoplatform::OperState::kUnknown) {
+        const bool running = (link.flags & IFF_RUNNING) != 0 && vexoplatform::HasCarrier(link);
+        return running && (link.flags & IFF_LOOPBACK) == 0 ? VLIB_LINK_UP : VLIB_LINK_UNKNOWN;
     }
+    return state == vexoplatform::OperState::kUp ? VLIB_LINK_UP : VLIB_LINK_DOWN;
 }
 
 VLIBNETIF Describe(const Link& link) {
     VLIBNETIF entry{};
-    std::snprintf(entry.name, sizeof entry.name, "%s", link.name.c_str());
-    entry.index = link.index;
+    std::snprintf(entry.name, sizeof entry.name, "%s", link.ifname.c_str());
+    entry.index = static_cast<int>(link.index);
     entry.flags = link.flags;
     entry.linkStatus = LinkStatus(link);
-    entry.mtu = link.mtu;
-    if (link.mac) {
-        const auto& mac = *link.mac;
-        std::snprintf(entry.mac, sizeof entry.mac, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1],
-                      mac[2], mac[3], mac[4], mac[5]);
+    entry.mtu = static_cast<int>(link.mtu);
+    if (const auto mac = vexoplatform::MacOf(link)) {
+        std::snprintf(entry.mac, sizeof entry.mac, "%02x:%02x:%02x:%02x:%02x:%02x", (*mac)[0],
+                      (*mac)[1], (*mac)[2], (*mac)[3], (*mac)[4], (*mac)[5]);
     }
     return entry;
 }
@@ -64,5 +59,5 @@ int VLIBNetBridgeIfIsSlave(const char* ifname) {
         VLIBCErrSet(errno == ENODEV ? VLIB_ERR_NOT_FOUND : VLIB_ERR_NETLINK_FAILED);
         return -1;
     }
-    return link->bridgePort ? 1 : 0;
+    return link->portKind == "bridge" ? 1 : 0;
 }

@@ -18,21 +18,17 @@ namespace {
 constexpr int kHostPrefix = 32;
 
 int Refused(const Link& link, const char* what) {
-    VEXO_LOG(LOG_ERR, "Failed to %s interface [%s]: %s", what, link.name.c_str(),
+    VEXO_LOG(LOG_ERR, "Failed to %s interface [%s]: %s", what, link.ifname.c_str(),
              std::strerror(errno));
     VLIBCErrSet(VLIB_ERR_NETLINK_FAILED);
     return -1;
 }
 
 int SetUpMtu(const Link& link, int mtu) {
-    if (link.mtu == mtu || SetLinkMtu(link.index, mtu) == 0) {
+    if (link.mtu == static_cast<unsigned>(mtu) || SetLinkMtu(link.index, mtu) == 0) {
         return 0;
     }
     return Refused(link, ("give MTU " + std::to_string(mtu) + " to").c_str());
-}
-
-bool IsSame(const LinkAddress& one, const LinkAddress& other) {
-    return one.address.s_addr == other.address.s_addr && one.prefix == other.prefix;
 }
 
 int Put(const Link& link, const LinkAddress& wanted) {
@@ -50,7 +46,7 @@ int RemoveStale(const Link& link, const std::vector<InterfaceAddress>& stale,
                 const std::vector<InterfaceAddress>& others) {
     int result = 0;
     for (const InterfaceAddress& each : stale) {
-        if (RemoveAddress(link.index, each.address) != 0) {
+        if (RemoveAddress(link.index, {ToInet4(each.local), each.prefixLength}) != 0) {
             result = Refused(link, "take an address from");
         }
     }
@@ -68,7 +64,7 @@ void PutBackRoutes(const std::vector<DefaultRoute>& former) {
     const auto left = ListDefaultRoutes();
     for (DefaultRoute route : former) {
         if (left && std::ranges::find(*left, route) == left->end()) {
-            DropSource(route);
+            route.preferredSource = {};
             PutBackDefaultRoute(route);
         }
     }
@@ -100,13 +96,13 @@ int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted, boo
         return Refused(link, "read the addresses of");
     }
     const auto isWanted = [&](const InterfaceAddress& each) {
-        return wanted && IsSame(each.address, *wanted);
+        return wanted && IsSame(each, *wanted);
     };
     const bool isThere = std::ranges::any_of(
-        *others, [&](const auto& each) { return isWanted(each) && each.permanent; });
+        *others, [&](const auto& each) { return isWanted(each) && IsPermanent(each); });
     std::erase_if(*others, isWanted);
     const auto stays = [&](const InterfaceAddress& each) {
-        return !each.configured && (each.permanent || !leaseGoes);
+        return !IsConfigured(each) && (IsPermanent(each) || !leaseGoes);
     };
     const auto border = std::stable_partition(others->begin(), others->end(), stays);
     const std::vector<InterfaceAddress> stale(border, others->end());
@@ -121,7 +117,7 @@ int SetUpAddress(const Link& link, const std::optional<LinkAddress>& wanted, boo
 
 int SetUpInterface(const Link& link, const InterfaceConfig& config, bool leaseGoes) {
     for (const std::string& complaint : config.complaints) {
-        VEXO_LOG(LOG_ERR, "Interface [%s]: %s", link.name.c_str(), complaint.c_str());
+        VEXO_LOG(LOG_ERR, "Interface [%s]: %s", link.ifname.c_str(), complaint.c_str());
     }
     int result = config.mtu ? SetUpMtu(link, *config.mtu) : 0;
     if (!config.addressIsBad && SetUpAddress(link, config.address, leaseGoes) != 0) {

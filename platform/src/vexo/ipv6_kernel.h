@@ -1,12 +1,11 @@
 #pragma once
 
-#include <linux/rtnetlink.h>
-
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <vexonetlink/route.h>
 
 #include "vexo/ipv6_config.h"
 
@@ -32,7 +31,7 @@ enum class AddressPurpose : std::uint8_t {
 
 /// One global IPv6 address of an interface.
 struct GlobalAddress {
-    int index = 0;  ///< of the interface
+    unsigned index = 0;  ///< of the interface
     Ipv6Address address{};
     bool permanent = false;   ///< it has no lifetime
     bool autonomous = false;  ///< the kernel made it of an advertised prefix
@@ -42,31 +41,25 @@ struct GlobalAddress {
 
 /// @param index  0 for those of all interfaces
 /// @return the addresses of global scope in the kernel's order, or nothing with errno
-std::optional<std::vector<GlobalAddress>> ListGlobalAddresses(int index);
+std::optional<std::vector<GlobalAddress>> ListGlobalAddresses(unsigned index);
 
 /// Puts a permanent address on an interface and marks it.
 /// @return 0, or -1 with errno
-int PutIpv6Address(int index, const Ipv6Address& address, AddressPurpose purpose);
+int PutIpv6Address(unsigned index, const Ipv6Address& address, AddressPurpose purpose);
 
 /// @return 0, also when it is already gone; -1 with errno
-int RemoveIpv6Address(int index, const Ipv6Address& address);
+int RemoveIpv6Address(unsigned index, const Ipv6Address& address);
 
-/// A route of the main table that the kernel has made of an advertisement.
-struct AdvertisedRoute {
-    bool isDefault = false;
-    rtmsg header{};
-    std::vector<std::byte> attributes;
-};
-
-/// @return the advertised routes over an interface, or nothing with errno
-std::optional<std::vector<AdvertisedRoute>> ListAdvertisedRoutes(int index);
+/// @return the routes of the main table over an interface that the kernel has made of
+///         advertisements, or nothing with errno
+std::optional<std::vector<vexonetlink::Route>> ListAdvertisedRoutes(unsigned index);
 
 /// @return 0, also when it is already gone; -1 with errno
-int RemoveAdvertisedRoute(const AdvertisedRoute& route);
+int RemoveAdvertisedRoute(const vexonetlink::Route& route);
 
 /// Asks the routers of a link to advertise now (RFC 4861, 6.3.7): the kernel by itself asks only
 /// when an interface comes up, and the next advertisement may be half an hour away.
 /// @return 0, or -1 with errno
-int SolicitRouters(int index);
+int SolicitRouters(unsigned index);
 
 }  // namespace vexoplatform

@@ -43,10 +43,10 @@ int Refused(const std::string& ifname, const std::string& what) {
 
 /// @return 1 when it was changed, 0 when not, -1
 int Put(const Link& link, const char* setting, int value) {
-    const int result = PutIpv6Setting(link.name, setting, value);
+    const int result = PutIpv6Setting(link.ifname, setting, value);
     if (result < 0) {
-        VEXO_LOG(LOG_ERR, "Failed to set net.ipv6.conf.%s.%s to %d: %s", link.name.c_str(), setting,
-                 value, std::strerror(errno));
+        VEXO_LOG(LOG_ERR, "Failed to set net.ipv6.conf.%s.%s to %d: %s", link.ifname.c_str(),
+                 setting, value, std::strerror(errno));
         VLIBCErrSet(VLIB_ERR_WRITE_FAILED);
     }
     return result;
@@ -67,8 +67,8 @@ int PutSettings(const Link& link, const Plan& plan) {
     const bool hearsMore =
         (plan.autonomous && autonomous > 0) || (plan.advertisements && prefixes + listens > 0);
     if (hearsMore && enabled == 0 && SolicitRouters(link.index) != 0) {
-        VEXO_LOG(LOG_INFO, "Interface [%s] waits for the next advertisement: %s", link.name.c_str(),
-                 std::strerror(errno));
+        VEXO_LOG(LOG_INFO, "Interface [%s] waits for the next advertisement: %s",
+                 link.ifname.c_str(), std::strerror(errno));
     }
     return 0;
 }
@@ -84,11 +84,11 @@ int PutAddresses(const Link& link, const Plan& plan, const Ipv6Config& config) {
         VEXO_LOG(LOG_ERR,
                  "Interface [%s]: IPV6ADDR=%s with IPV6PREFIXLENG=%s is left out: it is no IPv6 "
                  "address of an interface with a prefix length from 1 to 128",
-                 link.name.c_str(), config.address.c_str(), config.prefix.c_str());
+                 link.ifname.c_str(), config.address.c_str(), config.prefix.c_str());
     }
     const auto addresses = ListGlobalAddresses(link.index);
     if (!addresses) {
-        return Refused(link.name, "read the IPv6 addresses of");
+        return Refused(link.ifname, "read the IPv6 addresses of");
     }
     int result = 0;
     bool isThere = false;
@@ -99,12 +99,12 @@ int PutAddresses(const Link& link, const Plan& plan, const Ipv6Config& config) {
         const bool stale = (configured && !same && (wanted || !isNamed))
                            || (each.autonomous && !plan.autonomous && !same);
         if (stale && RemoveIpv6Address(link.index, each.address) != 0) {
-            result = Refused(link.name, "take an IPv6 address from");
+            result = Refused(link.ifname, "take an IPv6 address from");
         }
     }
     if (wanted && !isThere
         && PutIpv6Address(link.index, *wanted, AddressPurpose::kConfigured) != 0) {
-        result = Refused(link.name, "put " + config.address + "/" + config.prefix + " on");
+        result = Refused(link.ifname, "put " + config.address + "/" + config.prefix + " on");
     }
     return result;
 }
@@ -112,12 +112,13 @@ int PutAddresses(const Link& link, const Plan& plan, const Ipv6Config& config) {
 int RemoveRoutes(const Link& link, const Plan& plan) {
     const auto routes = ListAdvertisedRoutes(link.index);
     if (!routes) {
-        return Refused(link.name, "read the IPv6 routes over");
+        return Refused(link.ifname, "read the IPv6 routes over");
     }
     int result = 0;
-    for (const AdvertisedRoute& each : *routes) {
-        if ((each.isDefault || !plan.advertisements) && RemoveAdvertisedRoute(each) != 0) {
-            result = Refused(link.name, "take an advertised route from");
+    for (const vexonetlink::Route& each : *routes) {
+        if ((each.destination.length == 0 || !plan.advertisements)
+            && RemoveAdvertisedRoute(each) != 0) {
+            result = Refused(link.ifname, "take an advertised route from");
         }
     }
     return result;

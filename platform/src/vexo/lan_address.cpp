@@ -40,7 +40,7 @@ bool Contains(const Addresses& all, const GlobalAddress& address) {
 int Refused(const char* what, const GlobalAddress& address) {
     char name[IF_NAMESIZE] = {};
     const std::string why = std::strerror(errno);
-    ::if_indextoname(static_cast<unsigned int>(address.index), name);
+    ::if_indextoname(address.index, name);
     VEXO_LOG(LOG_ERR, "Failed to %s LAN address %s of interface [%s]: %s", what,
              Text(address.address).c_str(), name, why.c_str());
     VLIBCErrSet(VLIB_ERR_NETLINK_FAILED);
@@ -50,7 +50,7 @@ int Refused(const char* what, const GlobalAddress& address) {
 Addresses OnInterfacesThatAreThere(std::span<const VEXOLANADDRESS> wanted) {
     Addresses found;
     for (const VEXOLANADDRESS& each : wanted) {
-        const int index = static_cast<int>(::if_nametoindex(each.ifname));
+        const unsigned index = ::if_nametoindex(each.ifname);
         if (index == 0) {
             VEXO_LOG(LOG_NOTICE, "There is no interface [%s] yet, its LAN address waits",
                      each.ifname);

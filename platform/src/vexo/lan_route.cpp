@@ -1,6 +1,7 @@
 #include "vexo/lan_route.h"
 
 #include <arpa/inet.h>
+#include <linux/rtnetlink.h>
 
 #include <algorithm>
 #include <array>
@@ -8,13 +9,13 @@
 #include <cstring>
 #include <limits>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include <vexobase/log.h>
+#include <vexonetlink/exchange.h>
+#include <vexonetlink/snapshot.h>
 
-#include "vexo/netlink.h"
 #include "vlib/error.h"
 
 namespace vexoplatform {
@@ -22,45 +23,38 @@ namespace vexoplatform {
 namespace {
 
 using Prefixes = std::vector<VEXOLANPREFIX>;
+using vexonetlink::Route;
 
 /// Ours among the numbers of routing protocols; those of the kernel and of known programs differ.
 constexpr std::uint8_t kLan = 0x77;
 constexpr std::uint32_t kLastPriority = std::numeric_limits<std::int32_t>::max();
 
-std::optional<VEXOLANPREFIX> ParseRoute(const nlmsghdr& message) {
-    const auto* header = FixedHeader<rtmsg>(message);
-    if (message.nlmsg_type != RTM_NEWROUTE || header == nullptr || header->rtm_family != AF_INET6
-        || header->rtm_table != RT_TABLE_MAIN || header->rtm_type != RTN_UNREACHABLE
-        || header->rtm_protocol != kLan) {
-        return std::nullopt;
-    }
-    VEXOLANPREFIX prefix{};
-    const auto bytes = NetlinkAttributes(message, sizeof *header).Bytes(RTA_DST);
-    if (bytes.size() != sizeof prefix.network) {
-        return std::nullopt;
-    }
-    std::memcpy(&prefix.network, bytes.data(), bytes.size());
-    prefix.length = header->rtm_dst_len;
-    return prefix;
+Route RouteOf(const VEXOLANPREFIX& prefix) {
+    return {.table = RT_TABLE_MAIN,
+            .destination = {vexonetlink::FromInet(prefix.network),
+                            static_cast<std::uint8_t>(prefix.length)},
+            .metric = kLastPriority,
+            .protocol = kLan,
+            .type = RTN_UNREACHABLE};
 }
 
 std::optional<Prefixes> ListRoutes() {
-    NetlinkRequest request(RTM_GETROUTE, NLM_F_DUMP);
-    request.PutHeader<rtmsg>().rtm_family = AF_INET6;
-    return NetlinkDump<VEXOLANPREFIX>(request, ParseRoute);
+    const vexonetlink::RouteFilter filter{
+        .family = AF_INET6, .table = RT_TABLE_MAIN, .protocol = kLan, .type = RTN_UNREACHABLE};
+    const auto routes = vexonetlink::AskOnce(
+        [&filter](vexonetlink::Socket& socket) { return vexonetlink::ListRoutes(socket, filter); });
+    if (!routes) {
+        return std::nullopt;
+    }
+    Prefixes prefixes;
+    for (const Route& route : *routes) {
+        prefixes.push_back({ToInet6(route.destination.address), route.destination.length});
+    }
+    return prefixes;
 }
 
-int ChangeRoute(std::uint16_t type, std::uint16_t flags, const VEXOLANPREFIX& prefix) {
-    NetlinkRequest request(type, flags);
-    auto& header = request.PutHeader<rtmsg>();
-    header.rtm_family = AF_INET6;
-    header.rtm_dst_len = static_cast<std::uint8_t>(prefix.length);
-    header.rtm_table = RT_TABLE_MAIN;
-    header.rtm_protocol = kLan;
-    header.rtm_type = RTN_UNREACHABLE;
-    request.Put(RTA_DST, std::as_bytes(std::span(&prefix.network, 1)));
-    request.PutU32(RTA_PRIORITY, kLastPriority);
-    return NetlinkExchange(request);
+int ChangeRoute(std::uint16_t type, int flags, const VEXOLANPREFIX& prefix) {
+    return ChangeOnce(RouteRequest(type, flags, RouteOf(prefix)));
 }
 
 bool Contains(const Prefixes& all, const VEXOLANPREFIX& wanted) {

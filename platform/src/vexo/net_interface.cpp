@@ -65,11 +65,11 @@ int VEXONetIFGetInfo(const char* ifname, VEXONETIFINFO* info, int /*options*/) {
         return -1;
     }
     VEXONETIFINFO facts{};
-    std::snprintf(facts.ifname, sizeof facts.ifname, "%s", link->name.c_str());
+    std::snprintf(facts.ifname, sizeof facts.ifname, "%s", link->ifname.c_str());
     facts.flags = link->flags;
-    facts.mtu = link->mtu;
-    if (link->mac) {
-        std::memcpy(facts.mac, link->mac->data(), sizeof facts.mac);
+    facts.mtu = static_cast<int>(link->mtu);
+    if (const auto mac = vexoplatform::MacOf(*link)) {
+        std::memcpy(facts.mac, mac->data(), sizeof facts.mac);
     }
     if (!addresses->empty()) {
         const LinkAddress& first = addresses->front();
@@ -86,7 +86,7 @@ int VEXONetIfIsLink(const char* ifname) {
     if (!link) {
         return -1;
     }
-    return link->carrier ? 1 : 0;
+    return vexoplatform::HasCarrier(*link) ? 1 : 0;
 }
 
 int VEXONetIsIFUp(const char* ifname) {
@@ -106,7 +106,7 @@ int VEXONetIsDevTypeMatch(const char* ifname, int type) {
     if (!link) {
         return -1;
     }
-    return link->hardware == ARPHRD_ETHER ? 1 : 0;
+    return link->type == ARPHRD_ETHER ? 1 : 0;
 }
 
 int VEXOPPPoeIntfGet(char* ifname, int size) {
@@ -117,13 +117,13 @@ int VEXOPPPoeIntfGet(char* ifname, int size) {
     }
     constexpr unsigned int kConnected = IFF_UP | IFF_POINTOPOINT;
     const auto found = std::ranges::find_if(*links, [](const Link& link) {
-        return (link.flags & kConnected) == kConnected && link.name.starts_with("ppp");
+        return (link.flags & kConnected) == kConnected && link.ifname.starts_with("ppp");
     });
     if (found == links->end()) {
         VLIBCErrSet(VLIB_ERR_NOT_FOUND);
         return -1;
     }
-    return PutOut(found->name, ifname, size);
+    return PutOut(found->ifname, ifname, size);
 }
 
 int VEXONetIsPrivateIP(const char* address) {

@@ -322,7 +322,7 @@ const std::pair<const char*, Route> kRoutes[] = {
       .oif = 4,
       .protocol = kBoot,
       .preference = 1,
-      .expires = true}},
+      .lifetime = 100}},
     // 2001:db8:7::/64 metric 1024 pref medium
     //     nexthop via fe80::1 dev wan0 weight 1
     //     nexthop via fe80::2 dev wan0 weight 2

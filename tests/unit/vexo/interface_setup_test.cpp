@@ -1,7 +1,6 @@
 // ifcfg files against the kernel: what they say is put, what does not differ is not touched.
 
 #include <gmock/gmock.h>
-#include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
@@ -9,6 +8,8 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+
+#include <vexonetlink/socket.h>
 
 #include "support/files.h"
 #include "support/process.h"
@@ -44,23 +45,24 @@ class InterfaceSetup : public testing::Test {
         Must("ip link add eth0 type veth peer name far");
         Must("ip link set far up");
         Must("ip link set eth0 up");
-        constexpr unsigned kGroups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE;
-        EXPECT_EQ(mnl_socket_bind(kernel, kGroups, MNL_SOCKET_AUTOPID), 0);
     }
-    ~InterfaceSetup() override { mnl_socket_close(kernel); }
 
     /// What the kernel has reported since the last call. It reports a change before it
     /// acknowledges the request, so nothing is still to come when a call has returned.
     std::vector<int> Events() {
         std::vector<int> types;
-        const int fd = mnl_socket_get_fd(kernel);
-        for (nlmsghdr message{}; ::recv(fd, &message, sizeof message, 0) > 0;) {
-            types.push_back(message.nlmsg_type);
+        for (auto message = Next(); message; message = Next()) {
+            types.push_back(message->type);
         }
         return types;
     }
 
-    mnl_socket* kernel = mnl_socket_open2(NETLINK_ROUTE, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  private:
+    /// The kernel tells each change in a datagram of its own.
+    std::optional<vexonetlink::Message> Next() { return kernel.Poll().messages.Next(); }
+
+    vexonetlink::Socket kernel = *vexonetlink::Socket::Open(
+        {.groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE});
 };
 
 TEST_F(InterfaceSetup, PutsWhatDiffersAndIsSilentOtherwise) {

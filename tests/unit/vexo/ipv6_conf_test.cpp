@@ -1,12 +1,12 @@
 // The IPv6 methods against the kernel, with a router at the far end of the cable.
 
 #include <gmock/gmock.h>
-#include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
 
 #include <filesystem>
 
 #include <vexo/ipv6_conf.h>
+#include <vexonetlink/socket.h>
 #include <vexonetsdk/sdk_s.h>
 
 #include "support/appliance.h"
@@ -43,15 +43,11 @@ bool HasAutonomousAddress() {
 /// Whether the kernel reports nothing of IPv6 or of links; it does before a call has returned.
 template <typename Work>
 bool IsSilent(Work work) {
-    mnl_socket* socket = mnl_socket_open2(NETLINK_ROUTE, SOCK_NONBLOCK | SOCK_CLOEXEC);
     constexpr unsigned kGroups =
         RTMGRP_LINK | RTMGRP_IPV6_IFADDR | RTMGRP_IPV6_ROUTE | RTMGRP_IPV6_IFINFO;
-    EXPECT_EQ(mnl_socket_bind(socket, kGroups, MNL_SOCKET_AUTOPID), 0);
+    auto socket = vexonetlink::Socket::Open({.groups = kGroups});
     work();
-    char byte = 0;
-    const bool silent = mnl_socket_recvfrom(socket, &byte, sizeof byte) < 0 && errno == EAGAIN;
-    mnl_socket_close(socket);
-    return silent;
+    return socket->Poll().arrival == vexonetlink::Arrival::kEmpty;
 }
 
 /// A machine that forwards, and a router that advertises when it is asked, and hardly by itself.

@@ -1,6 +1,5 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
 
 #include <cerrno>
@@ -22,15 +21,15 @@ std::function<bool(int)> seeChange;
 }  // namespace
 
 // The library's requests to the kernel pass here.
-extern "C" ssize_t mnl_socket_sendto(const mnl_socket* socket, const void* request, size_t size) {
-    using SendTo = ssize_t (*)(const mnl_socket*, const void*, size_t);
-    static const auto next = reinterpret_cast<SendTo>(::dlsym(RTLD_NEXT, "mnl_socket_sendto"));
+extern "C" ssize_t send(int socket, const void* request, size_t size, int flags) {
+    using Send = ssize_t (*)(int, const void*, size_t, int);
+    static const auto next = reinterpret_cast<Send>(::dlsym(RTLD_NEXT, "send"));
     const int type = static_cast<const nlmsghdr*>(request)->nlmsg_type;
     if (seeChange && type != RTM_GETROUTE && !seeChange(type)) {
         errno = EPERM;
         return -1;
     }
-    return next(socket, request, size);
+    return next(socket, request, size, flags);
 }
 
 namespace {
