@@ -1,34 +1,23 @@
 #pragma once
 
-#include <libmnl/libmnl.h>
-#include <linux/rtnetlink.h>
-#include <netinet/in.h>
-
-#include <cstdint>
-#include <functional>
 #include <optional>
 #include <vector>
 
-#include <vexobase/unique_handle.h>
+#include <vexonetlink/route.h>
+#include <vexonetlink/socket.h>
 
 namespace vexonetwork::network::module {
 
-/// One default route of the main table: what elections ask of it, and all that it takes to put it
-/// back as it was.
-struct DefaultRoute {
-    unsigned oif = 0;  ///< of the first hop, as are the two below
-    bool hasGateway = false;
-    std::uint32_t gatewayV4 = 0;  ///< in network order
-    std::uint32_t metric = 0;
-    std::uint32_t lifetime = 0;  ///< seconds that are left; 0 for ever
-    rtmsg header{};
-    std::vector<char> attributes;
-
-    /// A lifetime that runs down makes no other route.
-    bool operator==(const DefaultRoute& other) const;
-};
-
+/// One default route of the main table, with all that it takes to put it back as it was.
+using DefaultRoute = vexonetlink::Route;
 using DefaultRoutes = std::vector<DefaultRoute>;
+
+/// The interface and the gateway of a route, those of the first hop where there are several.
+unsigned InterfaceIndexOf(const DefaultRoute& route);
+vexonetlink::IpAddress GatewayOf(const DefaultRoute& route);
+
+/// Whether a route is among others. A lifetime that runs down makes no other route.
+bool Holds(const DefaultRoutes& routes, const DefaultRoute& route);
 
 /// The default routes that the kernel's main table has of one family, be they ours or not
 /// (rtnetlink(7)). Policy tables are no concern of elections.
@@ -48,16 +37,10 @@ class MainDefaults {
     bool PutBack(const DefaultRoute& route);
 
   private:
-    using Visit = std::function<void(const nlmsghdr&)>;
-
-    int Exchange(nlmsghdr& request, const Visit& visit);
-    bool Send(std::uint16_t type, int flags, const DefaultRoute& route);
-
-    static void Close(mnl_socket* handle) { mnl_socket_close(handle); }
+    bool Change(vexonetlink::Request request);
 
     int family;
-    vexobase::UniqueHandle<mnl_socket, Close> socket;
-    std::uint32_t sequence = 0;
+    std::optional<vexonetlink::Socket> socket;
 };
 
 }  // namespace vexonetwork::network::module

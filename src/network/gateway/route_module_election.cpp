@@ -1,6 +1,7 @@
 // The elections: which entry of a list gets the default route.
 
 #include <arpa/inet.h>
+#include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -94,20 +95,16 @@ bool ElectFrom(GATEWAY_TYPE type, GatewayList& gateways, const ElectionFacts& fa
     return winner.has_value();
 }
 
-bool Holds(const DefaultRoutes& routes, const DefaultRoute& route) {
-    return std::ranges::find(routes, route) != routes.end();
-}
-
 std::string InterfaceOf(const DefaultRoute& route) {
     char ifname[IF_NAMESIZE] = "";
-    return ::if_indextoname(route.oif, ifname) == nullptr ? "" : ifname;
+    return ::if_indextoname(InterfaceIndexOf(route), ifname) == nullptr ? "" : ifname;
 }
 
 /// The routes that the store's gateway may have brought, which has neither metric nor source.
 bool IsStored(const DefaultRoute& route, const char* saved) {
     in_addr address{};
-    return ::inet_pton(AF_INET, saved, &address) == 1 && route.hasGateway && route.metric == 0
-           && route.gatewayV4 == address.s_addr;
+    return ::inet_pton(AF_INET, saved, &address) == 1 && route.metric == 0
+           && GatewayOf(route) == vexonetlink::FromInet(address);
 }
 
 /// Nobody has won, so nothing takes the place of the former routes. They come back before what
@@ -135,15 +132,14 @@ void PutBack(MainDefaults& kernel, const std::optional<DefaultRoutes>& former, c
 
 /// What an election of IPv6 replaces, whatever its metric. That tunnel never counts.
 bool IsReplacedV6(const DefaultRoute& route) {
-    return route.hasGateway && InterfaceOf(route) != "tun1000";
+    return GatewayOf(route) && InterfaceOf(route) != "tun1000";
 }
 
 /// A route by the interface alone that stands where the winner's is to stand and that, by its
 /// interface, an election has put there.
 bool IsBareWinner(const DefaultRoute& route, const std::vector<std::string>& interfaces) {
     constexpr std::uint32_t kUsualMetricV6 = 1024;
-    return !route.hasGateway && route.metric == kUsualMetricV6
-           && route.header.rtm_protocol == RTPROT_BOOT
+    return !GatewayOf(route) && route.metric == kUsualMetricV6 && route.protocol == RTPROT_BOOT
            && std::ranges::find(interfaces, InterfaceOf(route)) != interfaces.end();
 }
 
