@@ -4,15 +4,15 @@
 #include <fcntl.h>
 #include <net/if.h>
 #include <sched.h>
-#include <sys/socket.h>
-#include <sys/time.h>
 
-#include <array>
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
 
 #include <vexobase/unique_fd.h>
+#include <vexonetlink/exchange.h>
+#include <vexonetlink/link.h>
+#include <vexonetlink/route.h>
 
 namespace vexobench {
 namespace {
@@ -27,53 +27,11 @@ void Check(bool good, const char* what) {
     }
 }
 
-/// The messages of one datagram.
-class Datagram {
-  public:
-    explicit Datagram(const KernelSocket& socket)
-        : length(mnl_socket_recvfrom(socket.Get(), buffer.data(), buffer.size())) {
-        Check(length > 0, "nothing heard from the kernel");
-    }
-
-    const nlmsghdr* First() const { return reinterpret_cast<const nlmsghdr*>(buffer.data()); }
-
-    template <typename Visit>
-    void ForEach(const Visit& visit) const {
-        int left = static_cast<int>(length);
-        for (const nlmsghdr* m = First(); mnl_nlmsg_ok(m, left); m = mnl_nlmsg_next(m, &left)) {
-            visit(*m);
-        }
-    }
-
-  private:
-    alignas(nlmsghdr) std::array<char, 32768> buffer;
-    ssize_t length;
-};
-
-/// A request with its fixed header, for one acknowledgement or one answer.
-class Request {
-  public:
-    Request(std::uint16_t type, std::uint16_t flags)
-        : message(mnl_nlmsg_put_header(buffer.data())) {
-        message->nlmsg_type = type;
-        message->nlmsg_flags = static_cast<std::uint16_t>(NLM_F_REQUEST | flags);
-    }
-
-    template <typename Header>
-    Header& Put() {
-        return *static_cast<Header*>(mnl_nlmsg_put_extra_header(message, sizeof(Header)));
-    }
-    void Put(std::uint16_t type, unsigned value) { mnl_attr_put_u32(message, type, value); }
-
-    Datagram Answer(const KernelSocket& socket) const {
-        Check(mnl_socket_sendto(socket.Get(), message, message->nlmsg_len) > 0, "not sent");
-        return Datagram(socket);
-    }
-
-  private:
-    alignas(nlmsghdr) std::array<char, 256> buffer{};
-    nlmsghdr* message;
-};
+vexonetlink::Datagram Hear(KernelSocket& socket) {
+    vexonetlink::Datagram datagram = socket.Receive();
+    Check(datagram.arrival == vexonetlink::Arrival::kMessages, "nothing heard from the kernel");
+    return datagram;
+}
 
 UniqueFd OpenNamespace(const std::string& path) {
     UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -98,75 +56,60 @@ class Visit {
 }  // namespace
 
 KernelSocket OpenKernelSocket(unsigned groups) {
-    KernelSocket socket(mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC));
-    Check(bool(socket) && mnl_socket_bind(socket.Get(), groups, MNL_SOCKET_AUTOPID) == 0,
-          "no socket of the kernel");
-    constexpr timeval kLongest{.tv_sec = 20, .tv_usec = 0};
-    ::setsockopt(mnl_socket_get_fd(socket.Get()), SOL_SOCKET, SO_RCVTIMEO, &kLongest,
-                 sizeof kLongest);
-    return socket;
+    auto socket = KernelSocket::Open({.groups = groups, .deadline = std::chrono::seconds(20)});
+    Check(socket.has_value(), "no socket of the kernel");
+    return std::move(*socket);
 }
 
-unsigned RouteToOutside(const KernelSocket& socket) {
-    Request request(RTM_GETROUTE, 0);
-    auto& header = request.Put<rtmsg>();
-    header.rtm_family = AF_INET;
-    header.rtm_dst_len = 32;
-    request.Put(RTA_DST, ::inet_addr(kOutside));
-    const Datagram answer = request.Answer(socket);
-    if (answer.First()->nlmsg_type != RTM_NEWROUTE) {
-        return 0;
-    }
+unsigned RouteToOutside(KernelSocket& socket) {
+    auto request =
+        vexonetlink::RouteToRequest(vexonetlink::FromInet(in_addr{::inet_addr(kOutside)}));
     unsigned index = 0;
-    const auto keepOutgoing = [](const nlattr* attribute, void* place) {
-        if (mnl_attr_get_type(attribute) == RTA_OIF) {
-            *static_cast<unsigned*>(place) = mnl_attr_get_u32(attribute);
+    // An error says that there is none.
+    (void)Exchange(socket, request, [&index](const vexonetlink::Message& message) {
+        if (const auto route = ReadRoute(message)) {
+            index = route->oif;
         }
-        return MNL_CB_OK;
-    };
-    mnl_attr_parse(answer.First(), sizeof(rtmsg), keepOutgoing, &index);
+    });
     return index;
 }
 
-void RemoveDefaultRoute(const KernelSocket& socket) {
-    Request request(RTM_DELROUTE, NLM_F_ACK);
-    auto& header = request.Put<rtmsg>();
-    header.rtm_family = AF_INET;
-    header.rtm_table = RT_TABLE_MAIN;
-    header.rtm_scope = RT_SCOPE_NOWHERE;
-    request.Answer(socket);
+void RemoveDefaultRoute(KernelSocket& socket) {
+    auto request = vexonetlink::RouteRequest(RTM_DELROUTE, 0,
+                                             {.table = RT_TABLE_MAIN,
+                                              .destination = {{AF_INET, {}}, 0},
+                                              .type = RTN_UNSPEC,
+                                              .scope = RT_SCOPE_NOWHERE});
+    (void)Exchange(socket, request);
 }
 
 void KernelWatch::WaitForLink(const std::function<bool(unsigned index, bool running)>& isWanted) {
     for (bool found = false; !found;) {
-        Datagram(events).ForEach([&](const nlmsghdr& message) {
-            if (message.nlmsg_type == RTM_NEWLINK) {
-                const auto* link = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(&message));
+        vexonetlink::Datagram datagram = Hear(events);
+        while (const auto message = datagram.messages.Next()) {
+            const auto link = vexonetlink::FixedHeader<ifinfomsg>(*message);
+            if (link && message->type == RTM_NEWLINK) {
                 found |= isWanted(unsigned(link->ifi_index), (link->ifi_flags & IFF_RUNNING) != 0);
             }
-        });
+        }
     }
 }
 
 void KernelWatch::WaitForRouteBy(unsigned index) {
     while (RouteToOutside(requests) != index) {
-        Datagram{events};
+        Hear(events);
     }
 }
 
 FarEnd::FarEnd(const std::string& provider) {
     const Visit visit(provider);
-    socket = OpenKernelSocket();
+    socket.emplace(OpenKernelSocket());
     index = ::if_nametoindex("far");
 }
 
-void FarEnd::Set(bool up) const {
-    Request request(RTM_NEWLINK, NLM_F_ACK);
-    auto& header = request.Put<ifinfomsg>();
-    header.ifi_index = static_cast<int>(index);
-    header.ifi_change = IFF_UP;
-    header.ifi_flags = up ? IFF_UP : 0;
-    request.Answer(socket);
+void FarEnd::Set(bool up) {
+    auto request = vexonetlink::FlagsRequest(index, up ? IFF_UP : 0, IFF_UP);
+    Check(ToStatus(Exchange(*socket, request)) == 0, "the far end stays as it is");
 }
 
 }  // namespace vexobench

@@ -1,19 +1,16 @@
 #pragma once
 
-#include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 
-#include <vexobase/unique_handle.h>
+#include <vexonetlink/socket.h>
 
 namespace vexobench {
 
-inline void CloseSocket(mnl_socket* socket) {
-    mnl_socket_close(socket);
-}
-using KernelSocket = vexobase::UniqueHandle<mnl_socket, CloseSocket>;
+using KernelSocket = vexonetlink::Socket;
 
 /// A socket of rtnetlink(7), on which nothing is waited for longer than 20 s. Throws
 /// std::runtime_error, as everything here does when the kernel refuses or stays silent.
@@ -21,10 +18,10 @@ using KernelSocket = vexobase::UniqueHandle<mnl_socket, CloseSocket>;
 KernelSocket OpenKernelSocket(unsigned groups = 0);
 
 /// Index of the interface by which the kernel routes an address of the Internet; 0 for none.
-unsigned RouteToOutside(const KernelSocket& socket);
+unsigned RouteToOutside(KernelSocket& socket);
 
 /// Takes the main table's default route away, if there is one.
-void RemoveDefaultRoute(const KernelSocket& socket);
+void RemoveDefaultRoute(KernelSocket& socket);
 
 /// What the kernel tells of links and of IPv4 routes.
 class KernelWatch {
@@ -46,10 +43,10 @@ class FarEnd {
     explicit FarEnd(const std::string& provider);
 
     /// Has changed it when it returns, without a program that is still busy with its own end.
-    void Set(bool up) const;
+    void Set(bool up);
 
   private:
-    KernelSocket socket;
+    std::optional<KernelSocket> socket;
     unsigned index;
 };
 

@@ -34,7 +34,7 @@ class Cable {
     Cable(const Cable&) = delete;
     Cable& operator=(const Cable&) = delete;
 
-    void Set(bool plugged) const { farEnd.Set(plugged); }
+    void Set(bool plugged) { farEnd.Set(plugged); }
     const vexotest::Uplink& Facts() const { return uplink; }
     unsigned Index() const { return index; }
 
@@ -61,7 +61,7 @@ class Race {
 
     Times ByFollower() {
         vexotest::Arguments program{VEXO_BIN_DIR "/vexobench-follower"};
-        for (const Cable* cable : {elected, other}) {
+        for (Cable* cable : {elected, other}) {
             const vexotest::Uplink& uplink = cable->Facts();
             program.insert(program.end(), {uplink.ifname, uplink.gateway, uplink.address});
         }
@@ -73,7 +73,7 @@ class Race {
         // Lists of the figures before would be elected from too.
         vexotest::Must("rm -rf /etc/iproute2/config");
         appliance.StartDaemon();
-        for (const Cable* cable : {elected, other}) {
+        for (Cable* cable : {elected, other}) {
             const vexotest::Uplink& uplink = cable->Facts();
             appliance.Call("AddGatewayData", R"({"type": "GTYPE_V4", "class": "ethernet", "dns": "",
                 "priority": -1, "ifname": ")" + uplink.ifname
@@ -100,7 +100,7 @@ class Race {
         return times;
     }
 
-    static double Follow(const Cable& changed, bool plugged, const Cable& expected) {
+    static double Follow(Cable& changed, bool plugged, const Cable& expected) {
         KernelWatch watch;
         changed.Set(plugged);
         watch.WaitForLink([&](unsigned index, bool running) {
@@ -121,8 +121,8 @@ class Race {
     Cable spacer{4};
     Cable first{5};
     Cable second{6};
-    const Cable* elected = &first;
-    const Cable* other = &second;
+    Cable* elected = &first;
+    Cable* other = &second;
 };
 
 void Append(std::vector<double>& all, const std::vector<double>& more) {

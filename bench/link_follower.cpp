@@ -35,7 +35,7 @@ void AddDefaultRoute(const Uplink& uplink) {
     }
 }
 
-void Elect(std::vector<Uplink>& uplinks, const vexobench::KernelSocket& requests) {
+void Elect(std::vector<Uplink>& uplinks, vexobench::KernelSocket& requests) {
     const auto winner = std::ranges::find(uplinks, true, &Uplink::running);
     if (winner != uplinks.end()) {
         vexobench::RemoveDefaultRoute(requests);
@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
     }
     // First, so that its port is the pid, by which the bench finds its queue.
     vexobench::KernelWatch watch;
-    const vexobench::KernelSocket requests = vexobench::OpenKernelSocket();
+    vexobench::KernelSocket requests = vexobench::OpenKernelSocket();
     Elect(uplinks, requests);
     sd_notify(0, "READY=1");
     watch.WaitForLink([&](unsigned index, bool running) {

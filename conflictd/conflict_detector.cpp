@@ -37,6 +37,7 @@ void ConflictDetector::Turn(Clock::time_point until, int wake) {
 
 std::vector<InterfaceWatch*> ConflictDetector::Wait(Clock::time_point until, int wake) {
     const auto now = Clock::now();
+    until = follower.IsWhole() ? until : now;
     std::vector<InterfaceWatch*> listening;
     std::vector<pollfd> events;
     for (auto& [index, watch] : watches) {

@@ -1,5 +1,6 @@
 #include "interface_table.h"
 
+#include <arpa/inet.h>
 #include <net/if.h>
 #include <net/if_arp.h>
 #include <sys/socket.h>
@@ -15,33 +16,33 @@ bool Interface::IsWatchable() const {
            && (flags & (kWith | kWithout)) == kWith;
 }
 
-void InterfaceTable::Apply(const vexonetwork::LinkMessage& message) {
-    if (message.family != AF_UNSPEC) {
+void InterfaceTable::Apply(const vexonetlink::Link& link) {
+    if (link.family != AF_UNSPEC) {
         return;
     }
-    if (!message.isNew) {
-        interfaces.erase(message.index);
+    if (!link.isNew) {
+        interfaces.erase(link.index);
         return;
     }
-    Interface& interface = interfaces[message.index];
-    interface.ifname = message.ifname;
-    interface.flags = message.flags;
-    interface.type = message.type;
+    Interface& interface = interfaces[link.index];
+    interface.ifname = link.ifname;
+    interface.flags = link.flags;
+    interface.type = link.type;
     interface.mac = {};
-    if (message.hardwareAddress.size() == interface.mac.size()) {
-        std::ranges::copy(message.hardwareAddress, interface.mac.begin());
+    if (link.hardwareAddress.size() == interface.mac.size()) {
+        std::ranges::copy(link.hardwareAddress, interface.mac.begin());
     }
 }
 
-void InterfaceTable::Apply(const vexonetwork::AddressMessage& message) {
-    const auto address = ParseIpv4Address(message.address);
-    if (message.family != AF_INET || !address || *address == 0) {
+void InterfaceTable::Apply(const vexonetlink::InterfaceAddress& address) {
+    const Ipv4Address local = ntohl(ToInet4(address.local).s_addr);
+    if (address.family != AF_INET || local == 0) {
         return;
     }
-    if (message.isNew) {
-        interfaces[message.index].addresses.emplace(*address, message.prefix);
-    } else if (const auto found = interfaces.find(message.index); found != interfaces.end()) {
-        found->second.addresses.erase({*address, message.prefix});
+    if (address.isNew) {
+        interfaces[address.index].addresses.emplace(local, address.prefixLength);
+    } else if (const auto found = interfaces.find(address.index); found != interfaces.end()) {
+        found->second.addresses.erase({local, address.prefixLength});
     }
 }
 

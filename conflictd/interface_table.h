@@ -5,7 +5,8 @@
 #include <string>
 #include <utility>
 
-#include <vexonetwork/emitter/kernel_message.h>
+#include <vexonetlink/address.h>
+#include <vexonetlink/link.h>
 
 #include "arp_packet.h"
 
@@ -25,8 +26,8 @@ struct Interface {
 /// The interfaces of this network namespace with their IPv4 addresses, as the kernel tells them.
 class InterfaceTable {
   public:
-    void Apply(const vexonetwork::LinkMessage& message);
-    void Apply(const vexonetwork::AddressMessage& message);
+    void Apply(const vexonetlink::Link& link);
+    void Apply(const vexonetlink::InterfaceAddress& address);
     void Clear() { interfaces.clear(); }
 
     /// By index.

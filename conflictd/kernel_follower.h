@@ -1,44 +1,33 @@
 #pragma once
 
-#include <linux/netlink.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <span>
-
-#include <vexobase/unique_fd.h>
+#include <vexonetlink/socket.h>
 
 #include "interface_table.h"
 
 namespace conflictd {
 
-/// Keeps a table in step with the kernel (rtnetlink(7)): asks for all links, then for all
-/// addresses, and follows what changes. When more happened than the socket holds it asks again.
+/// Keeps a table in step with the kernel: takes what there is at the start, and again when more has
+/// happened than the socket holds, and follows what changes.
 class KernelFollower {
   public:
     /// Throws std::system_error.
     KernelFollower();
 
-    int Descriptor() const { return fd.Get(); }
+    int Descriptor() const { return socket.Descriptor(); }
 
     /// Takes what waits, without waiting. Throws std::system_error when the kernel cannot be asked.
-    /// @return whether the table has changed and is whole; while the kernel is being asked it is
-    /// not
+    /// @return whether the table has changed and is whole
     bool Read(InterfaceTable& table);
 
-    /// False while the kernel is being asked.
-    bool IsWhole() const { return stage == Stage::kFollowing; }
+    /// False at the start and after a loss, until Read() has taken anew what there is.
+    bool IsWhole() const { return isWhole; }
 
   private:
-    enum class Stage { kLinks, kAddresses, kFollowing };
+    bool Follow(InterfaceTable& table);
+    void TakeAnew(InterfaceTable& table);
 
-    void Ask(Stage wanted);
-    void Handle(const nlmsghdr& message, InterfaceTable& table);
-    void OnAnswered(InterfaceTable& table);
-
-    vexobase::UniqueFd fd;
-    Stage stage = Stage::kLinks;
-    bool hasLost = false;
+    vexonetlink::Socket socket;
+    bool isWhole = false;
     bool hasChanged = false;
 };
 

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <linux/netlink.h>
-
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -10,8 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include <vexobase/unique_fd.h>
-#include <vexonetwork/emitter/kernel_message.h>
+#include <vexonetlink/address.h>
+#include <vexonetlink/link.h>
+#include <vexonetlink/route.h>
+#include <vexonetlink/socket.h>
 
 #include "event.h"
 
@@ -25,7 +24,7 @@ class KernelEvents {
     KernelEvents();
 
     /// Readable when something has happened.
-    int Descriptor() const { return socket.Get(); }
+    int Descriptor() const { return socket.Descriptor(); }
 
     /// Takes what waits, without waiting.
     std::vector<Event> Read();
@@ -34,15 +33,14 @@ class KernelEvents {
     using Address = std::pair<unsigned, std::string>;  ///< of an interface; with its prefix
 
     void Learn();
-    void Learn(std::uint16_t request);
-    std::optional<Event> Read(const nlmsghdr* message);
-    std::optional<Event> OfLink(const vexonetwork::LinkMessage& link);
-    std::optional<Event> OfAddress(const vexonetwork::AddressMessage& address);
-    std::optional<Event> OfRoute(const vexonetwork::RouteMessage& route);
+    std::optional<Event> Read(const vexonetlink::Message& message);
+    std::optional<Event> OfLink(const vexonetlink::Link& link);
+    std::optional<Event> OfAddress(const vexonetlink::InterfaceAddress& address);
+    std::optional<Event> OfRoute(const vexonetlink::Route& route);
     std::string NameOf(unsigned index) const;
 
-    vexobase::UniqueFd socket;
-    std::map<unsigned, vexonetwork::LinkMessage> links;  ///< also those that are gone
+    vexonetlink::Socket socket;
+    std::map<unsigned, vexonetlink::Link> links;  ///< also those that are gone
     std::set<Address> addresses;
 };
 

@@ -100,6 +100,12 @@ Datagram Socket::Poll() {
     return Take(MSG_DONTWAIT);
 }
 
+void Socket::Drain() {
+    for (Arrival last = Arrival::kMessages; last != Arrival::kEmpty && last != Arrival::kFailed;) {
+        last = Poll().arrival;
+    }
+}
+
 Datagram Socket::Take(int flags) {
     // Who floods us holds up nobody for good.
     for (int attempt = 0; attempt < kMaxForeign; ++attempt) {

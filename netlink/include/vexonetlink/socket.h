@@ -63,6 +63,10 @@ class Socket {
     /// Takes one datagram that is there already.
     Datagram Poll();
 
+    /// Drops what is there. After a loss it is older than what is asked for next, and while it
+    /// waits the kernel drops more without a word.
+    void Drain();
+
   private:
     Datagram Take(int flags);
 

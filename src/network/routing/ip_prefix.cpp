@@ -56,14 +56,6 @@ bool IsUnspecified(const Address& address) {
     return std::ranges::all_of(address.bytes, [](std::uint8_t byte) { return byte == 0; });
 }
 
-std::string ToText(const Address& address) {
-    char text[INET6_ADDRSTRLEN] = "";
-    if (address) {
-        ::inet_ntop(address.family, address.bytes.data(), text, sizeof text);
-    }
-    return text;
-}
-
 std::string ToText(const Prefix& prefix) {
     if (prefix.length == 0 && IsUnspecified(prefix.address)) {
         return "default";

@@ -1,53 +1,65 @@
 #pragma once
 
+#include <linux/fib_rules.h>
+#include <linux/rtnetlink.h>
+
 #include <cstdint>
-#include <tuple>
+
+#include <vexonetlink/route.h>
+#include <vexonetlink/rule.h>
 
 #include "network/routing/ip_prefix.h"
 
 namespace vexonetwork::network {
 
+using vexonetlink::Route;
+using vexonetlink::Rule;
+
 /// The origin that our routes and rules carry in the kernel (RTA "proto", FRA_PROTOCOL): what has
 /// another one belongs to somebody else and is never touched. rt_protos(5) has no name for it.
 inline constexpr std::uint8_t kOurProtocol = 86;
 
-/// The kernel's main table and where its own tables begin.
-inline constexpr std::uint32_t kMainTable = 254;
+/// Number of the main table.
+inline constexpr std::uint32_t kMainTable = RT_TABLE_MAIN;
 
 /// Metric of an IPv6 route that names none.
 inline constexpr std::uint32_t kUsualMetricV6 = 1024;
 
-/// One unicast route. The family is that of its destination.
-struct Route {
-    std::uint32_t table = 0;
-    Prefix destination;
-    std::uint32_t metric = 0;
-    Address gateway;   ///< none: by the device alone
-    unsigned oif = 0;  ///< index; 0 leaves it to the kernel, who looks where the gateway is
-    std::uint8_t protocol = kOurProtocol;
-};
+/// A unicast route of ours. @param oif  0 leaves it to the kernel, who looks where the gateway is
+inline Route OurRoute(std::uint32_t table, const Prefix& destination, std::uint32_t metric,
+                      const Address& gateway, unsigned oif) {
+    return {.table = table,
+            .destination = destination,
+            .metric = metric,
+            .gateway = gateway,
+            .oif = oif,
+            .protocol = kOurProtocol,
+            .scope = gateway ? std::uint8_t{RT_SCOPE_UNIVERSE} : std::uint8_t{RT_SCOPE_LINK}};
+}
 
-/// One rule that has packets from a source looked up in a table.
-struct Rule {
-    std::uint32_t priority = 0;
-    Prefix source;
-    std::uint32_t table = 0;
-    bool suppressDefault = false;  ///< the table's default routes do not count
-    std::uint8_t protocol = kOurProtocol;
+enum class DefaultRoutes { COUNT, DO_NOT_COUNT };
 
-    bool operator==(const Rule&) const = default;
-    bool operator<(const Rule& other) const {
-        return std::tie(priority, source, table, suppressDefault, protocol)
-               < std::tie(other.priority, other.source, other.table, other.suppressDefault,
-                          other.protocol);
-    }
-};
+/// A rule of ours that has packets from a source looked up in a table.
+inline Rule OurRule(std::uint32_t priority, const Prefix& source, std::uint32_t table,
+                    DefaultRoutes defaults = DefaultRoutes::COUNT) {
+    return {.priority = priority,
+            .source = source,
+            .table = table,
+            .suppressedLength = defaults == DefaultRoutes::COUNT ? -1 : 0,
+            .protocol = kOurProtocol};
+}
 
-/// One address of an interface.
-struct InterfaceAddress {
+/// Whether a rule looks at nothing but the source, as ours do.
+inline bool IsBySource(const Rule& rule) {
+    return rule.action == FR_ACT_TO_TBL && rule.destination.length == 0 && rule.iif.empty()
+           && rule.oif.empty() && rule.mark == 0 && rule.markMask == 0;
+}
+
+/// One address of an interface, and what is connected through it.
+struct ConnectedAddress {
     unsigned index = 0;
     Prefix local;          ///< with the prefix length of its network
-    Prefix network;        ///< what is connected through it; on a point-to-point link the peer
+    Prefix network;        ///< on a point-to-point link the other end
     bool connects = true;  ///< false where the address was set without a route to its network
 };
 

@@ -60,15 +60,15 @@ RoutingState Wanted(const std::vector<PolicyTableRoute>& routes, std::uint32_t n
                     const Prefix& source) {
     RoutingState wanted;
     const Prefix from = NetworkOf(source);
-    wanted.rules = {{kTableNetworksPriority, from, number, true},
-                    {kTableMainPriority, from, kMainTable, true},
-                    {kTablePriority, from, number}};
+    wanted.rules = {OurRule(kTableNetworksPriority, from, number, DefaultRoutes::DO_NOT_COUNT),
+                    OurRule(kTableMainPriority, from, kMainTable, DefaultRoutes::DO_NOT_COUNT),
+                    OurRule(kTablePriority, from, number)};
     Links links;
     for (const PolicyTableRoute& route : routes) {
         const Link link = route.ifname.empty() ? Link{0, true} : links.Find(route.ifname);
         if (link.isUp) {
             wanted.routes.push_back(
-                {number, route.destination, route.metric, route.gateway, link.index});
+                OurRoute(number, route.destination, route.metric, route.gateway, link.index));
         }
     }
     return wanted;

@@ -93,16 +93,16 @@ std::string WhyNoGateway(const PolicyTableRoute& route) {
 
 std::string WhyRefused(const PolicyTableRoute& route, const Refusal& refusal) {
     const std::string by = route.ifname.empty() ? "" : " on " + route.ifname;
-    switch (refusal.error) {
+    switch (refusal.error.number) {
         case EEXIST:
             return "somebody else's route has its place in the kernel's table "
                    + std::string(kTable);
         case ENETUNREACH:
         case EHOSTUNREACH:
             return "its gateway " + ToText(route.gateway) + " is no neighbour" + by + " ("
-                   + refusal.reason + "); see 'ip route get " + ToText(route.gateway) + "'";
+                   + refusal.error.text + "); see 'ip route get " + ToText(route.gateway) + "'";
         default:
-            return "the kernel refuses it: " + refusal.reason;
+            return "the kernel refuses it: " + refusal.error.text;
     }
 }
 
@@ -130,10 +130,11 @@ std::string Try(const PolicyTableRoute& route) {
     }
     const KernelTurn turn;
     RouteSocket socket;
-    const Route wanted{*number, route.destination, route.metric, route.gateway, link.index};
+    const Route wanted =
+        OurRoute(*number, route.destination, route.metric, route.gateway, link.index);
     vexonetwork::network::Change change{Action::ADD, wanted};
     auto refusals = socket.Apply({&change, 1});
-    if (!refusals.empty() && refusals.front().error == EEXIST && IsOurs(socket, wanted)) {
+    if (!refusals.empty() && refusals.front().error.number == EEXIST && IsOurs(socket, wanted)) {
         change.action = Action::REPLACE;
         refusals = socket.Apply({&change, 1});
     }

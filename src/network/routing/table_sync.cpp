@@ -91,13 +91,19 @@ void Complain(const char* what, const std::vector<Change>& changes,
               const std::vector<Refusal>& refusals, Complaints& complaints) {
     for (const Refusal& refusal : refusals) {
         complaints.Say("Failed to " + std::string(what) + " " + Describe(changes[refusal.change])
-                       + ": " + refusal.reason);
+                       + ": " + refusal.error.text);
     }
 }
 
 /// What is gone already needed no removal: interfaces take their routes along.
 bool IsGone(const Refusal& refusal) {
-    return refusal.error == ESRCH || refusal.error == ENOENT || refusal.error == ENODEV;
+    const int error = refusal.error.number;
+    return error == ESRCH || error == ENOENT || error == ENODEV;
+}
+
+/// Its place has another route.
+bool IsTaken(const Refusal& refusal) {
+    return refusal.error.number == EEXIST;
 }
 
 void TellForeign(const RoutingState& present, Complaints& complaints) {
@@ -142,7 +148,7 @@ std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
                          [&](const Rule& rule) { return scope.Holds(rule); });
     std::set<std::uint32_t> tables(scope.tables.begin(), scope.tables.end());
     for (const Rule& rule : state.rules) {
-        if (!rule.suppressDefault) {
+        if (rule.suppressedLength < 0) {
             tables.insert(rule.table);
         }
     }
@@ -168,7 +174,7 @@ bool BringInStep(RouteSocket& socket, const Scope& scope, const RoutingState& wa
         const Steps steps = Compare(wanted, *present);
         const auto refusals = socket.Apply(steps.additions);
         // What a command that only tries a route has added meanwhile is found at the second look.
-        if (!again && std::ranges::find(refusals, EEXIST, &Refusal::error) != refusals.end()) {
+        if (!again && std::ranges::any_of(refusals, IsTaken)) {
             continue;
         }
         Complain("add", steps.additions, refusals, complaints);

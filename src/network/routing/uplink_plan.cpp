@@ -15,33 +15,34 @@ constexpr std::uint32_t kDefaultMetricV6 = 1'000'000;
 void PlanRoutes(int family, const Uplink& uplink, RoutingState& wanted) {
     const std::uint32_t metric = family == AF_INET6 ? kUsualMetricV6 : 0;
     std::set<Prefix> networks;
-    for (const InterfaceAddress& address : uplink.addresses) {
+    for (const ConnectedAddress& address : uplink.addresses) {
         const Prefix host{address.local.address, AddressBits(family)};
         if (IsRuled(address, family) && address.connects && address.network != host
             && networks.insert(address.network).second) {
-            wanted.routes.push_back({uplink.table, address.network, metric, {}, uplink.link.index});
+            wanted.routes.push_back(
+                OurRoute(uplink.table, address.network, metric, {}, uplink.link.index));
         }
     }
     const auto& gateway = family == AF_INET ? uplink.gatewayV4 : uplink.gatewayV6;
     if (gateway) {
         wanted.routes.push_back(
-            {uplink.table, Everything(family), family == AF_INET6 ? kDefaultMetricV6 : 0,
-             IsUnspecified(*gateway) ? Address() : *gateway, uplink.link.index});
+            OurRoute(uplink.table, Everything(family), family == AF_INET6 ? kDefaultMetricV6 : 0,
+                     IsUnspecified(*gateway) ? Address() : *gateway, uplink.link.index));
     }
 }
 
 void PlanRules(int family, const Uplink& uplink, RoutingState& wanted) {
-    for (const InterfaceAddress& address : uplink.addresses) {
+    for (const ConnectedAddress& address : uplink.addresses) {
         if (IsRuled(address, family)) {
-            wanted.rules.push_back(
-                {kUplinkPriority, {address.local.address, AddressBits(family)}, uplink.table});
+            wanted.rules.push_back(OurRule(
+                kUplinkPriority, {address.local.address, AddressBits(family)}, uplink.table));
         }
     }
 }
 
 }  // namespace
 
-bool IsRuled(const InterfaceAddress& address, int family) {
+bool IsRuled(const ConnectedAddress& address, int family) {
     return address.local.address.family == family && !IsLinkLocal(address.local.address);
 }
 
@@ -61,9 +62,11 @@ RoutingState PlanUplinks(int family, const std::vector<Uplink>& uplinks,
     if (wanted.rules.empty()) {
         return wanted;
     }
-    wanted.rules.push_back({kMainNetworksPriority, Everything(family), kMainTable, true});
+    wanted.rules.push_back(OurRule(kMainNetworksPriority, Everything(family), kMainTable,
+                                   DefaultRoutes::DO_NOT_COUNT));
     if (staticTable) {
-        wanted.rules.push_back({kStaticNetworksPriority, Everything(family), *staticTable, true});
+        wanted.rules.push_back(OurRule(kStaticNetworksPriority, Everything(family), *staticTable,
+                                       DefaultRoutes::DO_NOT_COUNT));
     }
     return wanted;
 }

@@ -15,13 +15,13 @@ struct Uplink {
     std::string ifname;
     std::uint32_t table = 0;
     Link link;
-    std::vector<InterfaceAddress> addresses;  ///< of both families
+    std::vector<ConnectedAddress> addresses;  ///< of both families
     std::optional<Address> gatewayV4;         ///< unspecified: by the device alone
     std::optional<Address> gatewayV6;
 };
 
 /// Whether an address of an uplink gets a rule: others are answered on their link anyway.
-bool IsRuled(const InterfaceAddress& address, int family);
+bool IsRuled(const ConnectedAddress& address, int family);
 
 /// What the kernel should have for the uplinks: in each one's table its connected networks and the
 /// way through its gateway, a rule from each of its addresses, and before these one that keeps

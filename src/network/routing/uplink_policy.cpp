@@ -77,7 +77,7 @@ bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink&
 UplinkStatus::Family FamilyStatus(RouteSocket& socket, const std::vector<Uplink>& all,
                                   const Uplink& one, int family) {
     UplinkStatus::Family status;
-    for (const InterfaceAddress& address : one.addresses) {
+    for (const ConnectedAddress& address : one.addresses) {
         if (IsRuled(address, family)) {
             status.addresses.push_back(ToText(address.local.address));
         }

@@ -26,7 +26,7 @@ int FamilyOfText(const std::string& text) {
     return text.find(':') == text.npos ? AF_INET : AF_INET6;
 }
 
-InterfaceAddress At(const std::string& text, const std::string& peer = "") {
+ConnectedAddress At(const std::string& text, const std::string& peer = "") {
     const int family = FamilyOfText(text);
     const Prefix local = *ParsePrefix(family, text);
     return {7, local, NetworkOf(peer.empty() ? local : *ParsePrefix(family, peer))};
@@ -39,7 +39,7 @@ std::string Describe(const Change& change) {
     if (const Rule* rule = std::get_if<Rule>(&change.object)) {
         return word + " rule " + std::to_string(rule->priority) + " from " + ToText(rule->source)
                + " lookup " + std::to_string(rule->table)
-               + (rule->suppressDefault ? " suppress" : "");
+               + (rule->suppressedLength == 0 ? " suppress" : "");
     }
     const auto& route = std::get<Route>(change.object);
     return word + " " + ToText(route.destination) + (route.gateway ? " via " : "")
@@ -62,7 +62,7 @@ Lines Plan(int family, const std::vector<Uplink>& uplinks) {
 TEST(UplinkPlan, HoldsWhatAnUplinkCanUse) {
     const auto v4 = [](const char* text) { return ParseAddress(AF_INET, text); };
     const auto v6 = [](const char* text) { return ParseAddress(AF_INET6, text); };
-    InterfaceAddress routeless = At("198.51.100.5/24");
+    ConnectedAddress routeless = At("198.51.100.5/24");
     routeless.connects = false;
     const Uplink dsl{"ppp0",        101,     {3, true}, {At("10.64.0.2/32", "10.64.0.1/32")},
                      v4("0.0.0.0"), v6("::")};
