@@ -1,10 +1,14 @@
 // What is done about an address, and what is told, as time goes by and packets come.
 
 #include <gtest/gtest.h>
+#include <linux/rtnetlink.h>
 
 #include <sstream>
 
+#include <vexonetlink/exchange.h>
+
 #include "conflictd/address_watch.h"
+#include "conflictd/kernel_follower.h"
 #include "conflictd/report_budget.h"
 
 namespace conflictd {
@@ -63,6 +67,42 @@ TEST(ReportBudget, AStormIsToldInAFewEntriesAMinute) {
     }
     EXPECT_EQ(told, 27);
     EXPECT_EQ(storm(0, kStart + 60s), 3);
+}
+
+/// Adds or removes addresses of lo, which has the index 1.
+void ChangeAddresses(std::uint16_t type, int count) {
+    auto socket = *vexonetlink::Socket::Open();
+    vexonetlink::Batch batch(socket);
+    for (int i = 0; i < count; ++i) {
+        const in_addr address{htonl(0x0a000000U + unsigned(i))};
+        batch.Add(vexonetlink::AddressRequest(type, NLM_F_CREATE,
+                                              {.family = AF_INET,
+                                               .index = 1,
+                                               .local = vexonetlink::FromInet(address),
+                                               .prefixLength = 32}));
+    }
+    EXPECT_TRUE(batch.Finish().empty());
+}
+
+TEST(KernelFollower, HasAfterALossWhatTheKernelHas) {
+    KernelFollower follower;
+    InterfaceTable table;
+    const auto count = [&table] { return table.Interfaces().at(1).addresses.size(); };
+    EXPECT_FALSE(follower.IsWhole());
+    ASSERT_TRUE(follower.Read(table));
+    EXPECT_EQ(count(), 1U);
+    EXPECT_FALSE(follower.Read(table)) << "nothing has changed";
+    // The socket has room for the first messages; of the last nothing is told.
+    ChangeAddresses(RTM_NEWADDR, 2000);
+    ChangeAddresses(RTM_DELADDR, 1500);
+    EXPECT_FALSE(follower.Read(table)) << "what waits comes first";
+    EXPECT_FALSE(follower.IsWhole());
+    while (!follower.Read(table)) {
+    }
+    EXPECT_EQ(count(), 501U);
+    ChangeAddresses(RTM_NEWADDR, 3);
+    ASSERT_TRUE(follower.Read(table)) << "it follows again";
+    EXPECT_EQ(count(), 504U);
 }
 
 }  // namespace

@@ -138,6 +138,25 @@ TEST_F(KernelSocket, WritesWhatItReads) {
     }
 }
 
+TEST_F(KernelSocket, PutsAddressesBackAsTheyWere) {
+    Must("ip link add wan0 type veth peer name far");
+    Must("ip addr add 192.0.2.10/24 brd + dev wan0 label wan0:1 noprefixroute metric 7");
+    Must("ip addr add 10.64.0.2 peer 10.64.0.1/32 dev wan0 scope link");
+    Must("ip addr add 2001:db8:1::2 peer 2001:db8:1::1 dev wan0 nodad");
+    const unsigned index = FindLink(socket, "wan0")->index;
+    const auto addresses = ListAddresses(socket, AF_UNSPEC, index);
+    ASSERT_THAT(addresses, Optional(SizeIs(3)));
+    for (const InterfaceAddress& address : *addresses) {
+        EXPECT_EQ(ChangeOnce(AddressRequest(RTM_DELADDR, 0, address)), 0);
+    }
+    EXPECT_THAT(ListAddresses(socket, AF_UNSPEC, index), Optional(IsEmpty()));
+    for (const InterfaceAddress& address : *addresses) {
+        EXPECT_EQ(ChangeOnce(AddressRequest(RTM_NEWADDR, NLM_F_CREATE | NLM_F_EXCL, address)), 0);
+    }
+    EXPECT_THAT(ListAddresses(socket, AF_UNSPEC, index),
+                Optional(UnorderedElementsAreArray(*addresses)));
+}
+
 TEST_F(KernelSocket, OfABatchOnlyWhatIsRefusedIsMissing) {
     constexpr std::size_t kRoutes = 1000;
     Batch batch(socket);
