@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <vexobase/file_text.h>
 #include <vexobase/unique_fd.h>
 #include <vlib/file.h>
 
@@ -52,8 +53,10 @@ bool TemporaryFile::Open() {
 }
 
 bool TemporaryFile::Finish() {
-    // A short file must not take the target's place, so every failure counts.
-    const bool flushed = std::fflush(stream.get()) == 0 && ::fsync(::fileno(stream.get())) == 0;
+    // Neither a short file nor one too long to be read may take the target's place.
+    const bool fits = ::ftello(stream.get()) <= static_cast<off_t>(vexobase::kMaxFileBytes);
+    const bool flushed =
+        fits && std::fflush(stream.get()) == 0 && ::fsync(::fileno(stream.get())) == 0;
     const bool closed = std::fclose(stream.release()) == 0;
     if (!flushed || !closed) {
         VEXO_LOG(LOG_ERR, "Failed to write a temporary file [%s]", path.c_str());

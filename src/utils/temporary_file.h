@@ -21,7 +21,8 @@ class TemporaryFile {
     /// process keeps umask 0177.
     bool Open();
 
-    /// Brings the contents to the disk and closes the file, which then stays.
+    /// Brings the contents to the disk and closes the file, which then stays. What is longer than
+    /// vexobase::kMaxFileBytes is a failure.
     bool Finish();
 
     FILE* Stream() const { return stream.get(); }

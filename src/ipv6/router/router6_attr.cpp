@@ -201,7 +201,7 @@ int Router6Attr::SaveConfig() const {
     if (!text) {
         return -1;
     }
-    if (vexobase::ReplaceFile(path, *text) != 0) {
+    if (text->size() > vexobase::kMaxFileBytes || vexobase::ReplaceFile(path, *text) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to add %s section [file: %s]", kSections.front().word,
                  path.c_str());
         return -1;

@@ -138,6 +138,10 @@ TEST_F(ConfigTest, WhatNobodyCouldReadIsNotWritten) {
         EXPECT_EQ(config.Write(), more == 0 ? 0 : -1);
         EXPECT_EQ(config.Read(), 0) << "the one before";
     }
+    ConfigSection sum(path);  // each section alone is short enough
+    sum.AddKeyValue("a", "k", std::string(kLimit - 100, 'x'));
+    sum.AddKeyValue("b", "k", std::string(100, 'x'));
+    EXPECT_EQ(sum.Write(), -1);
     ConfigNoSection flat(folder / "conf/flat");
     flat.AddKeyValue("former", 1);
     ASSERT_EQ(flat.Write(), 0);
