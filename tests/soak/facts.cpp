@@ -1,5 +1,7 @@
 #include "facts.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -120,6 +122,7 @@ bool IsSettled(World& world) {
         if (!vexotest::IsQuiet(world.appliance.Daemon().Pid())) {
             return false;
         }
+        ::usleep(5'000);
     }
     return std::ranges::none_of(Ask("ip -j addr show"), IsUndecided);
 }

@@ -29,6 +29,12 @@ World::World() : ports(AllPorts()) {
     // What fills the event socket. The numbers of both ends of some ports differ by it, so that
     // the kernel tells of their carriers at once.
     Must("ip link add spacer0 type veth peer name spacer1");
+    // Most uplinks are not among the first 32, which the sweep at start looks at.
+    Lines many;
+    for (int i = 0; i < 14; ++i) {
+        many.lines.push_back("link add type veth");
+    }
+    Play(many);
     for (const Port& port : ports) {
         Must("ip netns add " + port.netns);
         for (const Lines& lines : Make(port, false)) {
