@@ -215,7 +215,7 @@ TEST(HookLimits, AStopKillsThoseThatRunAndBeginsNone) {
     const SyslogSpy log;
     std::thread hooks([] { EXPECT_EQ(RunHooks("net", "demo", {}), -1); });
     EXPECT_TRUE(Eventually([] { return ReadFile(kOut).ends_with('\n'); }));
-    VEXOHookStop(10);
+    VEXOHookStop(500);
     VEXOHookStop(1'000'000);
     hooks.join();
     EXPECT_EQ(VEXONetGatewayConfigChangeHook(5, "ipv4", "eth0", "", ""), 0) << "nobody to be told";

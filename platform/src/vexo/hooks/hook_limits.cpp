@@ -1,15 +1,9 @@
 #include "vexo/hooks/hook_limits.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-#include <mutex>
-#include <set>
-
-#include <vexobase/unique_fd.h>
 
 #include "vexo/hook_limits.h"
 
@@ -34,61 +28,9 @@ struct Watch {
 };
 Watch watch;
 
-/// The end of the process, and the descriptors that wake those who wait for hooks. Never
-/// destroyed: threads may wait until the process is gone.
-class Stop {
-  public:
-    static Stop& Get() {
-        static Stop& stop = *new Stop;
-        return stop;
-    }
-
-    void Begin(milliseconds grace) {
-        const std::lock_guard guard(mutex);
-        if (!HasBegun()) {
-            deadline = (steady_clock::now() + grace).time_since_epoch().count();
-        }
-        for (const int fd : waiting) {
-            ::eventfd_write(fd, 1);
-        }
-    }
-
-    bool HasBegun() const { return deadline != kNever; }
-
-    steady_clock::time_point Deadline() const {
-        return steady_clock::time_point(steady_clock::duration(deadline));
-    }
-
-    void Add(int fd) {
-        const std::lock_guard guard(mutex);
-        waiting.insert(fd);
-    }
-    void Remove(int fd) {
-        const std::lock_guard guard(mutex);
-        waiting.erase(fd);
-    }
-
-  private:
-    static constexpr steady_clock::rep kNever = steady_clock::duration::max().count();
-
-    std::atomic<steady_clock::rep> deadline = kNever;
-    std::mutex mutex;
-    std::set<int> waiting;
-};
-
-/// Becomes readable when the stop begins. It may have begun before this was made.
-class StopSign {
-  public:
-    StopSign() : fd(::eventfd(0, EFD_CLOEXEC)) { Stop::Get().Add(fd.Get()); }
-    ~StopSign() { Stop::Get().Remove(fd.Get()); }
-    StopSign(const StopSign&) = delete;
-    StopSign& operator=(const StopSign&) = delete;
-
-    int Descriptor() const { return Stop::Get().HasBegun() ? -1 : fd.Get(); }
-
-  private:
-    vexobase::UniqueFd fd;
-};
+/// When those that run are killed, as the process ends; a time of steady_clock.
+constexpr steady_clock::rep kNever = steady_clock::duration::max().count();
+std::atomic<steady_clock::rep> stopTime = kNever;
 
 /// Until when a hook may run, and what ends it then.
 struct Deadline {
@@ -107,24 +49,18 @@ Deadline DeadlineOf(steady_clock::time_point start, milliseconds timeout) {
     if (request.depth > 0) {
         deadline.Lower(start + request.left, HookLimit::kRequest);
     }
-    deadline.Lower(Stop::Get().Deadline(), HookLimit::kStop);
+    deadline.Lower(steady_clock::time_point(steady_clock::duration(stopTime)), HookLimit::kStop);
     return deadline;
 }
 
-/// As poll(2) takes it, at most until somebody is to be told of progress.
+/// As poll(2) takes it: until then, or until it is time to look for a stop and to tell of progress.
 int TimeoutUntil(steady_clock::time_point time) {
-    // A stop is noticed also by who could not have a descriptor for its sign.
-    constexpr milliseconds kLongest = std::chrono::seconds(1);
+    constexpr milliseconds kLookForStop(500);
     const int interval = watch.interval;
-    const auto longest = interval > 0 ? std::min(kLongest, milliseconds(interval)) : kLongest;
+    const auto longest =
+        interval > 0 ? std::min(kLookForStop, milliseconds(interval)) : kLookForStop;
     const auto left = std::chrono::ceil<milliseconds>(time - steady_clock::now());
     return static_cast<int>(std::clamp(left, milliseconds(0), longest).count());
-}
-
-/// @return whether the process has ended, before a time, a stop, or the next sign of progress
-bool EndsSoon(int process, const StopSign& stop, steady_clock::time_point time) {
-    std::array<pollfd, 2> events{{{process, POLLIN, 0}, {stop.Descriptor(), POLLIN, 0}}};
-    return ::poll(events.data(), events.size(), TimeoutUntil(time)) > 0 && events[0].revents != 0;
 }
 
 void TellProgress() {
@@ -134,10 +70,10 @@ void TellProgress() {
 }
 
 HookLimit Await(int process, steady_clock::time_point start, milliseconds timeout) {
-    const StopSign stop;
     for (;;) {
         const Deadline deadline = DeadlineOf(start, timeout);
-        if (EndsSoon(process, stop, deadline.time)) {
+        pollfd event{process, POLLIN, 0};
+        if (::poll(&event, 1, TimeoutUntil(deadline.time)) > 0) {
             return HookLimit::kNone;
         }
         if (steady_clock::now() >= deadline.time) {
@@ -150,7 +86,7 @@ HookLimit Await(int process, steady_clock::time_point start, milliseconds timeou
 }  // namespace
 
 HookLimit LimitNow() {
-    if (Stop::Get().HasBegun()) {
+    if (stopTime != kNever) {
         return HookLimit::kStop;
     }
     return request.depth > 0 && request.left <= steady_clock::duration() ? HookLimit::kRequest
@@ -197,5 +133,7 @@ void VEXOHookWatch(void (*progress)(void), int milliseconds) {
 }
 
 void VEXOHookStop(int milliseconds) {
-    vexoplatform::Stop::Get().Begin(std::chrono::milliseconds(milliseconds));
+    const auto time = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    auto never = vexoplatform::kNever;
+    vexoplatform::stopTime.compare_exchange_strong(never, time.time_since_epoch().count());
 }
