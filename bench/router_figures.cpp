@@ -44,6 +44,11 @@ class World {
         int fd = -1;
         module.open_icmpv6_socket(fd);
         socket.Reset(fd);
+        // The far end drops what it is given for up to a second after its link has come.
+        vexotest::Eventually([this] {
+            Advertise(kRouters[0]);
+            return ReceiveBare(MSG_DONTWAIT);
+        });
     }
     ~World() {
         ModuleManager::GetInstance().RemoveModule(vexonetwork::network::module::MODULE_ROUTE);

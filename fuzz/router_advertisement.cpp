@@ -13,6 +13,7 @@
 #include <vlib/file.h>
 
 #include "fuzz.h"
+#include "network/advertisements/advertisement.h"
 
 // An input is a number of ICMPv6 messages, each behind a byte with its length and one that chooses
 // the router. Nothing is read outside of them, and there is one record for an interface.
@@ -28,6 +29,10 @@ using vexonetwork::network::module::IPv6Module;
 void Hand(IPv6Module& module, const uint8_t* bytes, std::size_t size, uint8_t router) {
     std::vector<unsigned char> packet(bytes, bytes + size);
     packet.shrink_to_fit();
+    constexpr std::size_t kPrefixOption = 32;
+    const auto options = vexonetwork::network::module::ReadOptions(packet);
+    Require(options.autonomousPrefixes.size() * kPrefixOption <= size);
+    Require(options.left >= 0 && static_cast<std::size_t>(options.left) <= size);
     in6_addr sender{};
     sender.s6_addr[0] = router == 0 ? 0x20 : 0xfe;
     sender.s6_addr[1] = 0x80;

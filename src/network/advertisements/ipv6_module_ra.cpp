@@ -54,14 +54,8 @@ const char* IPv6Module::print_addr(const in6_addr* addr, char* text) {
     return text;
 }
 
-std::vector<std::string> IPv6Module::RaAutoPrefixGet(unsigned char* ra, int len,
-                                                     const char* /*ifname*/) {
-    const AdvertisedOptions options = ReadOptions({ra, static_cast<std::size_t>(std::max(len, 0))});
-    std::vector<std::string> prefixes;
-    for (const in6_addr& prefix : options.autonomousPrefixes) {
-        char text[INET6_ADDRSTRLEN];
-        prefixes.emplace_back(print_addr(&prefix, text));
-    }
+AdvertisedOptions IPv6Module::Options(const unsigned char* ra, int len) {
+    AdvertisedOptions options = ReadOptions({ra, static_cast<std::size_t>(std::max(len, 0))});
     if (options.end == OptionsEnd::kZeroLength && MayLog()) {
         VEXO_LOG(LOG_ERR, "zero length option in RA");
     }
@@ -70,17 +64,29 @@ std::vector<std::string> IPv6Module::RaAutoPrefixGet(unsigned char* ra, int len,
                  "option length greater than total length in RA (type %d, optlen %d, len %d)",
                  options.type, options.length, options.left);
     }
+    return options;
+}
+
+std::vector<std::string> IPv6Module::RaAutoPrefixGet(unsigned char* ra, int len,
+                                                     const char* /*ifname*/) {
+    std::vector<std::string> prefixes;
+    const AdvertisedOptions options = Options(ra, len);
+    for (const in6_addr& prefix : options.autonomousPrefixes) {
+        char text[INET6_ADDRSTRLEN];
+        prefixes.emplace_back(print_addr(&prefix, text));
+    }
     return prefixes;
 }
 
-bool IPv6Module::IsRaValid(unsigned char* ra, int len, const std::string& ifname, bool managed) {
-    if (!managed && RaAutoPrefixGet(ra, len, ifname.c_str()).empty()) {
-        if (MayLog()) {
-            VEXO_LOG(LOG_INFO, "Ignore stateless RA which has no prefix information.");
-        }
-        return false;
+bool IPv6Module::IsRaValid(unsigned char* ra, int len, const std::string& /*ifname*/,
+                           bool managed) {
+    if (managed || !Options(ra, len).autonomousPrefixes.empty()) {
+        return true;
     }
-    return true;
+    if (MayLog()) {
+        VEXO_LOG(LOG_INFO, "Ignore stateless RA which has no prefix information.");
+    }
+    return false;
 }
 
 bool IPv6Module::Ipv6Enable(const std::string& ifname) {

@@ -31,6 +31,7 @@ struct RaRecord {
     RaState state = RA_STATE_NONE;
 };
 
+struct AdvertisedOptions;
 struct Claim;
 struct Decision;
 struct NeighbourAnswer;
@@ -129,6 +130,7 @@ class IPv6Module : public BaseModule {
 
     bool Handle(unsigned char* packet, int len, const in6_addr& sender, int hopLimit,
                 const std::string& ifname, bool paced);
+    AdvertisedOptions Options(const unsigned char* ra, int len);
     bool Accepts(const std::string& router, const std::string& ifname, unsigned char* ra, int len,
                  bool managed);
     void Consider(const std::string& ifname, const Claim& claim, bool paced);
