@@ -13,6 +13,7 @@
 
 #include <vexobase/log.h>
 #include <vexobase/unique_fd.h>
+#include <vexonetlink/message.h>
 
 #include "emitter/agenda.h"
 #include "emitter/event_socket.h"
@@ -142,14 +143,9 @@ int NetworkEventEmitter::AnalysisNetlinkMessage() {
 }
 
 void NetworkEventEmitter::HandleDatagram(std::span<std::byte> datagram) {
-    while (datagram.size() >= sizeof(nlmsghdr)) {
-        auto* message = reinterpret_cast<nlmsghdr*>(datagram.data());
-        if (message->nlmsg_len < sizeof *message || message->nlmsg_len > datagram.size()) {
-            return;
-        }
-        const std::size_t step = NLMSG_ALIGN(message->nlmsg_len);
-        Handle(message);
-        datagram = datagram.subspan(std::min(step, datagram.size()));
+    vexonetlink::Messages messages(datagram);
+    for (std::size_t left = datagram.size(); messages.Next(); left = messages.Left().size()) {
+        Handle(reinterpret_cast<nlmsghdr*>(datagram.last(left).data()));
     }
 }
 
