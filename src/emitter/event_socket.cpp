@@ -81,7 +81,7 @@ void EventSocket::Subscribe() const {
     }
 }
 
-EventSocket::Received EventSocket::Receive(std::span<std::byte> buffer) {
+EventSocket::Received EventSocket::Receive(std::span<std::byte> buffer, int flags) {
     sockaddr_nl source{};
     iovec part{buffer.data(), buffer.size()};
     msghdr message{};
@@ -91,9 +91,12 @@ EventSocket::Received EventSocket::Receive(std::span<std::byte> buffer) {
     message.msg_iovlen = 1;
     Received received;
     isBroken = false;
-    received.length = ::recvmsg(socket.Get(), &message, 0);
+    received.length = ::recvmsg(socket.Get(), &message, flags);
     if (received.length < 1) {
         received.error = received.length < 0 ? errno : 0;
+        if (received.error == EAGAIN) {
+            return received;
+        }
         isBroken = received.error != ENOBUFS;
         LogFailure(received);
     }

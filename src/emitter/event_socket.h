@@ -27,8 +27,9 @@ class EventSocket {
     /// -1 when it is closed.
     int Descriptor() const { return socket.Get(); }
 
-    /// Waits for one datagram. Logs a failure, of those that repeat themselves one in ten seconds.
-    Received Receive(std::span<std::byte> buffer);
+    /// Waits for one datagram; with MSG_DONTWAIT takes one that is there, else fails with EAGAIN.
+    /// Logs other failures, of those that repeat themselves one in ten seconds.
+    Received Receive(std::span<std::byte> buffer, int flags);
 
     /// Whether the last attempt failed, and not because the socket had no room for what came.
     bool IsBroken() const { return isBroken; }

@@ -7,32 +7,40 @@
 
 namespace vexonetwork {
 
-/// Whether an administrator has hooks for an event. Within a burst of events each is looked for
-/// once.
+/// Whether an administrator has hooks for an event. While a burst of events is handled, each is
+/// looked for once.
 class HookPresence {
   public:
+    /// While one lives, answers of the same burst are used again.
+    class Remembering {
+      public:
+        explicit Remembering(HookPresence& all) : presence(all) { presence.remembers = true; }
+        ~Remembering() { presence.remembers = false; }
+        Remembering(const Remembering&) = delete;
+        Remembering& operator=(const Remembering&) = delete;
+
+      private:
+        HookPresence& presence;
+    };
+
     /// @param event  a literal, of category "net"
     bool HasHooks(const char* event) {
-        if (!isBurst) {
-            return Ask(event);
+        if (!remembers) {
+            return Look(event);
         }
         const auto [place, isNew] = known.try_emplace(event, false);
         if (isNew) {
-            place->second = Ask(event);
+            place->second = Look(event);
         }
         return place->second;
     }
 
-    void BeginBurst() { isBurst = true; }
-    void EndBurst() {
-        isBurst = false;
-        known.clear();
-    }
+    void EndBurst() { known.clear(); }
 
   private:
-    static bool Ask(const char* event) { return VLIBPluginIsHeard("net", event) == 1; }
+    static bool Look(const char* event) { return VLIBPluginIsHeard("net", event) == 1; }
 
-    bool isBurst = false;
+    bool remembers = false;
     std::map<std::string_view, bool> known;
 };
 

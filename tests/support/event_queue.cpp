@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -23,6 +24,17 @@ std::vector<std::string> Threads(pid_t pid) {
     return threads;
 }
 
+/// What the descriptors of a process lead to.
+std::set<std::string> Sockets(pid_t pid) {
+    std::set<std::string> sockets;
+    std::error_code gone;
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd", gone)) {
+        sockets.insert(std::filesystem::read_symlink(entry.path(), gone));
+    }
+    return sockets;
+}
+
 bool IsAsleep(const std::string& thread) {
     const std::string stat = ReadFile(thread + "/stat");
     // The name before the state is in brackets and may hold some itself.
@@ -33,21 +45,25 @@ bool IsAsleep(const std::string& thread) {
 }  // namespace
 
 EventQueue EventQueueOf(pid_t pid) {
+    const std::set<std::string> own = Sockets(pid);
     std::ifstream sockets("/proc/net/netlink");
     std::string line;
     std::getline(sockets, line);
+    EventQueue queue{0, 0};
     while (std::getline(sockets, line)) {
-        std::string address, groups;
+        std::string address, groups, inode;
         int protocol = 0;
         long port = 0, unread = 0, unsent = 0, dump = 0, locks = 0, dropped = 0;
         std::istringstream fields(line);
         fields >> address >> protocol >> port >> groups >> unread >> unsent >> dump >> locks
-            >> dropped;
-        if (protocol == NETLINK_ROUTE && port == pid) {
-            return {unread, dropped};
+            >> dropped >> inode;
+        const bool listens = groups.find_first_not_of('0') != groups.npos;
+        if (protocol == NETLINK_ROUTE && listens && own.contains("socket:[" + inode + "]")) {
+            queue.unread += unread;
+            queue.dropped += dropped;
         }
     }
-    return {0, 0};
+    return queue;
 }
 
 std::string ChildrenOf(pid_t pid) {

@@ -6,14 +6,13 @@
 
 namespace vexotest {
 
-/// The socket on which a process hears the kernel's events.
+/// The sockets on which a process hears the kernel's events.
 struct EventQueue {
     long unread;   ///< bytes
     long dropped;  ///< events for which it had no room
 };
 
-/// The routing socket whose port is the pid, as it is for the first one that a process binds. A
-/// process without one has an empty queue.
+/// All routing sockets of a process that are in a group together.
 EventQueue EventQueueOf(pid_t pid);
 
 /// The children of all threads, also those that have ended and were not waited for: their pids,

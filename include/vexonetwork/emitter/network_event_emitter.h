@@ -59,9 +59,9 @@ class NetworkEventEmitter {
     /// on no hook is run, no link delivered and nothing elected.
     void Stop();
 
-    /// One round of StartPolling(): handles a datagram, waiting for it at most `timeout`. When none
-    /// is there, does what waits for the end of the burst: a resync after messages were lost, an
-    /// election.
+    /// One round of StartPolling(): waits at most `timeout` for a datagram and handles it, with
+    /// some more that are there. When none is, does what waits for the end of the burst: a resync
+    /// after messages were lost, an election.
     /// @return whether there was anything to do
     bool PollOnce(std::chrono::milliseconds timeout);
 
@@ -116,6 +116,7 @@ class NetworkEventEmitter {
     void Resync();
     void NoteLoss(const char* what);
 
+    int Receive(int flags);
     bool ReceiveWithin(std::chrono::nanoseconds timeout);
     void Elect();
     void ElectFor(const std::map<std::string, unsigned>& changed);

@@ -2,10 +2,14 @@
 #include <linux/if.h>
 #include <linux/if_arp.h>
 #include <linux/rtnetlink.h>
+#include <syslog.h>
 
+#include <cstdio>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include <vexonetwork/emitter/network_event_emitter.h>
 #include <vexonetwork/emitter/parse_rtattr.h>
@@ -56,6 +60,8 @@ class Datagram {
     std::size_t size;
     std::unique_ptr<std::byte[]> bytes;
 };
+
+std::vector<std::string> entries;  ///< of the event log
 
 constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
 constexpr ifinfomsg kUpLink{AF_UNSPEC, 0, ARPHRD_ETHER, 4711, kUp, 0};
@@ -136,5 +142,87 @@ TEST(KernelBytes, AMessageThatLiesEndsItsDatagram) {
     EXPECT_THAT(emitter.Links(), ElementsAre(Pair("p1", true), Pair("p3", true)));
 }
 
+/// What a step says at which level, and returns.
+struct Saying {
+    std::function<int(vexonetwork::NetworkEventEmitter&)> step;
+    int result;
+    int level;
+    std::string source;
+    std::string message;
+};
+
+TEST(KernelBytes, EachFailureIsSaid) {
+    using Emitter = vexonetwork::NetworkEventEmitter;
+    const std::string nameless = Message(RTM_NEWLINK, kUpLink, Attribute(IFLA_MTU, "1500", 3));
+    const std::string address = NewAddress(Attribute(IFA_LOCAL, "\1\2"));
+    const std::string self = "network_event_emitter";
+    const Saying sayings[] = {
+        {[](Emitter& e) { return e.CheckNewLinkEvent(nullptr); }, -1, LOG_ERR, self,
+         "Null pointer"},
+        {[](Emitter& e) { return e.CheckIPChangeEvent(nullptr); }, -1, LOG_ERR, self,
+         "Null pointer"},
+        {[](Emitter& e) { return e.CheckRouteChangeEvent(nullptr); }, -1, LOG_ERR, self,
+         "Null pointer"},
+        {[&](Emitter& e) { return e.CheckNewLinkEvent(Datagram(address).First()); }, -1, LOG_ERR,
+         self, "Not RTM_NEWLINK event"},
+        {[&](Emitter& e) { return e.CheckNewLinkEvent(Datagram(nameless).First()); }, -1, LOG_ERR,
+         "parse_rtattr", "!!!Deficit 8, rta_len=3\n"},
+        {[&](Emitter& e) { return e.CheckIPChangeEvent(Datagram(address).First()); }, -1, LOG_ERR,
+         self, "Failed to inet_ntop() for IP change event."},
+        {[](Emitter& e) { return e.HandleIpEvent("gone0"); }, -1, LOG_ERR, self,
+         "Get gone0 net info failed"},
+        {[](Emitter& e) { return e.OnInterfaceStatusChange("p1", true, true); }, 0, LOG_DEBUG, self,
+         "Drop event by slave=[1], linkStatus=[0]"},
+        {[](Emitter& e) { return e.HandleLinkEvent("p2", 0) - e.HandleLinkEvent("p2", 0); }, 0,
+         LOG_DEBUG, self, "Drop event by slave=[0], linkStatus=[1]"},
+        {[](Emitter& e) { return e.StartPolling(); }, 0, LOG_ERR, self, "Bad RTNETLINK fd [-1]"},
+    };
+    for (const Saying& saying : sayings) {
+        const SyslogSpy spy;
+        Emitter emitter;
+        EXPECT_EQ(saying.step(emitter), saying.result) << saying.message;
+        EXPECT_TRUE(spy.Has(saying.level, saying.source, saying.message))
+            << saying.message << PrintToString(spy.Messages());
+    }
+    // One that lasts is said once.
+    const SyslogSpy spy;
+    Emitter emitter;
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(emitter.AnalysisNetlinkMessage(), -1);
+    }
+    EXPECT_THAT(spy.Messages(), ElementsAre("recvmsg ret: [-1] from fd [-1]."));
+}
+
+TEST(KernelBytes, TheEventLogNamesPortsAsTheirCaseDoes) {
+    vexonetwork::NetworkEventEmitter emitter;
+    for (const auto& [ifname, slave] : {std::pair{"eth0", true},
+                                        {"eth12", false},
+                                        {"ethx", true},
+                                        {"eth123", true},
+                                        {"wan0", true},
+                                        {"tap0", true}}) {
+        emitter.OnInterfaceStatusChange(ifname, true, slave);
+        emitter.OnInterfaceStatusChange(ifname, true, slave);
+        emitter.OnInterfaceStatusChange(ifname, false, slave);
+    }
+    constexpr char kEnd[] = "|||";
+    EXPECT_THAT(entries, ElementsAre(std::string("1 1 0x11801322 LAN 1 (slave)") + kEnd,
+                                     std::string("1 1 0x11801323 LAN 1 (slave)") + kEnd,
+                                     std::string("1 1 0x11801322 LAN 13") + kEnd,
+                                     std::string("1 1 0x11801323 LAN 13") + kEnd,
+                                     std::string("1 1 0x11801322 ethx (slave)") + kEnd,
+                                     std::string("1 1 0x11801323 ethx (slave)") + kEnd));
+}
+
 }  // namespace
 }  // namespace vexotest
+
+/// In place of the platform's: the level, kind, event and the four texts.
+extern "C" int VEXOLogSet1(int level, int kind, int event, const char* a1, const char* a2,
+                           const char* a3, const char* a4, const char*, const char*, const char*) {
+    char text[128];
+    std::snprintf(text, sizeof text, "%d %d 0x%x %s|%s|%s|%s", level, kind,
+                  static_cast<unsigned>(event), a1, a2, a3, a4);
+    vexotest::entries.emplace_back(text);
+    return 0;
+}
