@@ -5,9 +5,7 @@
 #include <filesystem>
 #include <set>
 
-#include <vexonetwork/network/module/devicelist_module.h>
 #include <vexonetwork/network/module/module_manager.h>
-#include <vexonetwork/network/module/route_module.h>
 
 #include "support/appliance.h"
 
@@ -47,13 +45,6 @@ std::string Knowledge() {
     return text + devices.toStyledString();
 }
 
-bool Initialize() {
-    ModuleManager& manager = ModuleManager::GetInstance();
-    return manager.AddModule({MODULE_ROUTE, true, RouteModule::Create})
-           && manager.AddModule({MODULE_DEVICE_LIST, true, DeviceListModule::Create})
-           && manager.InitModules();
-}
-
 TEST(RealModules, StartedAgainHaveNothingTwice) {
     const Uplink wan0 = MakeUplink(0);
     WriteFile("/etc/vexoinfo.conf", "net_topology=2\n");
@@ -65,17 +56,17 @@ TEST(RealModules, StartedAgainHaveNothingTwice) {
     const auto idle = Threads();
     int atRest = 0;
     for (int life = 0; life < 2; ++life) {
-        EXPECT_TRUE(Initialize() && manager.Start());
+        EXPECT_TRUE(manager.Initialize() && manager.Start());
         Ask(MODULE_ROUTE, R"({"method": "ADD_GATEWAY_DATA", "type": "GTYPE_V4", "ifname": "wan0",
                               "priority": 0, "gateway": "192.0.2.1"})");
         const std::string known = Knowledge();
         const auto threads = Threads();
         EXPECT_THAT(threads, AllOf(Contains("host-finder\n"), Contains("upnp-scanner\n"),
-                                   SizeIs(idle.size() + 2)));
+                                   Contains("router-adverts\n"), SizeIs(idle.size() + 3)));
         const int inUse = OpenDescriptors();
 
-        EXPECT_TRUE(Initialize()) << "started modules are initialised again";
-        EXPECT_TRUE(Initialize()) << "initialised ones are left alone";
+        EXPECT_TRUE(manager.Initialize()) << "started modules are initialised again";
+        EXPECT_TRUE(manager.Initialize()) << "initialised ones are left alone";
         EXPECT_TRUE(manager.Start());
         EXPECT_FALSE(manager.Start()) << "started already";
         EXPECT_EQ(Threads(), threads);
@@ -83,7 +74,7 @@ TEST(RealModules, StartedAgainHaveNothingTwice) {
         EXPECT_EQ(Knowledge(), known);
         ExpectDefaultRoutes("-4", {RouteOf(wan0)});
 
-        for (const auto type : {MODULE_ROUTE, MODULE_DEVICE_LIST}) {
+        for (const auto type : {MODULE_IPV6, MODULE_ROUTE, MODULE_DEVICE_LIST}) {
             EXPECT_FALSE(manager.RemoveModule(type));
         }
         EXPECT_EQ(Threads(), idle);
