@@ -256,6 +256,31 @@ TEST_F(Advertisements, WhoDoesNotAnswerHoldsNothingUp) {
     EXPECT_EQ(vexotest::Run({"pgrep", "-r", "R,S,D", "sleep"}).out, "");
 }
 
+TEST_F(Advertisements, AFloodIsHeldAgainstOneAnswer) {
+    const Uplink wan = MakeUplink(0);
+    Receive("fe80::1", 0, wan.ifname);
+    module.InitialModule();
+    int probe = -1;
+    ASSERT_TRUE(module.open_icmpv6_socket(probe));
+    const vexobase::UniqueFd closed(probe);
+    Advertiser stranger(wan.provider, "far");
+    unsigned char packet[1500];
+    EXPECT_TRUE(Eventually([&] {
+        stranger.Send({.source = "fe80::2"});
+        return ::recv(probe, packet, sizeof packet, MSG_DONTWAIT) > 0;
+    }));
+    for (int i = 0; i < 20; ++i) {
+        stranger.Send({.source = "fe80::2"});
+    }
+    for (int i = 0; i < 20; ++i) {
+        sockaddr_in6 from{};
+        in6_pktinfo* where = nullptr;
+        const int length = module.recv_rs_ra(packet, &from, &where);
+        module.HandlePacket(packet, length, from.sin6_addr, 255, wan.ifname);
+    }
+    EXPECT_EQ(ReadFile("/tmp/ndisc6.log"), "fe80::1 wan0\n");
+}
+
 /// What is made at once by who calls waits where strangers would else choose the pace.
 TEST_F(Advertisements, TheThreadMakesAChangeThatCameTooSoon) {
     const Uplink wan = MakeUplink(0);
