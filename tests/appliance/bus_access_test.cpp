@@ -69,7 +69,7 @@ TEST_F(BusAccess, ConnectionsThatKeepSilentKeepNobodyOff) {
     machine.Do("vexonetctl gateway list");
     // Nor do they keep their places: the bus closes them.
     pollfd closed{silent.front().Get(), POLLIN, 0};
-    EXPECT_EQ(::poll(&closed, 1, 25'000), 1);
+    EXPECT_EQ(::poll(&closed, 1, 60'000), 1);
 }
 
 TEST(Units, AreBoundedEachOfThem) {

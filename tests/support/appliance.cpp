@@ -82,7 +82,7 @@ Json::Value Parsed(const std::string& text) {
 }
 
 bool Eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
@@ -160,7 +160,7 @@ void Appliance::StartDaemon(const Arguments& program) {
 }
 
 bool Appliance::IsTold(const std::string& state) {
-    constexpr int kDeadline = 20'000;
+    constexpr int kDeadline = 60'000;
     pollfd told{notifications.Get(), POLLIN, 0};
     std::string text;
     while (text.find(state) == text.npos && ::poll(&told, 1, kDeadline) == 1) {

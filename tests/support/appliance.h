@@ -106,7 +106,8 @@ class Appliance {
 /// The value of a JSON text; a text that is none fails the test.
 Json::Value Parsed(const std::string& text);
 
-/// Waits until `condition` holds, at most 20 s; for facts of the kernel that no descriptor tells.
+/// Waits until `condition` holds, at most a minute, which is for a loaded machine; for facts of the
+/// kernel that no descriptor tells.
 bool Eventually(const std::function<bool()>& condition);
 
 }  // namespace vexotest

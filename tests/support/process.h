@@ -50,7 +50,7 @@ class Process {
 
     /// Waits for its end.
     /// @return as Outcome::status, or -1 when the deadline came first
-    int Wait(Milliseconds deadline = std::chrono::seconds(20));
+    int Wait(Milliseconds deadline = std::chrono::minutes(1));
 
   private:
     pid_t pid = -1;
