@@ -1,0 +1,146 @@
+// What a DHCP server says reaches the scripts of the clients by their environment. Whatever it is,
+// nothing of it is run, and what is no address, prefix or number goes no further.
+
+#include <gmock/gmock.h>
+
+#include <ctime>
+#include <filesystem>
+
+#include "support/appliance.h"
+
+namespace vexotest {
+namespace {
+
+using namespace testing;
+
+constexpr char kOwned[] = "/tmp/owned";
+const std::string kCommand = "$(touch /tmp/owned)";
+const std::string kHandedOn = "/var/lib/vexonet/dhclient4-wan0.handed-on";
+const std::string kDelegated = "/run/vexo/router6/wan0.delegated";
+
+class DhcpScript : public Test {
+  protected:
+    DhcpScript() {
+        Must("ip address flush dev wan0 scope global");
+        Must("mkdir -p /var/lib/vexonet /run/vexo/router6 /tmp/state");
+        appliance.StartDaemon();
+    }
+    ~DhcpScript() override { EXPECT_FALSE(std::filesystem::exists(kOwned)); }
+
+    /// Calls a script with its usual values, but for these.
+    static Outcome Call(const std::string& script, Environment values) {
+        const std::string soon = std::to_string(std::time(nullptr) + 600);
+        values.merge(Environment{{"interface", "wan0"},
+                                 {"reason", "BOUND"},
+                                 {"new_ip_address", "192.0.2.100"},
+                                 {"new_subnet_mask", "255.255.255.0"},
+                                 {"new_expiry", soon},
+                                 {"new_routers", "192.0.2.1"},
+                                 {"new_domain_name_servers", "192.0.2.53"},
+                                 {"new_life_starts", "1800000000"},
+                                 {"new_max_life", "4294967295"},
+                                 {"new_preferred_life", "600"},
+                                 {"state", "/tmp/state"},
+                                 {"PATH", std::filesystem::path(CtlProgram()).parent_path().string()
+                                              + ":/usr/sbin:/usr/bin:/sbin:/bin"}});
+        return vexotest::Run({VEXO_SOURCE_DIR "/appliance/dhcp/" + script}, values);
+    }
+    static Outcome Call4(const Environment& values) { return Call("dhclient4-script", values); }
+    static Outcome Call6(Environment values) {
+        values.emplace("reason", "BOUND6");
+        return Call("dhclient6-script", values);
+    }
+    static std::string Addresses() {
+        return Must("ip -o address show dev wan0 scope global -tentative");
+    }
+    static std::string Stored(const std::string& family, const std::string& member) {
+        return Parsed(Ctl("gateway show wan0 --json " + family).out)[member].asString();
+    }
+
+    Uplink wan0 = MakeUplink(0);
+    Appliance appliance;
+};
+
+TEST_F(DhcpScript, OfIpv4TakesAddressesAndNumbersOnly) {
+    for (const auto& [name, value] :
+         {std::pair<std::string, std::string>{"new_ip_address", "192.0.2.100/0"},
+          {"new_ip_address", "999.0.2.100"},
+          {"new_ip_address", "192.0.2.100\n-batch"},
+          {"new_ip_address", kCommand},
+          {"new_subnet_mask", "128.0.0.0"},
+          {"new_subnet_mask", "255.0.255.0"},
+          {"new_subnet_mask", "255." + kCommand},
+          {"new_expiry", "a[" + kCommand + "]"},
+          {"new_expiry", "09"},
+          {"new_expiry", std::string(40, '9')},
+          {"new_expiry", ""}}) {
+        const Outcome outcome = Call4({{name, value}});
+        EXPECT_EQ(outcome.status, 1) << name << " " << value;
+        EXPECT_THAT(outcome.err, HasSubstr("refused: address ")) << name << " " << value;
+    }
+    EXPECT_EQ(Addresses(), "");
+
+    for (const std::string& value :
+         {kCommand, std::string("192.0.2.1;touch /tmp/owned"), std::string("192.0.2.1\n192.0.2.2"),
+          std::string("--help"), std::string("* *"), std::string("0.0.0.0"),
+          std::string("127.0.0.1"), std::string("255.255.255.255"), std::string("1.2.3.4.5"),
+          std::string("192.0.2.100"), std::string(60'000, '1')}) {
+        EXPECT_EQ(Call4({{"new_routers", value}, {"new_interface_mtu", value}}).status, 0);
+        EXPECT_EQ(ReadFile(kHandedOn), "gateway none\ndns 192.0.2.53\n") << value;
+        EXPECT_EQ(Stored("-4", "gateway"), "") << value;
+    }
+    for (const char* mtu : {"68", "1279", "99999", "09999", "1400\n1400", "-1"}) {
+        EXPECT_EQ(Call4({{"new_interface_mtu", mtu}, {"old_ip_address", "0.0.0.0/0"}}).status, 0);
+        EXPECT_THAT(Must("ip link show wan0"), HasSubstr("mtu 1500")) << mtu;
+    }
+    EXPECT_EQ(ReadFile(kHandedOn), "gateway 192.0.2.1\ndns 192.0.2.53\n");
+
+    // One without end is the client's too, and goes with the lease.
+    const auto never = std::to_string(std::time(nullptr) + 5'000'000'000);
+    EXPECT_EQ(Call4({{"new_expiry", never}}).status, 0);
+    EXPECT_THAT(Addresses(), HasSubstr("192.0.2.100/24 brd 192.0.2.255 scope global dynamic"));
+    EXPECT_EQ(Call4({{"reason", "EXPIRE"}}).status, 0);
+    EXPECT_EQ(Addresses() + ReadFile(kHandedOn), "");
+}
+
+TEST_F(DhcpScript, OfIpv6TakesAddressesPrefixesAndNumbersOnly) {
+    for (const auto& [name, value] :
+         {std::pair<std::string, std::string>{"new_ip6_address", "2001:db8::9/0"},
+          {"new_ip6_address", "fe80::9"},
+          {"new_ip6_address", "ff02::9"},
+          {"new_ip6_address", "12345::9"},
+          {"new_ip6_address", "2001:db8::9\n::"},
+          {"new_ip6_address", kCommand},
+          {"new_max_life", "a[" + kCommand + "]"},
+          {"new_max_life", "0900"},
+          {"new_max_life", "599"},
+          {"new_life_starts", "x[" + kCommand + "]"},
+          {"new_preferred_life", std::string(40, '9')}}) {
+        Environment values{{name, value}, {"kind", "na"}};
+        values.emplace("new_ip6_address", "2001:db8::9");
+        EXPECT_EQ(Call6(values).status, 3) << name << " " << value;
+    }
+    EXPECT_EQ(Addresses(), "");
+
+    for (const std::string& value :
+         {kCommand, std::string("fe80::53"), std::string("2001:db8::53%wan0"),
+          std::string("2001:db8::53\nnameserver 192.0.2.66"), std::string("--help")}) {
+        EXPECT_EQ(Call6({{"new_dhcp6_name_servers", value}, {"kind", "info"}}).status, 0);
+        EXPECT_EQ(Stored("-6", "dns") + ReadFile("/tmp/state/dns"), "") << value;
+    }
+    EXPECT_EQ(Call6({{"new_dhcp6_name_servers", "2001:db8::53 ::1"}, {"kind", "info"}}).status, 0);
+    EXPECT_EQ(Stored("-6", "dns"), "2001:db8::53");
+
+    for (const std::string& value :
+         {kCommand + "/56", std::string("2001:db8::/0"), std::string("2001:db8::/65"),
+          std::string("fe80::/56"), std::string("2001:db8::/56\nnone"), std::string("/56"),
+          std::string("2001:db8::/56/56"), std::string("none")}) {
+        EXPECT_EQ(Call6({{"new_ip6_prefix", value}, {"kind", "pd"}}).status, 0);
+        EXPECT_EQ(ReadFile(kDelegated), "") << value;
+    }
+    EXPECT_EQ(Call6({{"new_ip6_prefix", "2001:db8:8::/56"}, {"kind", "pd"}}).status, 0);
+    EXPECT_EQ(ReadFile(kDelegated), "2001:db8:8::/56\n");
+}
+
+}  // namespace
+}  // namespace vexotest
