@@ -92,8 +92,8 @@ int VLIBCFileGetSectionValue(const char* path, const char* section, const char* 
 int VLIBCFileAddSection(const char* path, const char* section, const VLIBSZHASH* hash,
                         const char* format);
 
-/// Appends a section header and one line per pair, in table order, to an open stream. That the whole
-/// stream becomes no longer than what is read is its owner's matter.
+/// Appends a section header and one line per pair, in table order, to an open stream. That the
+/// whole stream becomes no longer than what is read is its owner's matter.
 /// @param format  one line, with %s for key and for value
 /// @return 0, or -1 (refused, or a write error of the stream)
 int VLIBCFileHash2File(FILE* stream, const char* section, const VLIBSZHASH* hash,

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "network/devices/upnp/device_description.h"
 #include "network/devices/side_by_side.h"
+#include "network/devices/upnp/device_description.h"
 
 namespace vexonetwork::network {
 

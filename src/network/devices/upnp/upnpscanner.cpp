@@ -10,8 +10,8 @@
 #include <vexonetwork/network/clientlist.h>
 
 #include "network/devices/bridges.h"
-#include "network/devices/upnp/description_fetch.h"
 #include "network/devices/scanner_thread.h"
+#include "network/devices/upnp/description_fetch.h"
 #include "network/devices/upnp/ssdp_socket.h"
 #include "network/devices/upnp/upnp_devices.h"
 #include "network/log_budget.h"
