@@ -1,9 +1,15 @@
 #pragma once
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <vector>
+
+#include <vexobase/unique_fd.h>
 
 /// Bytes as a copy whose memory ends where they end, for the address sanitizer.
 inline std::vector<std::byte> Copy(const uint8_t* bytes, std::size_t size) {
@@ -17,3 +23,16 @@ inline void Require(bool holds) {
         std::abort();
     }
 }
+
+/// A file without a folder, so that a run touches no disk.
+class MemoryFile {
+  public:
+    explicit MemoryFile(const std::string& bytes) : fd(::memfd_create("fuzz", MFD_CLOEXEC)) {
+        Require(::write(fd.Get(), bytes.data(), bytes.size())
+                == static_cast<ssize_t>(bytes.size()));
+    }
+    std::string Path() const { return "/proc/self/fd/" + std::to_string(fd.Get()); }
+
+  private:
+    vexobase::UniqueFd fd;
+};

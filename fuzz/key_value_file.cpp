@@ -1,12 +1,8 @@
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include <vexobase/unique_fd.h>
 #include <vexonetwork/utils/config.h>
 #include <vlib/file.h>
 
@@ -21,19 +17,6 @@ namespace {
 
 using vexonetwork::utils::UniqueSzHash;
 using vexonetwork::utils::UniqueSzList;
-
-/// A file without a folder, so that a run touches no disk.
-class MemoryFile {
-  public:
-    explicit MemoryFile(const std::string& bytes) : fd(::memfd_create("fuzz", MFD_CLOEXEC)) {
-        Require(::write(fd.Get(), bytes.data(), bytes.size())
-                == static_cast<ssize_t>(bytes.size()));
-    }
-    std::string Path() const { return "/proc/self/fd/" + std::to_string(fd.Get()); }
-
-  private:
-    vexobase::UniqueFd fd;
-};
 
 /// The sections of the file as they are written.
 std::string Rewrite(const std::string& path) {
