@@ -38,7 +38,7 @@ class HookPresence {
     void EndBurst() { known.clear(); }
 
   private:
-    static bool Look(const char* event) { return VLIBPluginIsHeard("net", event) == 1; }
+    static bool Look(const char* event) { return VLIBPluginHasHooks("net", event) == 1; }
 
     bool remembers = false;
     std::map<std::string_view, bool> known;

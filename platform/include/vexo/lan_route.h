@@ -12,9 +12,9 @@ typedef struct VEXOLANPREFIX {
 extern "C" {
 #endif
 
-/// Makes these the prefixes of which what no LAN has is unreachable: else a packet for it would go
-/// back by the default route, and to and fro with the provider's router until its hops are used
-/// up (RFC 7084, WPD-5). The routes are marked by their protocol, and of the lowest priority;
+/// Adds an unreachable route for each prefix, covering what no LAN has, and removes those of other
+/// prefixes. Without one a packet would go to and fro with the provider's router until its hops are
+/// used up (RFC 7084, WPD-5). The routes are marked by their protocol and have the lowest priority;
 /// routes of others stay, and what is so already is not touched.
 /// @return 0, or -1 with a log line for each that the kernel refused; the others are done
 int VEXONetLanRouteSet(const VEXOLANPREFIX* prefixes, int count);

@@ -19,7 +19,7 @@ constexpr char kFilePrefix[] = "/etc/sysconfig/network-scripts/ifcfg-";
 
 // RFC 791: every link carries 68 bytes; the length field ends at 65535.
 constexpr int kLeastMtu = 68;
-constexpr int kMostMtu = 65535;
+constexpr int kMaxMtu = 65535;
 
 using Values = ConfigValues;
 
@@ -104,7 +104,7 @@ void ReadMtu(const Values& values, InterfaceConfig& config) {
     if (text == nullptr) {
         return;
     }
-    config.mtu = vlib::ParseDecimal(*text, kMostMtu);
+    config.mtu = vlib::ParseDecimal(*text, kMaxMtu);
     if (!config.mtu || *config.mtu < kLeastMtu) {
         config.mtu.reset();
         config.complaints.push_back(Complaint("MTU", *text, "it is no number from 68 to 65535"));

@@ -142,10 +142,9 @@ int RemoveAdvertisedRoute(const vexonetlink::Route& route) {
 int SolicitRouters(unsigned index) {
     const UniqueFd socket(::socket(AF_INET6, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMPV6));
     // Receivers drop it with any other hop limit.
-    constexpr int kMostHops = 255;
+    constexpr int kMaxHops = 255;
     if (!socket
-        || ::setsockopt(socket.Get(), IPPROTO_IPV6, IPV6_MULTICAST_HOPS, &kMostHops,
-                        sizeof kMostHops)
+        || ::setsockopt(socket.Get(), IPPROTO_IPV6, IPV6_MULTICAST_HOPS, &kMaxHops, sizeof kMaxHops)
                != 0) {
         return -1;
     }

@@ -19,7 +19,7 @@ namespace vexoplatform {
 namespace {
 
 /// A few for each interface; more than these wait only for a manager that does not answer.
-constexpr std::size_t kMostWaiting = 64;
+constexpr std::size_t kMaxWaiting = 64;
 
 struct Job {
     const char* method;
@@ -48,7 +48,7 @@ class JobQueue {
   public:
     bool Add(const char* method, const std::string& unit) {
         const std::lock_guard lock(mutex);
-        if (jobs.size() >= kMostWaiting) {
+        if (jobs.size() >= kMaxWaiting) {
             LogLost(method, unit, "too many others wait");
             return false;
         }

@@ -74,7 +74,7 @@ int VLIBPluginAction_S(VLIBPLUGIN* session) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    if (VLIBPluginIsHeard(session->category.c_str(), session->name.c_str()) == 0) {
+    if (VLIBPluginHasHooks(session->category.c_str(), session->name.c_str()) == 0) {
         return 0;
     }
     if ((session->blocking ? RunAction(*session) : StartAction(*session)) != 0) {

@@ -68,7 +68,7 @@ void VLIBPluginExit(VLIBPLUGIN* session) {
     delete session;
 }
 
-int VLIBPluginIsHeard(const char* category, const char* name) {
+int VLIBPluginHasHooks(const char* category, const char* name) {
     if (!IsFolderName(category) || !IsFolderName(name)) {
         return 0;
     }

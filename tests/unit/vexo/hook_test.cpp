@@ -279,10 +279,10 @@ TEST(PluginSession, RunsWithTheLastArgumentsAndTellsOfFailures) {
     VLIBPluginSetArg(session, "A", "x;y $(z)");
     VLIBPluginSetBlocking(session, 1);
     fs::create_directories(kFolder);
-    EXPECT_EQ(VLIBPluginIsHeard("net", "demo"), 0);
+    EXPECT_EQ(VLIBPluginHasHooks("net", "demo"), 0);
     EXPECT_EQ(VLIBPluginAction_S(session), 0) << "nobody listens";
     WriteListener("exit $B");
-    EXPECT_EQ(VLIBPluginIsHeard("net", "demo"), 1);
+    EXPECT_EQ(VLIBPluginHasHooks("net", "demo"), 1);
     for (const auto& [status, result] : {std::pair{"0", 0}, {"7", -1}}) {
         VLIBPluginSetArg(session, "B", status);
         EXPECT_EQ(VLIBPluginAction_S(session), result);

@@ -136,10 +136,10 @@ std::string Complaint(const HookEnd& end, milliseconds timeout) {
 }
 
 /// One event, told to its hooks.
-class Announcement {
+class HookCall {
   public:
-    Announcement(const std::string& category, const std::string& eventName,
-                 const HookEnvironment& hookEnvironment)
+    HookCall(const std::string& category, const std::string& eventName,
+             const HookEnvironment& hookEnvironment)
         : name(category + "/" + eventName),
           path(std::string(kHookFolder) + "/" + name),
           environment(hookEnvironment) {}
@@ -210,8 +210,8 @@ int RunHooks(const std::string& category, const std::string& name,
                  name.c_str());
         return -1;
     }
-    const Announcement announcement(category, name, environment);
-    return !MayHoldHooks(announcement.Path().c_str()) || announcement.Make(timeout) ? 0 : -1;
+    const HookCall call(category, name, environment);
+    return !MayHoldHooks(call.Path().c_str()) || call.Make(timeout) ? 0 : -1;
 }
 
 }  // namespace vexoplatform
