@@ -6,14 +6,14 @@
 namespace vexonetwork::network {
 
 void Complaints::Say(const std::string& text) {
-    constexpr int kMostLines = 50;
+    constexpr int kMaxLines = 50;
     last = text;
     if (!present.insert(text).second || former.contains(text)) {
         return;
     }
-    if (++count <= kMostLines) {
+    if (++count <= kMaxLines) {
         VEXO_LOG(LOG_ERR, "%s", text.c_str());
-    } else if (count == kMostLines + 1) {
+    } else if (count == kMaxLines + 1) {
         VEXO_LOG(LOG_ERR, "Further routes and rules could not be set either");
     }
 }

@@ -6,7 +6,7 @@
 
 namespace vexonetwork::network {
 
-const Link& Links::Find(const std::string& ifname) {
+const LinkState& Links::Find(const std::string& ifname) {
     auto found = known.find(ifname);
     if (found == known.end()) {
         found = known.emplace(ifname, Ask(ifname)).first;
@@ -14,7 +14,7 @@ const Link& Links::Find(const std::string& ifname) {
     return found->second;
 }
 
-Link Links::Ask(const std::string& ifname) {
+LinkState Links::Ask(const std::string& ifname) {
     if (!socket) {
         socket.Reset(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     }

@@ -8,7 +8,7 @@
 namespace vexonetwork::network {
 
 /// What a route needs to know of an interface.
-struct Link {
+struct LinkState {
     unsigned index = 0;  ///< 0: there is none of this name
     bool isUp = false;   ///< the kernel takes routes by it (IFF_UP)
 };
@@ -16,12 +16,12 @@ struct Link {
 /// The interfaces as they are now, each asked for once.
 class Links {
   public:
-    const Link& Find(const std::string& ifname);
+    const LinkState& Find(const std::string& ifname);
 
   private:
-    Link Ask(const std::string& ifname);
+    LinkState Ask(const std::string& ifname);
 
-    std::map<std::string, Link> known;
+    std::map<std::string, LinkState> known;
     vexobase::UniqueFd socket;
 };
 

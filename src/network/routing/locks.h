@@ -15,8 +15,8 @@ class ConfigLock : public utils::ScopedFileLock {
 };
 
 /// Held while the kernel is compared with what should be and brought in step with it: two processes
-/// at once would each add what both miss. Waits for a second, then the work is done without it, so
-/// that a process that hangs stops nobody.
+/// at once would each add what both miss. Best-effort lock: waits one second, then proceeds without
+/// it, so that a process that hangs stops nobody.
 class KernelTurn : public utils::ScopedFileLock {
   public:
     KernelTurn()

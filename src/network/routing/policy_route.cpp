@@ -65,7 +65,7 @@ RoutingState Wanted(const std::vector<PolicyTableRoute>& routes, std::uint32_t n
                     OurRule(kTablePriority, from, number)};
     Links links;
     for (const PolicyTableRoute& route : routes) {
-        const Link link = route.ifname.empty() ? Link{0, true} : links.Find(route.ifname);
+        const LinkState link = route.ifname.empty() ? LinkState{0, true} : links.Find(route.ifname);
         if (link.isUp) {
             wanted.routes.push_back(
                 OurRoute(number, route.destination, route.metric, route.gateway, link.index));
@@ -103,7 +103,7 @@ void KeepRules(const std::vector<Rule>& present, const Scope& scope,
     }
 }
 
-/// Brings one table in step; without a number there only may be something to clear.
+/// Brings one table in step. Without a number only stale rules can remain.
 bool Synchronise(IPType type, std::optional<std::uint32_t> number, RoutingState wanted, bool alone,
                  const std::function<bool()>& isCurrent, Complaints& complaints) {
     RouteSocket socket;
@@ -204,7 +204,7 @@ int PolicyRoute::Install(IPType type, const std::string& table, const std::strin
         VEXO_LOG(LOG_ERR, "Bad table [%.32s] or source [%.64s]", table.c_str(), source.c_str());
         return -1;
     }
-    constexpr int kMostAttempts = 3;
+    constexpr int kMaxAttempts = 3;
     Memory::Family& mine = memory->Of(type);
     const auto isCurrent = [&] { return FileStamps({PolicyTableFile(table)}) == mine.read; };
     mine.complaints.Begin();
@@ -214,7 +214,7 @@ int PolicyRoute::Install(IPType type, const std::string& table, const std::strin
             return -1;
         }
         const bool done = mine.Install(type, *prefix, alone, isCurrent);
-        if (isCurrent() || attempt == kMostAttempts) {
+        if (isCurrent() || attempt == kMaxAttempts) {
             return done && !mine.contents.malformed ? 0 : -1;
         }
     }

@@ -4,18 +4,23 @@
 
 namespace vexonetwork::network {
 
-// Where our rules stand before the kernel's own for the main table, which has 32766. A packet from
-// an uplink's address goes by a static route or within the networks around us where there is one;
-// then by its uplink. Everything else goes by the static routes, then as the kernel likes; but a
-// default route of theirs must not take what has a network around us.
+// Priorities of our rules, all before the main table's 32766. The kernel goes through them in this
+// order and takes the first route that it finds.
 
-inline constexpr std::uint32_t kStaticNetworksPriority = 31000;  ///< without default routes
-inline constexpr std::uint32_t kMainNetworksPriority = 31001;    ///< without default routes
-inline constexpr std::uint32_t kUplinkPriority = 31100;          ///< by source
+/// The table of the static routes, but for its default routes.
+inline constexpr std::uint32_t kStaticNetworksPriority = 31000;
+/// The main table, but for its default routes: the networks around us.
+inline constexpr std::uint32_t kMainNetworksPriority = 31001;
+/// An uplink's table, for packets from its address.
+inline constexpr std::uint32_t kUplinkPriority = 31100;
 
-// PolicyRoute's tables, each with all three.
-inline constexpr std::uint32_t kTableNetworksPriority = 31998;  ///< without default routes
-inline constexpr std::uint32_t kTableMainPriority = 31999;      ///< main, without default routes
+// Each of PolicyRoute's tables has these three.
+
+/// The table, but for its default routes.
+inline constexpr std::uint32_t kTableNetworksPriority = 31998;
+/// The main table, but for its default routes.
+inline constexpr std::uint32_t kTableMainPriority = 31999;
+/// The whole table.
 inline constexpr std::uint32_t kTablePriority = 32000;
 
 }  // namespace vexonetwork::network

@@ -120,7 +120,7 @@ std::string Try(const PolicyTableRoute& route) {
         return why;
     }
     Links links;
-    const Link link = route.ifname.empty() ? Link{0, true} : links.Find(route.ifname);
+    const LinkState link = route.ifname.empty() ? LinkState{0, true} : links.Find(route.ifname);
     if (!link.isUp) {
         return "";  // it will be tried when its interface comes
     }
@@ -219,7 +219,7 @@ std::map<Place, Route> Installed(RouteSocket& socket) {
 std::pair<StaticRouteStatus::State, std::string> StateOf(const PolicyTableRoute& route,
                                                          const std::map<Place, Route>& installed,
                                                          Links& links) {
-    const Link link = route.ifname.empty() ? Link{0, true} : links.Find(route.ifname);
+    const LinkState link = route.ifname.empty() ? LinkState{0, true} : links.Find(route.ifname);
     if (!link.isUp) {
         return {StaticRouteStatus::WAITS,
                 link.index == 0 ? "waits for its interface" : "waits: its interface is down"};

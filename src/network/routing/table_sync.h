@@ -42,8 +42,8 @@ struct Scope {
 /// Reads what the kernel has in a scope, foreign routes of the tables included.
 std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope);
 
-/// Brings the kernel in step. Failures are complained of. The caller has a KernelTurn since before
-/// he looked at what decides what is wanted: else he might undo what another did who looked later.
+/// Brings the kernel in step. Failures are complained of. Take the KernelTurn before
+/// reading what decides `wanted`.
 /// @param isCurrent  asked before anything is taken away: false when what is wanted has changed
 ///                   meanwhile, so that what looks surplus may be new; nothing is removed then
 /// @return whether everything was done

@@ -14,7 +14,7 @@ namespace vexonetwork::network {
 struct Uplink {
     std::string ifname;
     std::uint32_t table = 0;
-    Link link;
+    LinkState link;
     std::vector<ConnectedAddress> addresses;  ///< of both families
     std::optional<Address> gatewayV4;         ///< unspecified: by the device alone
     std::optional<Address> gatewayV6;

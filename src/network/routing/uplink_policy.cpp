@@ -153,9 +153,9 @@ bool UplinkPolicy::State::ReadFiles() {
     return isKnown;
 }
 
-/// Nothing when something is not told: rules of addresses that only were not seen must stay. Nobody
-/// shares a table, neither with another uplink nor with the static routes: one would remove what
-/// is the other's.
+/// Nothing if any fact is unreadable; otherwise rules of unseen addresses would be deleted. No two
+/// uplinks share a table, nor does one share that of the static routes: one would remove what is
+/// the other's.
 std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocket& socket,
                                                                       GetNumber number) {
     const StoredGateways gateways;
@@ -254,7 +254,7 @@ bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent
 }
 
 int UplinkPolicy::Synchronise() {
-    constexpr int kMostAttempts = 3;
+    constexpr int kMaxAttempts = 3;
     std::vector<std::string> files = StoredGateways::Files();
     files.emplace_back(kSettings);
     state->kernel.Begin();
@@ -262,7 +262,7 @@ int UplinkPolicy::Synchronise() {
         const FileStamps before(files);
         const auto isCurrent = [&] { return FileStamps(files) == before; };
         const bool done = state->SynchroniseOnce(isCurrent);
-        if (isCurrent() || attempt == kMostAttempts) {
+        if (isCurrent() || attempt == kMaxAttempts) {
             return done ? 0 : -1;
         }
     }
