@@ -12,7 +12,7 @@ using vexobase::UniqueFd;
 
 namespace {
 
-constexpr off_t kMostBytes = off_t{64} << 20;
+constexpr off_t kMaxBytes = off_t{64} << 20;
 constexpr mode_t kMode = 0644;
 
 bool IsOwn(const struct stat& info) {
@@ -41,7 +41,7 @@ std::optional<std::string> ReadPlainFile(const std::string& path) {
     if (!IsPlain(fd, info)) {
         return std::nullopt;
     }
-    if (info.st_size > kMostBytes) {
+    if (info.st_size > kMaxBytes) {
         errno = EFBIG;
         return std::nullopt;
     }

@@ -71,9 +71,9 @@ bool SideBySide::Hear(Program& program) const {
 int TimeoutUntil(SideBySide::Clock::time_point moment) {
     using std::chrono::milliseconds;
     const auto left = moment - SideBySide::Clock::now();
-    constexpr milliseconds::rep kMost = std::numeric_limits<int>::max();
+    constexpr milliseconds::rep kMax = std::numeric_limits<int>::max();
     const auto rounded = std::chrono::ceil<milliseconds>(left).count();
-    return static_cast<int>(std::clamp<milliseconds::rep>(rounded, 0, kMost));
+    return static_cast<int>(std::clamp<milliseconds::rep>(rounded, 0, kMax));
 }
 
 }  // namespace vexonetwork::network

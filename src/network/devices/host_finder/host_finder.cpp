@@ -33,8 +33,8 @@ constexpr auto kBridgeLookInterval = seconds(5);
 
 constexpr double kAnswersPerSecond = 5;  // twice as many in any one second
 constexpr double kParsedPerSecond = 1000;
-constexpr std::size_t kMostFound = 256;
-constexpr int kMostAtOnce = 64;
+constexpr std::size_t kMaxFound = 256;
+constexpr int kMaxAtOnce = 64;
 
 sockaddr_in PortOf(in_addr host) {
     sockaddr_in address{};
@@ -168,7 +168,7 @@ bool HostFinder::Serve(TimePoint end) {
 }
 
 void HostFinder::Receive(const Port& port) {
-    for (int i = 0; i < kMostAtOnce; ++i) {
+    for (int i = 0; i < kMaxAtOnce; ++i) {
         char datagram[kLongestHostFinderMessage + 1];  // tells what is longer
         sockaddr_in sender{};
         socklen_t size = sizeof sender;
@@ -229,7 +229,7 @@ void HostFinder::Note(const Port& port, in_addr sender, HostFinderMessage answer
     const bool isKnown = std::any_of(found.begin(), found.end(), [&](const auto& other) {
         return other.ipAddr == answer.ipAddr || other.macAddr == answer.macAddr;
     });
-    if (!isKnown && found.size() < kMostFound) {
+    if (!isKnown && found.size() < kMaxFound) {
         found.push_back(std::move(answer));
     }
 }

@@ -24,7 +24,7 @@ constexpr char kProgram[] = "/usr/local/bin/nmblookup";
 constexpr auto kAskingTime = std::chrono::seconds(15);
 
 /// Then the program is missing: neither time nor lines are spent on each device of the network.
-constexpr unsigned kMostFailures = 10;
+constexpr unsigned kMaxFailures = 10;
 
 /// The output is more than a node with 255 names has to say.
 constexpr SideBySide::Limits kLimits = {
@@ -52,7 +52,7 @@ class Lookups {
         for (; next < addresses.size() && programs.HasRoom(); ++next) {
             const char* address = addresses[next].c_str();
             // What is no address could be taken for an option.
-            if (failures >= kMostFailures || steady_clock::now() >= lastStart
+            if (failures >= kMaxFailures || steady_clock::now() >= lastStart
                 || BlVLIBIsIpAddr(address) != 1) {
                 continue;
             }

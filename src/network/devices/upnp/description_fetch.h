@@ -12,7 +12,7 @@ namespace vexonetwork::network {
 
 /// Of fetches that run side by side.
 constexpr SideBySide::Limits kFetchLimits = {
-    .atOnce = 8, .patience = std::chrono::seconds(6), .output = kMostDescriptionBytes + 64};
+    .atOnce = 8, .patience = std::chrono::seconds(6), .output = kMaxDescriptionBytes + 64};
 
 /// Starts curl(1) to fetch a description over one interface, without redirects and proxies.
 /// @param location  of plain ASCII, as ParseSsdp gives it

@@ -14,11 +14,11 @@ namespace {
 
 using Document = vexobase::UniqueHandle<IXML_Document, &::ixmlDocument_free>;
 
-constexpr std::size_t kMostText = 256;
+constexpr std::size_t kMaxText = 256;
 
 /// Elements and attributes: an element within the other takes a piece of the stack when the
 /// document is freed, and the time for attributes grows with their square.
-constexpr auto kMostMarkup = 4096;
+constexpr auto kMaxMarkup = 4096;
 
 constexpr std::string_view kFrame = "our-frame-of-a-description";
 
@@ -51,7 +51,7 @@ std::string Cleaned(std::string_view text) {
         const std::string_view before = text;
         const auto character = utils::TakeCharacter(text);
         const std::size_t length = before.size() - text.size();
-        if (!character || cleaned.size() + length > kMostText) {
+        if (!character || cleaned.size() + length > kMaxText) {
             break;
         }
         if (!utils::IsControl(*character)) {
@@ -89,7 +89,7 @@ std::string TextOf(IXML_Node* device, std::string_view name) {
 bool IsHarmless(std::string_view xml) {
     const auto markup =
         std::count_if(xml.begin(), xml.end(), [](char c) { return c == '<' || c == '='; });
-    return markup <= kMostMarkup && xml.find("<!DOCTYPE") == xml.npos
+    return markup <= kMaxMarkup && xml.find("<!DOCTYPE") == xml.npos
            && xml.find(kFrame) == xml.npos;
 }
 
@@ -112,7 +112,7 @@ std::string Framed(std::string_view xml) {
 }  // namespace
 
 std::optional<DeviceDescription> ParseDescription(std::string_view xml) {
-    if (xml.size() > kMostDescriptionBytes) {
+    if (xml.size() > kMaxDescriptionBytes) {
         return std::nullopt;
     }
     const std::string text = OnlyCharacters(xml);

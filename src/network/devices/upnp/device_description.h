@@ -18,7 +18,7 @@ struct DeviceDescription {
 };
 
 /// Longer descriptions are not read.
-constexpr std::size_t kMostDescriptionBytes = 65536;
+constexpr std::size_t kMaxDescriptionBytes = 65536;
 
 /// Reads the XML of a description. Bytes that are no UTF-8 are left out.
 /// @return nothing for what is malformed, has a document type, is too long or too deep, or names

@@ -13,8 +13,8 @@ namespace {
 using std::chrono::seconds;
 
 constexpr std::string_view kRootDevice = "upnp:rootdevice";
-constexpr std::size_t kMostUsn = 256;
-constexpr std::size_t kMostLocation = 1024;
+constexpr std::size_t kMaxUsn = 256;
+constexpr std::size_t kMaxLocation = 1024;
 constexpr seconds kShortestLife = std::chrono::minutes(1);
 constexpr seconds kLongestLife = std::chrono::hours(24);
 
@@ -159,13 +159,13 @@ bool IsPlain(std::string_view text, std::size_t most) {
 }
 
 bool IsRootUsn(std::string_view usn) {
-    return IsPlain(usn, kMostUsn) && BeginsWith(usn, "uuid:") && usn.ends_with("::upnp:rootdevice");
+    return IsPlain(usn, kMaxUsn) && BeginsWith(usn, "uuid:") && usn.ends_with("::upnp:rootdevice");
 }
 
 }  // namespace
 
 std::optional<SsdpMessage> ParseSsdp(std::string_view datagram) {
-    if (datagram.size() > kMostSsdpBytes || datagram.find('\0') != datagram.npos) {
+    if (datagram.size() > kMaxSsdpBytes || datagram.find('\0') != datagram.npos) {
         return std::nullopt;
     }
     const std::string_view startLine = TakeLine(datagram);
@@ -183,7 +183,7 @@ std::optional<SsdpMessage> ParseSsdp(std::string_view datagram) {
     if (*kind == SsdpMessage::Kind::kFarewell) {
         return message;
     }
-    if (!IsPlain(headers[kLocation], kMostLocation)) {
+    if (!IsPlain(headers[kLocation], kMaxLocation)) {
         return std::nullopt;
     }
     message.location = headers[kLocation];
@@ -195,7 +195,7 @@ std::optional<SsdpMessage> ParseSsdp(std::string_view datagram) {
 }
 
 bool IsMalformedSsdp(std::string_view datagram) {
-    return datagram.size() > kMostSsdpBytes
+    return datagram.size() > kMaxSsdpBytes
            || (!BeginsWith(datagram, "M-SEARCH") && datagram.find(kRootDevice) != datagram.npos);
 }
 

@@ -30,7 +30,7 @@ struct SsdpMessage {
 };
 
 /// Longer datagrams are none of SSDP's.
-constexpr std::size_t kMostSsdpBytes = 2048;
+constexpr std::size_t kMaxSsdpBytes = 2048;
 
 /// Reads a datagram. Texts in the result are printable ASCII without blanks.
 /// @return nothing for searches, for what is said of services and embedded devices, and for what

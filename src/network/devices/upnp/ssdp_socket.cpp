@@ -20,7 +20,7 @@ using vexobase::UniqueFd;
 constexpr in_addr_t kGroup = 0xEFFFFFFA;  // 239.255.255.250
 constexpr in_port_t kPort = 1900;
 constexpr int kHops = 2;
-constexpr int kMostAtOnce = 64;
+constexpr int kMaxAtOnce = 64;
 
 constexpr std::string_view kSearch =
     "M-SEARCH * HTTP/1.1\r\n"
@@ -109,8 +109,8 @@ void SsdpSocket::Search() const {
 }
 
 void SsdpSocket::Receive(int fd, const Take& take) {
-    for (int i = 0; i < kMostAtOnce; ++i) {
-        char datagram[kMostSsdpBytes + 1];  // tells what is longer
+    for (int i = 0; i < kMaxAtOnce; ++i) {
+        char datagram[kMaxSsdpBytes + 1];  // tells what is longer
         sockaddr_in sender{};
         socklen_t length = sizeof sender;
         const ssize_t size = ::recvfrom(fd, datagram, sizeof datagram, 0,

@@ -13,8 +13,8 @@ namespace {
 
 using Clock = UpnpDevices::Clock;
 
-constexpr std::size_t kMostDevices = 1024;
-constexpr std::ptrdiff_t kMostAtOneAddress = 16;
+constexpr std::size_t kMaxDevices = 1024;
+constexpr std::ptrdiff_t kMaxAtOneAddress = 16;
 
 /// Between two fetches from a device, longer than one may take; and between any two.
 constexpr auto kDeviceInterval = std::chrono::seconds(10);
@@ -95,7 +95,7 @@ UpnpDevices::Device* UpnpDevices::FindOrAdd(const Key& key) {
     const auto first = devices.lower_bound({key.first, ""});
     const auto end = std::find_if(first, devices.end(),
                                   [&](const auto& each) { return each.first.first != key.first; });
-    if (std::distance(first, end) >= kMostAtOneAddress || !MakeRoom()) {
+    if (std::distance(first, end) >= kMaxAtOneAddress || !MakeRoom()) {
         return nullptr;
     }
     return &devices[key];
@@ -103,7 +103,7 @@ UpnpDevices::Device* UpnpDevices::FindOrAdd(const Key& key) {
 
 /// Who cannot be described makes room.
 bool UpnpDevices::MakeRoom() {
-    if (devices.size() < kMostDevices) {
+    if (devices.size() < kMaxDevices) {
         return true;
     }
     const auto failed = std::find_if(devices.begin(), devices.end(), [](const auto& each) {

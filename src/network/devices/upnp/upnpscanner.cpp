@@ -191,8 +191,7 @@ class UpnpWatch {
         return hasRoom ? nullptr : "there are too many";
     }
 
-    /// Each line that a datagram causes asks first. The pace of fetches bounds theirs, and they are
-    /// to be seen in a flood.
+    /// Limits log lines caused by datagrams; fetch failures are rare and always logged.
     bool MayLog() {
         unsigned leftOut = 0;
         const bool may = budget.Spend(leftOut);
