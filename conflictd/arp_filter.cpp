@@ -6,7 +6,7 @@ namespace conflictd {
 namespace {
 
 /// The kernel limits a socket's memory for filters (net.core.optmem_max) to some 2000 instructions.
-constexpr std::size_t kMostAddresses = 500;
+constexpr std::size_t kMaxAddresses = 500;
 
 // Words of the packet: types, lengths and operation, addresses.
 constexpr unsigned kTypes = 0;
@@ -50,7 +50,7 @@ std::vector<sock_filter> ArpFilter(const std::set<Ipv4Address>& addresses, bool 
         Compare(0, 0, 1),
         passProbes ? Load(kTargetIp) : kDrop,
     };
-    if (addresses.size() > kMostAddresses) {
+    if (addresses.size() > kMaxAddresses) {
         program.push_back(kPass);
         return program;
     }

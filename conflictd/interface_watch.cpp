@@ -13,7 +13,7 @@ namespace conflictd {
 namespace {
 
 // Together some 20,000 packets in a second, whatever a storm brings.
-constexpr int kMostPackets = 512;
+constexpr int kMaxPackets = 512;
 constexpr std::chrono::milliseconds kRest(25);
 
 }  // namespace
@@ -81,7 +81,7 @@ void InterfaceWatch::Advance(Clock::time_point now) {
 
 void InterfaceWatch::Receive(Clock::time_point now, const std::set<MacAddress>& ownMacs,
                              const ConflictHandler& tell) {
-    for (int count = 0; count < kMostPackets; ++count) {
+    for (int count = 0; count < kMaxPackets; ++count) {
         const auto packet = socket.Receive();
         if (!packet) {
             isBroken = errno != EAGAIN;

@@ -6,8 +6,8 @@ namespace conflictd {
 namespace {
 
 constexpr std::chrono::minutes kHoldOff(1);
-constexpr std::ptrdiff_t kMostOfAddress = 3;
-constexpr std::size_t kMost = 30;
+constexpr std::ptrdiff_t kMaxOfAddress = 3;
+constexpr std::size_t kMax = 30;
 
 }  // namespace
 
@@ -24,7 +24,7 @@ ReportBudget::Answer ReportBudget::Ask(Ipv4Address address, const MacAddress& ma
     }
     const auto ofAddress = std::count_if(
         told.begin(), told.end(), [&](const Report& report) { return report.address == address; });
-    if (ofAddress >= kMostOfAddress || told.size() >= kMost) {
+    if (ofAddress >= kMaxOfAddress || told.size() >= kMax) {
         return Answer::kTooMany;
     }
     told.push_back({address, mac, now});

@@ -73,9 +73,9 @@ std::string CheckMac(const std::string& text) {
 }
 
 std::string CheckLabel(const std::string& text) {
-    constexpr std::size_t kMost = 128;
-    if (text.empty() || text.size() > kMost) {
-        return "it has 1 to " + std::to_string(kMost) + " bytes";
+    constexpr std::size_t kMax = 128;
+    if (text.empty() || text.size() > kMax) {
+        return "it has 1 to " + std::to_string(kMax) + " bytes";
     }
     if (std::ranges::any_of(text, [](unsigned char c) { return c < ' ' || c == 0x7f; })) {
         return "it has no control characters";

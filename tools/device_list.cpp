@@ -23,11 +23,11 @@ std::string LowerCase(std::string text) {
 }
 
 std::string Shortened(const std::string& text) {
-    constexpr std::size_t kMost = 60;
+    constexpr std::size_t kMax = 60;
     constexpr std::string_view kMore = "...";
     std::string shown = Printable(text);
-    if (WidthOf(shown) > kMost) {
-        shown = shown.substr(0, LengthWithin(shown, kMost - kMore.size())).append(kMore);
+    if (WidthOf(shown) > kMax) {
+        shown = shown.substr(0, LengthWithin(shown, kMax - kMore.size())).append(kMore);
     }
     return shown;
 }

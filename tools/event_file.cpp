@@ -20,7 +20,7 @@ namespace {
 using Block = std::array<char, 65536>;
 
 /// A line that is longer is damaged anyway.
-constexpr std::size_t kMostLine = 65536;
+constexpr std::size_t kMaxLine = 65536;
 
 [[noreturn]] void Fail(const std::string& path) {
     throw Failure(kRefused, "cannot read " + path + ": " + std::strerror(errno));
@@ -83,7 +83,7 @@ bool VisitLastLines(const std::string& path, std::size_t count,
         for (const char c : bytes) {
             if (c == '\n') {
                 finish();
-            } else if (line.size() < kMostLine) {
+            } else if (line.size() < kMaxLine) {
                 line += c;
             }
         }

@@ -66,8 +66,8 @@ void PrintEntry(const Family& family, const Json::Value& entry, bool carriesDefa
               << "default route  " << yesNo(carriesDefaultRoute) << '\n';
 }
 
-/// The list without the gap that high availability leaves in the daemon's answer: its elections
-/// have none.
+/// The daemon hides the heartbeat interface from its answer, not from elections; here the list has
+/// it.
 Json::Value WholeList(Daemon& daemon, const Family& family) {
     Json::Value entries = daemon.Entries(family);
     std::array<char, IFNAMSIZ> heartbeat{};

@@ -21,16 +21,16 @@ std::string CheckAddress(const std::string& text) {
 }
 
 std::string CheckNumber(const std::string& text, unsigned long most) {
-    constexpr std::size_t kMostDigits = 10;
-    return !text.empty() && text.size() <= kMostDigits
+    constexpr std::size_t kMaxDigits = 10;
+    return !text.empty() && text.size() <= kMaxDigits
                    && text.find_first_not_of("0123456789") == text.npos && std::stoul(text) <= most
                ? ""
                : "'" + text + "' is no number from 0 to " + std::to_string(most);
 }
 
 std::string CheckMetric(const std::string& text) {
-    constexpr unsigned long kMostMetric = 0xffffffff;
-    return CheckNumber(text, kMostMetric);
+    constexpr unsigned long kMaxMetric = 0xffffffff;
+    return CheckNumber(text, kMaxMetric);
 }
 
 std::string CheckDestination(const std::string& text) {

@@ -99,7 +99,7 @@ void Make(const Router6Session& session, const std::string& type, const Json::Va
     session.ApplyToLans();
 }
 
-/// A WAN that is a router's takes no other's word, so its gateway stays as it is known now.
+/// A router's WAN ignores advertisements, so it needs a stored gateway.
 void SayGateway(Daemon& daemon, const std::string& ifname) {
     const Json::Value entry = daemon.Entry(kFamilies[1], ifname);
     if (Text(entry, "gateway").empty()) {

@@ -58,8 +58,8 @@ std::optional<int> ToPriority(std::string_view word) {
     if (word == "first" || word == "last" || word == "keep") {
         return word == "first" ? kFirst : word == "last" ? kLast : kKeep;
     }
-    constexpr std::size_t kMostDigits = std::numeric_limits<int>::digits10;
-    if (word.empty() || word.size() > kMostDigits
+    constexpr std::size_t kMaxDigits = std::numeric_limits<int>::digits10;
+    if (word.empty() || word.size() > kMaxDigits
         || word.find_first_not_of("0123456789") != word.npos) {
         return std::nullopt;
     }
@@ -80,8 +80,8 @@ std::string CheckInterfaceName(const std::string& name) {
 }
 
 std::string CheckClassWord(const std::string& word) {
-    constexpr std::size_t kMost = 64;
-    if (word.empty() || word.size() > kMost || std::ranges::any_of(word, IsBlankOrControl)) {
+    constexpr std::size_t kMax = 64;
+    if (word.empty() || word.size() > kMax || std::ranges::any_of(word, IsBlankOrControl)) {
         return "a class is one word of at most 64 characters";
     }
     // On the bus this word says that the class stays as it is.

@@ -35,8 +35,8 @@ bool MoveGrants(Router6Attr& router);
 /// What the LANs of a router have got of its prefix, each once.
 std::vector<LanPrefix> GrantsOf(const Router6Attr& router);
 
-/// The router's prefix as a whole, of which no packet may go back to where it came from; nothing
-/// when it has none.
+/// The whole prefix; its unassigned part must be unreachable, or packets loop. Nothing when the
+/// router has none.
 std::optional<VEXOLANPREFIX> WholeOf(const Router6Attr& router);
 
 }  // namespace vexo::network::ipv6::router
