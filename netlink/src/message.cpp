@@ -53,9 +53,8 @@ std::optional<Attribute> Attributes::Next() {
 
 std::string ToText(Bytes payload) {
     const auto end = std::find(payload.begin(), payload.end(), std::byte{0});
-    std::string text(static_cast<std::size_t>(end - payload.begin()), '\0');
-    std::memcpy(text.data(), payload.data(), text.size());
-    return text;
+    return {reinterpret_cast<const char*>(payload.data()),
+            static_cast<std::size_t>(end - payload.begin())};
 }
 
 }  // namespace vexonetlink
