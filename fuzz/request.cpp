@@ -19,6 +19,7 @@
 
 #include "dbus/net_handlers.h"
 #include "fuzz.h"
+#include "network/gateway/gateway_section.h"
 
 // Each line of an input is the argument of a call of each of the bus's methods. Nothing is thrown
 // on the way, what the caller is told fits what was asked, and the gateway lists can still be
@@ -116,6 +117,10 @@ void WriteLists(RouteModule& module) {
 
 }  // namespace
 
+int vexonetwork::network::module::LoadSections(utils::ConfigSection& /*file*/) {
+    return 0;
+}
+
 extern "C" {
 
 int mkdir(const char* /*path*/, mode_t /*mode*/) noexcept {
@@ -143,7 +148,7 @@ int VLIBCFileExist(const char* /*path*/) {
     return 1;
 }
 
-int VLIBCFileEnumSection(const char* /*path*/, VLIBSZLIST** /*list*/) {
+int unlink(const char* /*path*/) noexcept {
     return 0;
 }
 
