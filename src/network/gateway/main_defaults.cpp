@@ -46,8 +46,7 @@ std::optional<DefaultRoutes> MainDefaults::List() {
         return std::nullopt;
     }
     auto routes = vexonetlink::ListRoutes(
-        *socket,
-        {.family = family, .table = RT_TABLE_MAIN, .type = RTN_UNICAST, .defaultOnly = true});
+        *socket, {.family = family, .table = RT_TABLE_MAIN, .defaultOnly = true});
     if (routes) {
         std::erase_if(*routes, [](const DefaultRoute& route) {
             return route.source.length != 0 || (route.flags & RTM_F_CLONED) != 0;

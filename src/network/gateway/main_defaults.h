@@ -26,7 +26,8 @@ class MainDefaults {
     /// @param family  AF_INET or AF_INET6
     explicit MainDefaults(int family);
 
-    /// The unicast ones in the kernel's order; nothing, with errno, when it does not tell.
+    /// All in the kernel's order, also those that refuse packets, as deleting by the command finds
+    /// them too; nothing, with errno, when it does not tell.
     std::optional<DefaultRoutes> List();
 
     /// @return whether the route is gone; errno otherwise

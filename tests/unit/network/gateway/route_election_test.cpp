@@ -77,7 +77,8 @@ TEST_F(Election, WithoutAWinnerEveryFormerRouteComesBackAsItWas) {
         Must("ip route add " + std::string(route));
     }
     for (const char* route :
-         {"default dev wan0 metric 5 proto 99", "default via 2001:db8::1 src 2001:db8::10",
+         {"unreachable default metric 2 proto 77", "blackhole default metric 3",
+          "default dev wan0 metric 5 proto 99", "default via 2001:db8::1 src 2001:db8::10",
           "default via 2001:db8:1::1 metric 10 proto 77 pref high",
           "default metric 2000 nexthop via 2001:db8::1 nexthop via 2001:db8:1::1"}) {
         Must("ip -6 route add " + std::string(route));
@@ -125,6 +126,10 @@ TEST_F(Election, IPv6ReplacesTheDefaultRoutesOfTheMainTableAndNoOther) {
     EXPECT_EQ(Order("GTYPE_V6"), "wan1 wan0") << "out of reach";
     EXPECT_EQ(others(), before);
     EXPECT_EQ(log.Messages(), std::vector<std::string>());
+    Must("ip -6 route add prohibit default metric 1");
+    module.Elect(GTYPE_V6);
+    EXPECT_THAT(Must("ip -6 route show type prohibit"), HasSubstr("default")) << "first of all";
+    Must("ip -6 route del prohibit default");
 
     Must("ip link add tun1000 type veth peer name far");
     Must("ip -6 addr add 2001:db8:9::10/64 dev tun1000 nodad");
