@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 #include <vexo/change_hook.h>
 #include <vexo/net_interface.h>
@@ -164,8 +165,13 @@ int RouteModule::Serve(const CopyRequest& wanted) {
     if (VEXONetIfIsLink(wanted.destination.c_str()) >= 1) {
         gateways.Wake(wanted.destination);
     }
+    std::vector<GatewayInfo> stored = gateways.Awake();
+    const GatewayList::Slot* copied = gateways.Find(wanted.destination);
+    if (copied != nullptr && copied->isDormant) {
+        stored.push_back(copied->entry);  // its waking does not tell the database
+    }
     if (StoreListAndResolver(wanted.list) != 0
-        || WriteGatewayToDatabase(wanted.list, true, true) != 0) {
+        || GatewayDatabase().Store(wanted.list, stored, true, true) != 0) {
         return -1;
     }
     uplink_policy.Follow({wanted.source, wanted.destination});

@@ -98,6 +98,8 @@ TEST_F(Start, ACopyAnAdditionAndADeletionFindWhoSleeps) {
     Do("COPY_GATEWAY_DATA", copy + "'bond7'");
     EXPECT_EQ(Order(), "wan1*");
     EXPECT_TRUE(module.HasGateway(GTYPE_V4, "bond7") && !module.HasGateway(GTYPE_V4, "wan0"));
+    EXPECT_EQ(Do("GET_GATEWAY_DATA_BY_INTERFACE", "'ifname': 'bond7'")["gateway"], wan0.gateway)
+        << "the database has it";
     RouteWorld::Add("bond7", -2, "'dns': 'NULL'");
     EXPECT_EQ(Order(), "bond7 wan1*");
     EXPECT_EQ(List()[0]["gateway"], wan0.gateway);
