@@ -101,6 +101,7 @@ EventSocket::Received EventSocket::Receive(std::span<std::byte> buffer, int flag
         LogFailure(received);
     }
     received.isTruncated = (message.msg_flags & MSG_TRUNC) != 0;
+    received.isFromKernel = source.nl_pid == 0;
     return received;
 }
 

@@ -18,6 +18,7 @@ class EventSocket {
         ssize_t length = -1;  ///< of the datagram, or less than 1
         int error = 0;        ///< errno when the length is less than 1
         bool isTruncated = false;
+        bool isFromKernel = true;  ///< else whoever may send to the socket claims it
     };
 
     /// Opens and subscribes. Throws std::runtime_error, closed again, when that fails.

@@ -146,6 +146,9 @@ int NetworkEventEmitter::Receive(int flags) {
         }
         return -1;
     }
+    if (!received.isFromKernel) {
+        return 0;
+    }
     if (received.isTruncated) {
         NoteLoss("an event was too long");
     }

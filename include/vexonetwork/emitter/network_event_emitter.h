@@ -65,7 +65,8 @@ class NetworkEventEmitter {
     /// @return whether there was anything to do
     bool PollOnce(std::chrono::milliseconds timeout);
 
-    /// Receives one datagram and handles it. @return -1 when nothing was received
+    /// Receives one datagram and handles it, if it is the kernel's. @return -1 when nothing was
+    /// received
     int AnalysisNetlinkMessage();
 
     /// Handles the messages of a datagram, aligned as nlmsghdr is. Lengths that lie end it.

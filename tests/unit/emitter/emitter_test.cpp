@@ -1,9 +1,13 @@
 #include <gmock/gmock.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
 #include <functional>
 
+#include <vexobase/unique_fd.h>
 #include <vexonetwork/emitter/net_link_flag.h>
 #include <vexonetwork/emitter/network_event_emitter.h>
 
@@ -287,11 +291,36 @@ TEST_F(Emitter, ANameThatVanishedHasNoLink) {
 
 TEST_F(Emitter, HooksAreSeenAsSoonAsTheyAreThere) {
     Must("rm -r /usr/vexo/hooks/net");
-    const std::string link = "ipv4_change IFNAME=lo IS_LINK=false ";
     emitter.ProcessIPv4Event("lo", "192.0.2.1", 32, true);
+    emitter.ProcessIPv4Event("gone0", "192.0.2.1", 32, true);
+    EXPECT_TRUE(spy.Has(LOG_ERR, "ip_change_event", "error on link detect"))
+        << "it is told, though nobody hears";
     InstallHook("ipv4_change");
     emitter.ProcessIPv4Event("lo", "192.0.2.2", 32, true);
     EXPECT_EQ(Hooks("ipv4_change", "lo").size(), 1U);
+}
+
+/// A stranger's claims, of which the last one is too long for the buffer, end nowhere.
+TEST_F(Emitter, BelievesOnlyTheKernel) {
+    emitter.Initialize();
+    const vexobase::UniqueFd stranger(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    struct {
+        nlmsghdr header{NLMSG_LENGTH(sizeof(ifinfomsg) + 8), RTM_NEWLINK, 0, 0, 0};
+        ifinfomsg link{AF_UNSPEC, 0, 0, 999, 0x10043, 0};
+        rtattr attribute{8, IFLA_IFNAME};
+        char name[4] = "wan";
+        char rest[6000] = "";
+    } claim;
+    sockaddr_nl to{AF_NETLINK, 0, static_cast<unsigned>(::getpid()), 0};
+    for (const std::size_t size : {std::size_t(claim.header.nlmsg_len), sizeof claim}) {
+        ASSERT_EQ(
+            ::sendto(stranger.Get(), &claim, size, 0, reinterpret_cast<sockaddr*>(&to), sizeof to),
+            ssize_t(size));
+        EXPECT_EQ(emitter.AnalysisNetlinkMessage(), 0);
+    }
+    EXPECT_FALSE(emitter.PollOnce(0ms));
+    EXPECT_THAT(emitter.Links(), IsEmpty());
+    EXPECT_THAT(spy.Messages(), IsEmpty());
 }
 
 /// Before it has begun, in the sweep and in the election at the start: nothing is done any more.
