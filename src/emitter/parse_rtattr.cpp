@@ -21,8 +21,8 @@ int parse_rtattr(rtattr** table, int max, rtattr* first, int len) {
             reinterpret_cast<const rtattr*>(reinterpret_cast<const char*>(attribute) + step);
     }
     if (left != 0) {
-        const bool hasHeader = left >= static_cast<int>(sizeof *attribute);
-        VEXO_LOG(LOG_ERR, "!!!Deficit %d, rta_len=%d\n", left, hasHeader ? attribute->rta_len : 0);
+        const bool hasLength = left >= static_cast<int>(sizeof attribute->rta_len);
+        VEXO_LOG(LOG_ERR, "!!!Deficit %d, rta_len=%d\n", left, hasLength ? attribute->rta_len : 0);
     }
     return 0;
 }

@@ -154,6 +154,7 @@ struct Saying {
 TEST(KernelBytes, EachFailureIsSaid) {
     using Emitter = vexonetwork::NetworkEventEmitter;
     const std::string nameless = Message(RTM_NEWLINK, kUpLink, Attribute(IFLA_MTU, "1500", 3));
+    const std::string cut = Message(RTM_NEWLINK, kUpLink, std::string("\11\0\1", 3));
     const std::string address = NewAddress(Attribute(IFA_LOCAL, "\1\2"));
     const std::string self = "network_event_emitter";
     const Saying sayings[] = {
@@ -167,6 +168,8 @@ TEST(KernelBytes, EachFailureIsSaid) {
          self, "Not RTM_NEWLINK event"},
         {[&](Emitter& e) { return e.CheckNewLinkEvent(Datagram(nameless).First()); }, -1, LOG_ERR,
          "parse_rtattr", "!!!Deficit 8, rta_len=3\n"},
+        {[&](Emitter& e) { return e.CheckNewLinkEvent(Datagram(cut).First()); }, -1, LOG_ERR,
+         "parse_rtattr", "!!!Deficit 3, rta_len=9\n"},
         {[&](Emitter& e) { return e.CheckIPChangeEvent(Datagram(address).First()); }, -1, LOG_ERR,
          self, "Failed to inet_ntop() for IP change event."},
         {[](Emitter& e) { return e.HandleIpEvent("gone0"); }, -1, LOG_ERR, self,
