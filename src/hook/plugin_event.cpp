@@ -22,19 +22,10 @@ bool Exists(const std::string& ifname) {
     return ::if_nametoindex(ifname.substr(0, ifname.find(':')).c_str()) != 0;
 }
 
-/// @return 0, or -1 after the failure was recorded under the line where it was noticed
-int Record(bool failed, int line) {
-    if (failed) {
-        VLIBCErrSetEx(kPluginError, __FILE__, line);
-    }
-    return failed ? -1 : 0;
-}
-
-int SetArguments(VLIBPLUGIN* session, std::initializer_list<PluginArgument> arguments) {
-    const bool set = std::ranges::all_of(arguments, [session](const PluginArgument& argument) {
+bool SetArguments(VLIBPLUGIN* session, std::initializer_list<PluginArgument> arguments) {
+    return std::ranges::all_of(arguments, [session](const PluginArgument& argument) {
         return VLIBPluginSetArg(session, argument.first, argument.second.c_str()) >= 0;
     });
-    return Record(!set, __LINE__);
 }
 
 }  // namespace
@@ -46,13 +37,16 @@ std::optional<std::string> LinkWord(const std::string& ifname) {
     return Exists(ifname) ? std::optional<std::string>("false") : std::nullopt;
 }
 
-int RunPluginEvent(const char* name, std::initializer_list<PluginArgument> arguments) {
+int RunPluginEvent(const char* name, std::initializer_list<PluginArgument> arguments,
+                   const std::source_location& caller) {
     const Session session(VLIBPluginSDKInit("net", name));
-    if (Record(!session, __LINE__) != 0 || SetArguments(session.Get(), arguments) != 0
-        || Record(VLIBPluginSetBlocking(session.Get(), 1) < 0, __LINE__) != 0) {
-        return -1;
+    if (session && SetArguments(session.Get(), arguments)
+        && VLIBPluginSetBlocking(session.Get(), 1) >= 0
+        && vexonetsdk::sdk_s::VLIBPluginAction_S(session.Get()) >= 0) {
+        return 0;
     }
-    return Record(vexonetsdk::sdk_s::VLIBPluginAction_S(session.Get()) < 0, __LINE__);
+    VLIBCErrSetEx(kPluginError, caller.file_name(), static_cast<int>(caller.line()));
+    return -1;
 }
 
 }  // namespace vexonetwork::hook

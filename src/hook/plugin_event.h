@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <optional>
+#include <source_location>
 #include <string>
 #include <utility>
 
@@ -15,7 +16,8 @@ using PluginArgument = std::pair<const char*, const std::string&>;
 
 /// Runs the plug-in action "net/NAME" with the arguments, set in their order, and waits for its
 /// end.
-/// @return 0 or -1
-int RunPluginEvent(const char* name, std::initializer_list<PluginArgument> arguments);
+/// @return 0, or -1 with the platform's error, recorded under the caller's file and line
+int RunPluginEvent(const char* name, std::initializer_list<PluginArgument> arguments,
+                   const std::source_location& caller = std::source_location::current());
 
 }  // namespace vexonetwork::hook

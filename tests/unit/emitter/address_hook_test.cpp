@@ -3,6 +3,7 @@
 
 #include <vexonetwork/hook/ip_change_event.h>
 #include <vexonetwork/hook/ipv6_add_delete_event.h>
+#include <vlib/error.h>
 
 #include "support/process.h"
 #include "support/syslog_spy.h"
@@ -33,6 +34,17 @@ TEST(AddressHooks, AreToldTheListsOfIPv6Addresses) {
               "ORIGIN_ADDRESSES=fd::1/64\n"
               "ipv6_delete DELETE_ADDRESSES=fd::1/64 IFNAME=wan0 IS_LINK=false "
               "ORIGIN_ADDRESSES=fd::1/64,fd::2/128\n");
+}
+
+TEST(AddressHooks, RecordTheirFailure) {
+    for (const char* name : {"ipv4_change", "ipv6_delete"}) {
+        WriteScript(std::string("/usr/vexo/hooks/net/") + name + "/fail", "exit 1");
+    }
+    EXPECT_EQ(NetIPChangeEvent(IPTYPE_V4, "lo", "none", "192.0.2.1", 24), -1);
+    EXPECT_EQ(VLIBCErrGet(), 0xD00);
+    EXPECT_THAT(VLIBCErrFile(), EndsWith("ip_change_event.cpp"));
+    EXPECT_EQ(IPv6AddDeleteEvent("lo", "fd::1/64", "fd::1/64", "delete"), -1);
+    EXPECT_THAT(VLIBCErrFile(), EndsWith("ipv6_add_delete_event.cpp"));
 }
 
 TEST(AddressHooks, AreNotRunWithoutAnInterfaceOrAction) {
