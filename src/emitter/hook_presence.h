@@ -7,11 +7,12 @@
 
 namespace vexonetwork {
 
-/// Whether an administrator has hooks for an event. While a burst of events is handled, each is
-/// looked for once.
+/// Whether an event is worth telling. The platform finds out by itself whether an administrator has
+/// hooks for it, so one is told in any case; in a burst of many the arguments are spared for those
+/// that nobody hears, and hooks for each event are looked for once.
 class HookPresence {
   public:
-    /// While one lives, answers of the same burst are used again.
+    /// While one lives, the events asked for are those of one burst.
     class Remembering {
       public:
         explicit Remembering(HookPresence& all) : presence(all) { presence.remembers = true; }
@@ -24,9 +25,10 @@ class HookPresence {
     };
 
     /// @param event  a literal, of category "net"
-    bool HasHooks(const char* event) {
-        if (!remembers) {
-            return Look(event);
+    bool IsWorthTelling(const char* event) {
+        if (!remembers || inBurst < kMaxTold) {
+            inBurst += remembers ? 1 : 0;
+            return true;
         }
         const auto [place, isNew] = known.try_emplace(event, false);
         if (isNew) {
@@ -35,12 +37,18 @@ class HookPresence {
         return place->second;
     }
 
-    void EndBurst() { known.clear(); }
+    void EndBurst() {
+        known.clear();
+        inBurst = 0;
+    }
 
   private:
+    static constexpr int kMaxTold = 16;
+
     static bool Look(const char* event) { return VLIBPluginHasHooks("net", event) == 1; }
 
     bool remembers = false;
+    int inBurst = 0;
     std::map<std::string_view, bool> known;
 };
 

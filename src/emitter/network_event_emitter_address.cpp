@@ -91,7 +91,7 @@ void NetworkEventEmitter::ProcessIPv4Event(const std::string& ifname, const std:
         return;
     }
     agenda->NoteChange(InterfaceOf(ifname), kIPv4Change, steady_clock::now());
-    if (!stopping && hooks->HasHooks("ipv4_change")) {
+    if (!stopping && hooks->IsWorthTelling("ipv4_change")) {
         hook::NetIPChangeEvent(IPTYPE_V4, ifname, change->former, change->current, prefix);
     }
 }
@@ -100,11 +100,10 @@ void NetworkEventEmitter::ProcessIPv6Event(const std::string& ifname, const std:
                                            int prefix, bool isNew) {
     using Lists = InterfaceBook::Lists;
     const AddressList::Entry entry{address, prefix};
-    const bool hasHooks =
-        !stopping
-        && (hooks->HasHooks("ipv6_change") || hooks->HasHooks(isNew ? "ipv6_add" : "ipv6_delete"));
-    const auto change =
-        book->NoteIPv6(ifname, entry, isNew, hasHooks ? Lists::kJoin : Lists::kOmit);
+    const bool isTold = !stopping
+                        && (hooks->IsWorthTelling("ipv6_change")
+                            || hooks->IsWorthTelling(isNew ? "ipv6_add" : "ipv6_delete"));
+    const auto change = book->NoteIPv6(ifname, entry, isNew, isTold ? Lists::kJoin : Lists::kOmit);
     if (!change) {
         // The kernel tells of no address that it still tries, but rules are made for it.
         if (!isNew) {
@@ -113,7 +112,7 @@ void NetworkEventEmitter::ProcessIPv6Event(const std::string& ifname, const std:
         return;
     }
     agenda->NoteChange(ifname, kIPv6Change, steady_clock::now());
-    if (hasHooks) {
+    if (isTold) {
         const auto orNone = [this](const std::string& list) { return list.empty() ? none : list; };
         hook::NetIPChangeEvent(IPTYPE_V6, ifname, orNone(change->former), orNone(change->current),
                                prefix);
