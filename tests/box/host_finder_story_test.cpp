@@ -123,7 +123,7 @@ TEST_F(HostFinderStory, TwoAppliancesFindEachOtherAndMissWhoLeft) {
     Process attic({"ip", "netns", "exec", "attic", "unshare", "--uts", folder / "attic"},
                   folder / "log");
     const Arguments ask = Words("nsenter -m -t " + std::to_string(attic.Pid())
-                            + " dbus-send --session --print-reply=literal --dest=com.vexo.network"
+                            + " dbus-send --bus=unix:path=/run/vexonet/bus --print-reply=literal --dest=com.vexo.network"
                               " / com.vexo.network.GetDeviceListData string:kelo");
     EXPECT_TRUE(Eventually([&] {
         return vexotest::Run(ask).out.find("\"cellar\"") != std::string::npos;

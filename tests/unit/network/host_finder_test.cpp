@@ -50,7 +50,7 @@ TEST(HostFinderMessageTest, ForeignAndMalformedDatagramsAreRefused) {
         EXPECT_FALSE(ParseHostFinder(datagram)) << datagram;
     }
     const std::map<std::string, std::vector<const char*>> wrong = {
-        {"version", {"2", "1.0", R"("1")"}},
+        {"version", {"2", "1.5", R"("1")"}},
         {"type", {R"(["answer"])", R"("farewell")"}},
         {"token",
          {"1234567890123456", R"("0123456789ABCDEF")", R"("0123456789abcde")",
