@@ -38,14 +38,14 @@ std::optional<std::string> LinkWord(const std::string& ifname) {
 }
 
 int RunPluginEvent(const char* name, std::initializer_list<PluginArgument> arguments,
-                   const std::source_location& caller) {
+                   const char* file, int line) {
     const Session session(VLIBPluginSDKInit("net", name));
     if (session && SetArguments(session.Get(), arguments)
         && VLIBPluginSetBlocking(session.Get(), 1) >= 0
         && vexonetsdk::sdk_s::VLIBPluginAction_S(session.Get()) >= 0) {
         return 0;
     }
-    VLIBCErrSetEx(kPluginError, caller.file_name(), static_cast<int>(caller.line()));
+    VLIBCErrSetEx(kPluginError, file, line);
     return -1;
 }
 

@@ -2,7 +2,6 @@
 
 #include <initializer_list>
 #include <optional>
-#include <source_location>
 #include <string>
 #include <utility>
 
@@ -16,8 +15,8 @@ using PluginArgument = std::pair<const char*, const std::string&>;
 
 /// Runs the plug-in action "net/NAME" with the arguments, set in their order, and waits for its
 /// end.
-/// @return 0, or -1 with the platform's error, recorded under the caller's file and line
+/// @return 0, or -1 with the platform's error, recorded under `file` and `line`, the caller's
 int RunPluginEvent(const char* name, std::initializer_list<PluginArgument> arguments,
-                   const std::source_location& caller = std::source_location::current());
+                   const char* file = __builtin_FILE(), int line = __builtin_LINE());
 
 }  // namespace vexonetwork::hook
