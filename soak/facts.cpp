@@ -34,10 +34,13 @@ constexpr const char* kBadLines[] = {"Failed to handle an event",
                                      "terminate called",
                                      "Sanitizer"};
 
-/// The output of a command that speaks JSON; null when it says nothing.
+/// What a program says in JSON; null when it says nothing.
+Json::Value Told(const vexotest::Outcome& outcome) {
+    return outcome.out.empty() ? Json::Value() : vexotest::Parsed(outcome.out);
+}
+
 Json::Value Ask(const std::string& command) {
-    const std::string text = vexotest::Run(vexotest::Words(command)).out;
-    return text.empty() ? Json::Value() : vexotest::Parsed(text);
+    return Told(vexotest::Run(vexotest::Words(command)));
 }
 
 bool HasFlag(const Json::Value& interface, const std::string& flag) {
@@ -161,7 +164,7 @@ std::string Inspector::FirstUsable(const std::string& family) {
 
 void Inspector::CheckElection(const std::string& family) {
     const std::string usable = FirstUsable(family);
-    const Json::Value told = Ask(vexotest::CtlProgram() + " gateway explain --json " + family);
+    const Json::Value told = Told(vexotest::Ctl("gateway explain --json " + family));
     const Json::Value& elected = told[family == "-4" ? "ipv4" : "ipv6"]["elected"];
     const std::string explained = elected.isNull() ? "" : GatewayText(elected, "ifname");
     Words installed;
