@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "dhcp_server.h"
 #include "machine.h"
 
 namespace vexotest {
@@ -23,14 +24,8 @@ class Dhcp : public testing::Test {
 
     /// A server of one address, whose leases last six seconds.
     void Serve(const std::string& address, const std::string& options) {
-        WriteFile("/etc/dhcpd.conf",
-                  "authoritative; max-lease-time 6; subnet 192.0.2.0 netmask 255.255.255.0 { range "
-                      + address + "; option routers 192.0.2.1; " + options + " }");
-        WriteFile("/etc/leases", "");
-        server = Process();
-        server = Process(Words("ip netns exec isp-wan0 dhcpd -4 -f -cf /etc/dhcpd.conf"
-                               " -lf /etc/leases -pf /etc/dhcpd.pid far"),
-                         "/etc/dhcpd.log");
+        server.Start("-4", "max-lease-time 6; subnet 192.0.2.0 netmask 255.255.255.0 { range "
+                               + address + "; option routers 192.0.2.1; " + options + " }");
     }
 
     void Client(const std::string& verb) {
@@ -46,7 +41,7 @@ class Dhcp : public testing::Test {
     static std::string Addresses() { return Must("ip -4 -o address show dev wan0"); }
 
     Uplink wan0 = MakeUplink(0);
-    Process server;
+    DhcpServer server;
     Machine machine;
 };
 
@@ -86,9 +81,10 @@ TEST_F(Dhcp, WhatAHostileServerOffersIsLeftOut) {
           "option domain-name \"x'; touch /var/lib/vexonet/owned; '\";");
     Client("start");
     ASSERT_TRUE(Logs("bound to 192.0.2.100"));
-    EXPECT_TRUE(Logs("left out, as it is no host's address: 224.0.0.1"));
-    EXPECT_TRUE(Logs("left out, as it is no host's address: 255.255.255.255"));
-    EXPECT_TRUE(Logs("left out, as it is too small: MTU 68"));
+    for (const char* what : {"no host's address: 224.0.0.1", "no host's address: 255.255.255.255",
+                             "too small: MTU 68"}) {
+        EXPECT_TRUE(Logs(std::string("left out, as it is ") + what));
+    }
     EXPECT_THAT(Must("ip link show wan0"), HasSubstr("mtu 1500"));
     EXPECT_THAT(Entry(), HasSubstr("\"gateway\" : \"\""));
     EXPECT_FALSE(std::filesystem::exists("/var/lib/vexonet/owned"));

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "dhcp_server.h"
 #include "machine.h"
 
 namespace vexotest {
@@ -13,21 +14,9 @@ constexpr char kFile[] = "/etc/sysconfig/network-scripts/ifcfg-wan0";
 
 class ApplianceIpv6 : public testing::Test {
   protected:
-    /// A server of one address, whose leases last nine seconds and are renewed after two.
     void Serve(const std::string& address, const std::string& dns) {
-        WriteFile("/etc/dhcpd.conf",
-                  "authoritative; default-lease-time 9; preferred-lifetime 6;"
-                  "option dhcp-renewal-time 2; option dhcp-rebinding-time 5;"
-                  "option dhcp6.name-servers "
-                      + dns + "; subnet6 2001:db8::/64 { range6 " + address + " " + address
-                      + "; }");
-        server = Process();
-        WriteFile("/etc/leases", "");
-        WriteFile("/etc/dhcpd.log", "");
-        server = Process(Words("ip netns exec isp-wan0 dhcpd -6 -d -cf /etc/dhcpd.conf"
-                               " -lf /etc/leases -pf /etc/dhcpd.pid far"),
-                         "/etc/dhcpd.log");
-        ASSERT_TRUE(Comes("Server starting service", [] { return ReadFile("/etc/dhcpd.log"); }));
+        server.Start6("option dhcp6.name-servers " + dns + ";",
+                      "range6 " + address + " " + address);
     }
 
     /// As an administrator does: the file, and the link anew.
@@ -37,18 +26,13 @@ class ApplianceIpv6 : public testing::Test {
         SetLink(wan0, true);
     }
 
-    template <typename Source>
-    static testing::AssertionResult Comes(const std::string& text, Source source) {
-        const bool comes = Eventually([&] { return source().find(text) != std::string::npos; });
-        return testing::AssertionResult(comes) << source();
-    }
     static std::string Addresses() { return Must("ip -6 -o address show dev wan0 scope global"); }
     static std::string Resolver() { return ReadFile("/etc/iproute2/config/resolv6.conf"); }
     /// As long as none has said anything, there is no unit of that name to journalctl.
     std::string Log() const { return machine.Try("journalctl --no-pager --unit dhclient6@*").out; }
 
     Uplink wan0 = MakeUplink(0);
-    Process server;
+    DhcpServer server;
     Machine machine;
 };
 
@@ -69,7 +53,7 @@ TEST_F(ApplianceIpv6, ALeaseLivesWithTheMethodOfTheFile) {
     Configure("dhcp");
     EXPECT_THAT(Addresses(), HasSubstr("2001:db8::100")) << "the cable was out for a second only";
     Configure("auto");
-    EXPECT_TRUE(Comes("releases address", [] { return ReadFile("/etc/dhcpd.log"); }));
+    EXPECT_TRUE(Comes("releases address", DhcpServer::Log));
     EXPECT_TRUE(Eventually([] { return Resolver().empty(); }));
     EXPECT_THAT(Addresses(), AllOf(HasSubstr("2001:db8::10/64"), Not(HasSubstr("2001:db8::100"))));
     EXPECT_THAT(DefaultRoutes("-6"), ElementsAre(HasSubstr("via 2001:db8::1 dev wan0")));

@@ -6,8 +6,6 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <tuple>
-
 namespace vexotest {
 namespace {
 
@@ -40,25 +38,6 @@ class ApplianceWithUplinks : public testing::Test {
     Machine machine;
     std::string lists;
 };
-
-TEST(Appliance, TellsMembersOfItsGroupOnly) {
-    Machine machine;
-    machine.Boot();
-
-    Must("useradd --groups vexonet member");
-    Must("useradd stranger");
-    for (const auto& [user, command, status, complaint] :
-         {std::tuple{"root", "add lo --gateway 192.0.2.1", 0, ""},
-          {"member", "list", 0, ""},
-          {"member", "refresh", 1, "only root may change\n"},
-          {"stranger", "list", 3, "be root or in group vexonet"},
-          {"stranger", "refresh", 3, "be root or in group vexonet"}}) {
-        const Outcome outcome =
-            machine.Try(std::string("runuser -u ") + user + " -- vexonetctl gateway " + command);
-        EXPECT_EQ(outcome.status, status) << user << " " << command;
-        EXPECT_THAT(outcome.err, HasSubstr(complaint));
-    }
-}
 
 TEST_F(ApplianceWithUplinks, WhateverEndsTheDaemonItIsBackWithItsListsAndRoute) {
     WriteFile("/etc/systemd/system/vexonetd.service.d/soon.conf", "[Service]\nWatchdogSec=2\n");
