@@ -18,7 +18,8 @@ bool IsWord(const std::string& text) {
     return !text.empty() && text.find_first_of(kSpace) == text.npos;
 }
 
-void ReadTable(std::istringstream lines) {
+void ReadTable(const std::string& text) {
+    std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         const auto device = ParseArpLine(line);
         Require(!device
@@ -69,19 +70,5 @@ void ReadAnswer(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    if (size == 0) {
-        return 0;
-    }
-    const std::string text(reinterpret_cast<const char*>(bytes) + 1, size - 1);
-    switch (bytes[0] % 3) {
-        case 0:
-            ReadTable(std::istringstream(text));
-            break;
-        case 1:
-            ReadNames(text);
-            break;
-        default:
-            ReadAnswer(text);
-    }
-    return 0;
+    return Choose(bytes, size, ReadTable, ReadNames, ReadAnswer);
 }

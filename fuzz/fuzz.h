@@ -24,6 +24,18 @@ inline void Require(bool holds) {
     }
 }
 
+/// Hands the text behind the first byte to the reader that this byte chooses.
+template <typename... Readers>
+int Choose(const uint8_t* bytes, std::size_t size, const Readers&... readers) {
+    if (size == 0) {
+        return 0;
+    }
+    const std::string text(reinterpret_cast<const char*>(bytes) + 1, size - 1);
+    std::size_t left = bytes[0] % sizeof...(readers);
+    ((left-- == 0 ? static_cast<void>(readers(text)) : void()), ...);
+    return 0;
+}
+
 /// A file without a folder, so that a run touches no disk.
 class MemoryFile {
   public:

@@ -89,7 +89,8 @@ std::vector<std::string> Facts(const GatewayList& list) {
 }
 
 /// What sleeps is the same after it was written and read.
-void ReadDormant() {
+void ReadDormant(const std::string& input) {
+    text = input;
     for (const auto& [name, pairs] : vexobase::ParseSections(text)) {
         for (const auto& [key, value] : pairs) {
             sections[std::string(name)][std::string(key)] = value;
@@ -105,7 +106,8 @@ void ReadDormant() {
 }
 
 /// Whatever is told, LANs get parts of what is told, each once.
-void ReadDelegation() {
+void ReadDelegation(const std::string& input) {
+    text = input;
     using namespace vexo::network::ipv6::router;
     Router6Attr router;
     router.type = "native";
@@ -125,7 +127,8 @@ void ReadDelegation() {
     Require(grants.size() < 2 || grants[0].network.s6_addr[7] != grants[1].network.s6_addr[7]);
 }
 
-void ReadDevices() {
+void ReadDevices(const std::string& input) {
+    text = input;
     constexpr char kMac[] = "02:00:00:00:00:01";
     network::ClientList list;
     if (!list.Load("")) {
@@ -157,20 +160,6 @@ int VLIBCFileExist(const char* /*path*/) {
 void syslog(int /*priority*/, const char* /*format*/, ...) {}
 
 int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    if (size == 0) {
-        return 0;
-    }
-    text.assign(reinterpret_cast<const char*>(bytes) + 1, size - 1);
-    switch (bytes[0] % 3) {
-        case 0:
-            ReadDormant();
-            break;
-        case 1:
-            ReadDelegation();
-            break;
-        default:
-            ReadDevices();
-    }
-    return 0;
+    return Choose(bytes, size, ReadDormant, ReadDelegation, ReadDevices);
 }
 }

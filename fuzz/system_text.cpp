@@ -17,7 +17,8 @@ namespace {
 using namespace vexonetwork;
 
 template <typename Parser>
-void ReadRoutes(std::istringstream lines) {
+void ReadRoutes(const std::string& text) {
+    std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         std::vector<utils::routeparse::Route> routes;
         Parser()(line.c_str(), routes);
@@ -61,25 +62,7 @@ void ReadJson(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    if (size == 0) {
-        return 0;
-    }
-    const std::string text(reinterpret_cast<const char*>(bytes) + 1, size - 1);
-    switch (bytes[0] % 5) {
-        case 0:
-            ReadRoutes<utils::routeparse::ParseV4>(std::istringstream(text));
-            break;
-        case 1:
-            ReadRoutes<utils::routeparse::ParseV6>(std::istringstream(text));
-            break;
-        case 2:
-            ReadTableNumbers(text);
-            break;
-        case 3:
-            ReadInterface(text);
-            break;
-        default:
-            ReadJson(text);
-    }
-    return 0;
+    return Choose(bytes, size, ReadRoutes<utils::routeparse::ParseV4>,
+                  ReadRoutes<utils::routeparse::ParseV6>, ReadTableNumbers, ReadInterface,
+                  ReadJson);
 }

@@ -57,7 +57,9 @@ void ReadReport(const std::string& text) {
     CheckShown(event ? event->text : "");
 }
 
-void ReadLog(std::size_t count, const std::string& text) {
+void ReadLog(const std::string& input) {
+    const std::size_t count = 1 + (input.empty() ? 0 : static_cast<unsigned char>(input[0]) % 8);
+    const std::string text = input.substr(input.empty() ? 0 : 1);
     std::deque<std::string> last;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
@@ -101,22 +103,5 @@ int VEXOHookReportOpen() {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    if (size < 2) {
-        return 0;
-    }
-    const std::string text(reinterpret_cast<const char*>(bytes) + 1, size - 1);
-    switch (bytes[0] % 4) {
-        case 0:
-            Report(text);
-            break;
-        case 1:
-            ReadReport(text);
-            break;
-        case 2:
-            ReadLog(1 + bytes[1] % 8, text.substr(1));
-            break;
-        default:
-            ReadRouterFile(text);
-    }
-    return 0;
+    return Choose(bytes, size, Report, ReadReport, ReadLog, ReadRouterFile);
 }

@@ -95,6 +95,11 @@ class Router6 : public testing::Test {
 
     std::string Gateways() { return appliance.GatewayList("GTYPE_V6").toStyledString(); }
 
+    void ExpectFailure(Router6Base& router) {
+        EXPECT_FALSE(router.Create());
+        ExpectNothingLeft();
+    }
+
     void ExpectNothingLeft() {
         EXPECT_THAT(Must("ip -o link"), Not(HasSubstr("6in4")));
         EXPECT_THAT(Must("find " + kFolder + " -name ipv6*"), IsEmpty());
@@ -136,26 +141,23 @@ TEST_F(Router6, TunnelComesAndGoes) {
 TEST_F(Router6, TunnelThatFailsLeavesNothing) {
     for (const std::string step : {"tunnel add", "link set", "address add"}) {
         refused = step;
-        EXPECT_FALSE(Make("6in4")->Create()) << step;
-        ExpectNothingLeft();
+        SCOPED_TRACE(step);
+        ExpectFailure(*Make("6in4"));
     }
     refused.clear();
     const Router router = Make("6in4");
     router->attr.local_addr_v6 = "2001:db8:f::2/64x";
-    EXPECT_FALSE(router->Create());
+    ExpectFailure(*router);
     EXPECT_TRUE(log.Has("6in4", "Failed to add [6in4-wan0] to device 2001:db8:f::2/64x"));
-    ExpectNothingLeft();
 
     router->attr.local_addr_v6 = "2001:db8:f::2/64";
     ASSERT_EQ(::mount("small", kFolder.c_str(), "tmpfs", 0, "size=4k"), 0);
     vexotest::Run({"dd", "if=/dev/zero", "of=" + kFolder + "filler", "bs=1k"});
-    EXPECT_FALSE(router->Create());
+    ExpectFailure(*router);
     EXPECT_EQ(Gateways(), "null\n");
-    ExpectNothingLeft();
     ASSERT_EQ(::umount(kFolder.c_str()), 0);
     appliance.StopBus();
-    EXPECT_FALSE(router->Create());
-    ExpectNothingLeft();
+    ExpectFailure(*router);
 }
 
 TEST_F(Router6, ClientForAPrefixComesAndGoes) {
@@ -171,8 +173,7 @@ TEST_F(Router6, ClientForAPrefixComesAndGoes) {
 
     EXPECT_TRUE(vexonetwork::utils::DelGatewayInfo("wan0", "GTYPE_V6", true));
     refused = "start";
-    EXPECT_FALSE(router->Create());
-    ExpectNothingLeft();
+    ExpectFailure(*router);
     refused.clear();
     std::filesystem::remove_all(kFolder);
     EXPECT_FALSE(router->Create());
@@ -180,8 +181,7 @@ TEST_F(Router6, ClientForAPrefixComesAndGoes) {
     std::filesystem::create_directories(kFolder);
     ExpectNothingLeft();
     appliance.StopBus();
-    EXPECT_FALSE(router->Create());
-    ExpectNothingLeft();
+    ExpectFailure(*router);
 }
 
 TEST_F(Router6, FactoryRefusesWhatMakesNoRouter) {
