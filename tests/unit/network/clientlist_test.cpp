@@ -4,10 +4,8 @@
 #include <random>
 
 #include <vexonetwork/network/clientlist.h>
-#include <vexonetwork/utils/json_reader.h>
 
-#include "support/files.h"
-#include "support/process.h"
+#include "support/appliance.h"
 #include "support/syslog_spy.h"
 
 extern "C" std::time_t time(std::time_t* /*result*/) noexcept {
@@ -18,21 +16,14 @@ namespace vexotest {
 namespace {
 
 using vexonetwork::network::ClientList;
-using vexonetwork::utils::ToCompactText;
 
 constexpr char kFile[] = "/tmp/devices.json";
 
-Json::Value Parse(const std::string& text) {
-    Json::Value value;
-    EXPECT_TRUE(vexonetwork::utils::ParseJson(text, value)) << text;
-    return value;
-}
-
 TEST(ClientListTest, MergesMemberByMemberAndSurvivesARestart) {
     ClientList list;
-    EXPECT_TRUE(list.UpdateKeysByMac("m1", Parse(R"({"ipAddr": "i1", "macAddr": "lie"})"), true));
-    EXPECT_TRUE(list.UpdateKeysByMac("m1", Parse(R"({"netif": "br0"})"), false));
-    EXPECT_FALSE(list.UpdateKeysByMac("m2", Parse(R"({"netif": "br0"})"), false));
+    EXPECT_TRUE(list.UpdateKeysByMac("m1", Parsed(R"({"ipAddr": "i1", "macAddr": "lie"})"), true));
+    EXPECT_TRUE(list.UpdateKeysByMac("m1", Parsed(R"({"netif": "br0"})"), false));
+    EXPECT_FALSE(list.UpdateKeysByMac("m2", Parsed(R"({"netif": "br0"})"), false));
     EXPECT_TRUE(list.WriteToFile(kFile));
     EXPECT_EQ(ReadFile(kFile),
               "{\n\t\"ClientList\" : \n\t[\n\t\t{\n\t\t\t\"asso_time\" : \"00:00:00 2025/12/30\",\n"
@@ -40,12 +31,12 @@ TEST(ClientListTest, MergesMemberByMemberAndSurvivesARestart) {
               "\t\t\t\"macAddr\" : \"m1\",\n\t\t\t\"netif\" : \"br0\"\n\t\t}\n\t]\n}\n");
     ClientList next;
     EXPECT_TRUE(next.Load(kFile));
-    next.UpdateKeysByIP("i1", Parse(R"({"modelDescription": "a \u0001\" TV"})"), false);
+    next.UpdateKeysByIP("i1", Parsed(R"({"modelDescription": "a \u0001\" TV"})"), false);
     EXPECT_EQ(next.FindKey(next.FindMacByIP("i1"), "displayName"), "a \x01\" TV");
-    next.UpdateKeysByIP("i1", Parse(R"({"friendlyName": 7, "displayName": "lie"})"), false);
+    next.UpdateKeysByIP("i1", Parsed(R"({"friendlyName": 7, "displayName": "lie"})"), false);
     EXPECT_EQ(next.FindKey("m1", "displayName"), "7");
-    next.UpdateKeysByMac("m2", Parse(R"({"a": 1})"), true);
-    next.UpdateKeysByMac("m3", Parse(R"({"a": 1})"), true);
+    next.UpdateKeysByMac("m2", Parsed(R"({"a": 1})"), true);
+    next.UpdateKeysByMac("m3", Parsed(R"({"a": 1})"), true);
     EXPECT_TRUE(next.EraseObject("m1"));
     EXPECT_EQ(next.GetClientList()["ClientList"][0]["macAddr"], "m3");
 }
@@ -71,7 +62,7 @@ TEST(ClientListTest, FindsWhatAWalkWouldAfterAnyChanges) {
     const auto pick = [&](unsigned count) { return random() % count; };
     ClientList list;
     for (int step = 0; step < 5'000 && !HasFailure(); ++step) {
-        const Json::Value keys = Parse(reports[pick(9)]);
+        const Json::Value keys = Parsed(reports[pick(9)]);
         Json::Value document = list.GetClientList();
         const std::string text = texts[pick(5)];
         const auto kind = pick(100);
@@ -79,7 +70,7 @@ TEST(ClientListTest, FindsWhatAWalkWouldAfterAnyChanges) {
             list.EraseList();
         } else if (kind < 3) {
             document["ClientList"].append(keys);
-            WriteFile(kFile, ToCompactText(document));
+            WriteFile(kFile, document.toStyledString());
             EXPECT_TRUE(list.Load(kFile));
         } else if (unsigned place = 0; kind < 40 && list.VerifyMacIsExist(text, place)) {
             EXPECT_TRUE(list.EraseObject(text));
@@ -102,13 +93,13 @@ TEST(ClientListTest, FindsWhatAWalkWouldAfterAnyChanges) {
 TEST(ClientListTest, BadInputIsLoggedAndLeavesTheListAsItWas) {
     const SyslogSpy log;
     ClientList list;
-    list.UpdateKeysByMac("m1", Parse(R"({"ipAddr": "i1"})"), true);
+    list.UpdateKeysByMac("m1", Parsed(R"({"ipAddr": "i1"})"), true);
     const Json::Value before = list.GetClientList();
     for (const char* keys :
          {"null", "{}", "[1]", "3", R"({"macAddr": {}})", R"({"friendlyName": ["x"]})"}) {
-        EXPECT_FALSE(list.UpdateKeysByMac("m1", Parse(keys), true)) << keys;
+        EXPECT_FALSE(list.UpdateKeysByMac("m1", Parsed(keys), true)) << keys;
     }
-    EXPECT_FALSE(list.UpdateKeysByIP("", Parse(R"({"a": 1})"), true));
+    EXPECT_FALSE(list.UpdateKeysByIP("", Parsed(R"({"a": 1})"), true));
     Must("mkfifo /tmp/pipe");
     WriteFile(kFile, std::string(100'000, '['));
     for (const char* path : {kFile, "/tmp/pipe", "/tmp", "/dev/zero", "/tmp/missing"}) {
@@ -120,10 +111,10 @@ TEST(ClientListTest, BadInputIsLoggedAndLeavesTheListAsItWas) {
     for (const char* text : {"3", R"({"ClientList": "x"})"}) {
         WriteFile(kFile, text);
         EXPECT_TRUE(list.Load(kFile));
-        EXPECT_FALSE(list.UpdateKeysByMac("m1", Parse(R"({"a": 1})"), true)) << text;
-        EXPECT_EQ(list.GetClientList(), Parse(text));
+        EXPECT_FALSE(list.UpdateKeysByMac("m1", Parsed(R"({"a": 1})"), true)) << text;
+        EXPECT_EQ(list.GetClientList(), Parsed(text));
         list.EraseList();
-        EXPECT_TRUE(list.UpdateKeysByMac("m1", Parse(R"({"a": 1})"), true)) << text;
+        EXPECT_TRUE(list.UpdateKeysByMac("m1", Parsed(R"({"a": 1})"), true)) << text;
     }
 }
 

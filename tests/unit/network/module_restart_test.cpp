@@ -37,12 +37,9 @@ Json::Value Ask(MODULE_TYPE module, const std::string& request) {
 
 /// What the modules tell of what they know.
 std::string Knowledge() {
-    std::string text;
-    for (const char* type : {"GTYPE_V4", "GTYPE_V6"}) {
-        text += Ask(MODULE_ROUTE,
-                    std::string(R"({"method": "GET_GATEWAY_LIST_DATA", "type": ")") + type + "\"}")
-                    .toStyledString();
-    }
+    const std::string gateways = R"({"method": "GET_GATEWAY_LIST_DATA", "type": "GTYPE_V)";
+    std::string text = Ask(MODULE_ROUTE, gateways + "4\"}").toStyledString();
+    text += Ask(MODULE_ROUTE, gateways + "6\"}").toStyledString();
     Json::Value devices = Ask(MODULE_DEVICE_LIST, R"({"method": "get", "scannertype": "all"})");
     for (Json::Value& device : devices["ClientList"]) {
         device.removeMember("asso_time");
