@@ -17,7 +17,7 @@ namespace {
 using namespace testing;
 using vexonetwork::network::module::DeviceListModule;
 
-constexpr char kFile[] = "/tmp/connectionlist_upnpscanner.json";
+const std::string kFile = "/tmp/connectionlist_upnpscanner.json";
 
 /// A bridge with two devices that the kernel knows.
 void MakeLan() {
@@ -188,9 +188,8 @@ TEST(DeviceListModuleTest, AFullListStillLearnsOfItsDevices) {
 TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
     MakeLan();
     const std::string device = R"({"ClientList": [{"macAddr": "old", "a": 1}]})";
-    const std::string file = kFile;
     WriteFile("/tmp/list", device);
-    const std::string skipped = "failed to read (" + file + ") to client list, skip it";
+    const std::string skipped = "failed to read (" + kFile + ") to client list, skip it";
     // Most are a text, some are something else in the place of a file.
     const std::string forms[] = {"",
                                  device.substr(0, 30),
@@ -199,19 +198,19 @@ TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
                                  R"({"ClientList": {"macAddr": "old"}})",
                                  R"({"ClientList": [5, {"macAddr": "old"}, "x"]})",
                                  R"({"ClientList": [{"macAddr": "old"}, {"ipAddr": "i"}]})",
-                                 "!ln -s /tmp/list " + file,
-                                 "!mkfifo " + file,
-                                 "!install -o 1000 /tmp/list " + file,
-                                 "!truncate --size 100M " + file};
+                                 "!ln -s /tmp/list " + kFile,
+                                 "!mkfifo " + kFile,
+                                 "!install -o 1000 /tmp/list " + kFile,
+                                 "!truncate --size 100M " + kFile};
     for (const std::string& form : forms) {
-        ::unlink(kFile);
-        form.starts_with('!') ? void(Must(form.substr(1))) : WriteFile(file, form);
+        ::unlink(kFile.c_str());
+        form.starts_with('!') ? void(Must(form.substr(1))) : WriteFile(kFile, form);
         const SyslogSpy log;
         DeviceListModule module;
         module.InitialModule();
         EXPECT_TRUE(log.Has("devicelist_module", skipped)) << form.substr(0, 60);
         EXPECT_THAT(All(module), AllOf(SizeIs(2), Not(Contains(Key("old"))))) << form.substr(0, 60);
-        EXPECT_THAT(ReadFile(file), HasSubstr("02:00:00:00:00:03"));
+        EXPECT_THAT(ReadFile(kFile), HasSubstr("02:00:00:00:00:03"));
         EXPECT_EQ(ReadFile("/tmp/list"), device);
         module.TerminateModule();
     }

@@ -188,15 +188,14 @@ TEST_F(Manager, FramesEachRequestHoweverItEnds) {
 
 TEST(Table, KeepsTheOrderOfThoseWhoStayAndNoEmptyEvent) {
     EventTable table;
-    const auto add = [&table](int event, int module, EventFunction function = kOnEvent) {
-        return table.Add(EVENT_TYPE(event), {MODULE_TYPE(module), function});
+    const auto add = [&table](int event, int module) {
+        return table.Add(EVENT_TYPE(event), {MODULE_TYPE(module), kOnEvent});
     };
     const SyslogSpy log;
     for (const auto& [event, module] : {std::pair{0, 1}, {3, 1}, {1, 0}, {1, 6}, {-1, 1}}) {
         EXPECT_EQ(add(event, module), -1) << event << " " << module;
     }
     EXPECT_EQ(add(2, 5) + add(1, 4) + add(1, 2) + add(1, 3), 0);
-    EXPECT_EQ(add(1, 2, kOnEventOnce), -1);
     EXPECT_EQ(table.ToStr(), "event[1]/ modules[4, 2, 3, ]event[2]/ modules[5, ]");
     EXPECT_EQ(table.ListHandlers(EVENT_HELLO)[1], EventHandler(MODULE_IPV6, kOnEvent));
     EXPECT_EQ(table.Remove(EVENT_HELLO, MODULE_RESERVED), 0) << "who has not subscribed";
