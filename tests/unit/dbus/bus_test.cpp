@@ -16,6 +16,7 @@ namespace {
 
 using namespace std::placeholders;
 using namespace std::string_literals;
+using namespace testing;
 using namespace vexonetwork::utils;
 using std::bind;
 using vexonetwork::dbus::NetClient;
@@ -82,16 +83,13 @@ TEST_F(OnTheBus, EveryMethodReachesItsModule) {
     }
 }
 
-/// A reply that breaks off after its first member: no JSON, though a part of it was.
-int AnswerBrokenText(Json::Value& reply) {
-    reply["a"] = 1;
-    reply["b"] = 2;
-    reply["b"].setComment("/"s, Json::commentBefore);
-    return 0;
-}
-
 TEST_F(OnTheBus, AReplyThatIsNoJsonLeavesWhatTheParserMadeOfIt) {
-    answer = AnswerBrokenText;
+    // It breaks off after its first member: no JSON, though a part of it was.
+    answer = [](Json::Value& reply) {
+        reply["a"] = reply["b"] = 1;
+        reply["b"].setComment("/"s, Json::commentBefore);
+        return 0;
+    };
     for (const auto& [call, line, message] :
          {std::tuple{kMethods[0].call, 61, "Failed to parse upnp data"},
           {kMethods[3].call, 137, "Failed to get gateway list data"},
@@ -126,7 +124,7 @@ TEST_F(OnTheBus, TextThatIsNoRequestFailsWithoutAReason) {
           {"SetDeviceListData", "[1]", "Failed to parse device data"}}) {
         EXPECT_EQ(client.NewMessage(method) + client.Append(text), 0);
         EXPECT_EQ(client.SendMessage(true, -1), -1);
-        EXPECT_THAT(client.LastError(), testing::EndsWith("returned FALSE but did not set error"));
+        EXPECT_THAT(client.LastError(), EndsWith("returned FALSE but did not set error"));
         EXPECT_TRUE(spy.Has(LOG_ERR, "net_server", message));
     }
     EXPECT_EQ(requests.size(), served);
@@ -152,8 +150,7 @@ TEST_F(OnTheBus, RepliesAreStyledText) {
 TEST_F(OnTheBus, NothingOfAModuleEndsTheServer) {
     answer = [](Json::Value& reply) { return (reply = "text")["member"].asInt(); };
     EXPECT_EQ(client.GetGatewayListData(in, out), -1);
-    EXPECT_THAT(spy.Messages(),
-                testing::Contains(testing::StartsWith("failed to get gateway list data: ")));
+    EXPECT_THAT(spy.Messages(), Contains(StartsWith("failed to get gateway list data: ")));
     answer = [](Json::Value& reply) { return (reply = std::string(20'000'000, 'x')).isInt(); };
     EXPECT_EQ(client.GetGatewayListData(in, out), -1);
     EXPECT_EQ(client.LastError(), "failed to get gateway list data") << "too long for the bus";
@@ -179,16 +176,12 @@ TEST_F(OnTheBus, AnArgumentIsTakenUpToItsLimit) {
 }
 
 TEST_F(OnTheBus, HelpersAskAboutGateways) {
-    for (const auto& [text, priority] : {std::pair{"-2", -2},
-                                         {"3.0", 3},
-                                         {"3.5", 0},
-                                         {"3e9", 0},
-                                         {"-1e300", 0},
-                                         {"\"3\"", 0},
-                                         {"null", 0}}) {
-        Answer(R"({"priority": )"s + text + "}");
-        EXPECT_EQ(GetGatewayPriority("eth0", "GTYPE_V4"), priority) << text;
+    std::vector<int> priorities;
+    for (const std::string text : {"-2", "3.0", "3.5", "3e9", "-1e300", "\"3\"", "null"}) {
+        Answer("{\"priority\": " + text + "}");
+        priorities.push_back(GetGatewayPriority("eth0", "GTYPE_V4"));
     }
+    EXPECT_THAT(priorities, ElementsAre(-2, 3, 0, 0, 0, 0, 0));
     for (const bool succeeds : {true, false}) {
         answer = [succeeds](Json::Value&) { return succeeds ? 0 : 7; };
         EXPECT_EQ(GetGatewayPriority("eth0", "GTYPE_V4"), succeeds ? 0 : -1);
@@ -196,12 +189,11 @@ TEST_F(OnTheBus, HelpersAskAboutGateways) {
         EXPECT_EQ(DelGatewayInfo("eth0", "GTYPE_V4", false), succeeds);
         EXPECT_EQ(RefreshGateway("GTYPE_V4"), succeeds);
     }
-    EXPECT_THAT(requests,
-                testing::IsSupersetOf({"3 GET_GATEWAY_DATA_BY_INTERFACE ifname=eth0 type=GTYPE_V4",
-                                       "3 ADD_GATEWAY_DATA class=lan dns=NULL gateway=fe80::1 "
-                                       "ifname=eth0 priority=2 type=GTYPE_V6",
-                                       "3 DEL_GATEWAY_DATA ifname=eth0 type=GTYPE_V4",
-                                       "3 REFRESH_GATEWAY type=GTYPE_V4"}));
+    EXPECT_THAT(requests, IsSupersetOf({"3 GET_GATEWAY_DATA_BY_INTERFACE ifname=eth0 type=GTYPE_V4",
+                                        "3 ADD_GATEWAY_DATA class=lan dns=NULL gateway=fe80::1 "
+                                        "ifname=eth0 priority=2 type=GTYPE_V6",
+                                        "3 DEL_GATEWAY_DATA ifname=eth0 type=GTYPE_V4",
+                                        "3 REFRESH_GATEWAY type=GTYPE_V4"}));
     std::vector<std::string> told;
     for (const LogLine& line : spy.Lines()) {
         if (line.source == "dbus_client" && line.level == LOG_ERR) {
@@ -217,9 +209,9 @@ TEST_F(OnTheBus, HelpersAskAboutGateways) {
 TEST_F(OnTheBus, AnyThreadReachesItAndTheEnvironmentStays) {
     Answer(R"({"priority": 3})");
     {
-        std::vector<std::jthread> callers;
-        for (int i = 0; i < 8; ++i) {
-            callers.emplace_back([] {
+        std::jthread callers[8];
+        for (std::jthread& caller : callers) {
+            caller = std::jthread([] {
                 for (int call = 0; call < 10; ++call) {
                     EXPECT_EQ(GetGatewayPriority("eth0", "GTYPE_V4"), 3);
                 }
@@ -241,7 +233,7 @@ TEST(Client, GoesToTheBusThatItsCallerNames) {
     NetClient client;
     Json::Value out;
     EXPECT_EQ(client.GetDeviceListData("x", out), -1);
-    EXPECT_THAT(client.LastError(), testing::HasSubstr("/run/another"));
+    EXPECT_THAT(client.LastError(), HasSubstr("/run/another"));
 }
 
 TEST(Client, OutlivesTheBusAndWhatItsLibraryWouldEndTheProcessFor) {
@@ -256,7 +248,7 @@ TEST(Client, OutlivesTheBusAndWhatItsLibraryWouldEndTheProcessFor) {
     appliance.StopBus();
     EXPECT_EQ(client.GetDeviceListData("x", out), -1);
     EXPECT_EQ(client.GetDeviceListData("x", out), -1);
-    EXPECT_THAT(client.LastError(), testing::HasSubstr("cannot be reached"));
+    EXPECT_THAT(client.LastError(), HasSubstr("cannot be reached"));
 }
 
 }  // namespace

@@ -10,13 +10,10 @@ namespace {
 
 using namespace vexonetwork::utils;
 using namespace testing;
-using vexotest::Must;
 
-IPAddress Ip(const std::string& text) {
-    return IPAddress(text);
-}
+using Ip = IPAddress;
 
-TEST(IPAddress, KeepsWhatIsAnAddress) {
+TEST(IPAddress, KeepsWhatIsAnAddressAndComputesNetworks) {
     for (const char* text : {"abc", "1.2.3.256", "fe80::1%lo"}) {
         EXPECT_TRUE(Ip(text).IsEmpty()) << text;
     }
@@ -25,9 +22,7 @@ TEST(IPAddress, KeepsWhatIsAnAddress) {
     EXPECT_EQ(Ip("10.1").Binary().s_addr, Ip("10.0.0.1").Binary().s_addr);
     EXPECT_EQ(Ip("fe80::1").ToString(), "fe80::1");
     EXPECT_EQ(Ip("fe80::1").Binary().s_addr, INADDR_NONE);
-}
 
-TEST(IPAddress, ComputesNetworks) {
     EXPECT_EQ(GetIpAddressBegin(Ip("10.0.0.255")).ToString(), "10.0.0.0");
     EXPECT_EQ(GetIpAddressEnd(Ip("10.1.0.0"), Ip("255.255.0.0")).ToString(), "10.1.255.254");
     EXPECT_EQ(GetNextNetwork(Ip("10.0.255.0"), Ip("255.255.255.0")).ToString(), "10.1.0.0");
@@ -46,9 +41,9 @@ TEST(IPAddress, CountsMaskBitsAndCutsPrefixes) {
 }
 
 TEST(IPAddress, ListsAnInterface) {
-    Must("ip link add lan0 type veth peer name lan00");
-    Must("ip addr add 10.9.8.7/22 dev lan0");
-    Must("ip addr add 2001:db8::10/62 dev lan0 nodad");
+    vexotest::Must("ip link add lan0 type veth peer name lan00");
+    vexotest::Must("ip addr add 10.9.8.7/22 dev lan0");
+    vexotest::Must("ip addr add 2001:db8::10/62 dev lan0 nodad");
     EXPECT_THAT(IPAddress::GetIPv4Address("lan0"), ElementsAre(Pair("10.9.8.7", 22)));
     EXPECT_THAT(IPAddress::GetIPv4Network("lan0"), ElementsAre(Pair("10.9.8.0", 22)));
     EXPECT_THAT(IPAddress::GetIPv6Network("lan0"), ElementsAre(Pair("2001:db8::", 62)));
@@ -61,12 +56,9 @@ TEST(MacAddress, FormalizesAndCountsTheSixthOctetModulo255) {
         EXPECT_EQ(MacAddress(text).ToString(), text);
     }
 
-    const auto sum = [](const char* address, int n) {
-        return (MacAddress(address) + n).ToString();
-    };
-    EXPECT_EQ(sum("00:11:22:33:44:fe", 1), "00:11:22:33:44:00");
-    EXPECT_EQ(sum("AA:BB:CC:DD:EE:0F", 0), "aa:bb:cc:dd:ee:0f");
-    EXPECT_EQ(sum("00:11:22:33:44:00", -1), "00:11:22:33:44:ffff");
+    EXPECT_EQ((MacAddress("00:11:22:33:44:fe") + 1).ToString(), "00:11:22:33:44:00");
+    EXPECT_EQ((MacAddress("AA:BB:CC:DD:EE:0F") + 0).ToString(), "aa:bb:cc:dd:ee:0f");
+    EXPECT_EQ((MacAddress("00:11:22:33:44:00") + -1).ToString(), "00:11:22:33:44:ffff");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <map>
 
 #include <vexo/default_gateway.h>
@@ -79,29 +80,26 @@ class GatewayTest : public testing::Test {
     Gateway gateway;
 };
 
-TEST_F(GatewayTest, SetStoresAppliesAndWritesAnEvent) {
+TEST_F(GatewayTest, SetsTellsAndRestores) {
     const std::string a = "192.0.2.1";
     const std::string b = "192.0.2.2";
-    struct Case {
-        std::string current, configured, wanted, event;
-    };
-    for (const Case& c : {Case{a, a, a, ""}, Case{a, "", "", "2 1 293606159 [] []"},
-                          Case{"", "", b, "2 1 293606161 [] [192.0.2.2]"},
-                          Case{b, a, b, "2 1 293606161 [192.0.2.1] [192.0.2.2]"},
-                          Case{a, a, "", "2 1 293606160 [192.0.2.1] []"}}) {
-        Arrange(c.current, c.configured);
-        EXPECT_EQ(gateway.Set(c.wanted), 0);
-        EXPECT_EQ(GetDefaultRoute<2>(), c.wanted);
-        EXPECT_EQ(vexotest::ReadFile("/etc/sysconfig/network"), "GATEWAY=" + c.wanted + "\n");
-        EXPECT_EQ(lastEvent, c.event);
+    using Case = std::array<std::string, 4>;
+    for (const auto& [current, configured, wanted, event] :
+         {Case{a, a, a, ""}, Case{a, "", "", "2 1 293606159 [] []"},
+          Case{"", "", b, "2 1 293606161 [] [192.0.2.2]"},
+          Case{b, a, b, "2 1 293606161 [192.0.2.1] [192.0.2.2]"},
+          Case{a, a, "", "2 1 293606160 [192.0.2.1] []"}}) {
+        Arrange(current, configured);
+        EXPECT_EQ(gateway.Set(wanted), 0);
+        EXPECT_EQ(GetDefaultRoute<2>(), wanted);
+        EXPECT_EQ(vexotest::ReadFile("/etc/sysconfig/network"), "GATEWAY=" + wanted + "\n");
+        EXPECT_EQ(lastEvent, event);
     }
     Arrange(a, a);
     EXPECT_EQ(gateway.Set(std::string("203.0.113.1")), -1);
     EXPECT_EQ(lastEvent, "");
-}
 
-TEST_F(GatewayTest, RestoresWhatWasBackedUp) {
-    EXPECT_EQ(gateway.Restore(), -1);
+    EXPECT_EQ(gateway.Restore(), -1) << "nothing was backed up";
     Arrange("", "192.0.2.2");
     EXPECT_EQ(gateway.Backup(), 0);
     Arrange("192.0.2.1", "192.0.2.1");

@@ -1,20 +1,15 @@
 #include <gmock/gmock.h>
 
-#include <vexonetwork/utils/json_reader.h>
 #include <vexonetwork/utils/string_container.h>
 
+#include "support/appliance.h"
 #include "utils/sz_containers.h"
 
 namespace {
 
 using namespace vexonetwork::utils;
 using namespace testing;
-
-Json::Value Parsed(const std::string& text) {
-    Json::Value value;
-    EXPECT_TRUE(ParseJson(text, value));
-    return value;
-}
+using vexotest::Parsed;
 
 TEST(StringContainer, ParsesAndConvertsBetweenShapes) {
     const StringVector strings = ParseToVector(" b, a,,b ", ",");

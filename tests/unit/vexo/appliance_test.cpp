@@ -12,9 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace testing;
-using vexotest::ReadFile;
-using vexotest::SyslogSpy;
-using vexotest::WriteFile;
+using namespace vexotest;
 
 constexpr char kResolv[] = "/etc/resolv.conf";
 constexpr char kResolv4[] = "/etc/iproute2/config/resolv4.conf";

@@ -33,11 +33,7 @@ namespace fs = std::filesystem;
 using namespace testing;
 using vexonetsdk::sdk_s::VLIBPluginAction_S;
 using vexoplatform::RunHooks;
-using vexotest::Eventually;
-using vexotest::ReadFile;
-using vexotest::SyslogSpy;
-using vexotest::WriteFile;
-using vexotest::WriteScript;
+using namespace vexotest;
 using namespace std::chrono_literals;
 
 const std::string kFolder = "/usr/vexo/hooks/net/demo/";
@@ -45,16 +41,22 @@ const std::string kOut = "/tmp/hook-out";
 const std::string kAppendName = "echo ${0##*/} >> " + kOut;
 const std::string kShow = "tr '\\0' '\\n' < /proc/$$/environ > " + kOut;
 
-TEST(Hooks, RunInByteOrderUnlessNotRootsAlone) {
+class Hooks : public testing::Test {
+  protected:
+    SyslogSpy log;
+};
+using HookLimits = Hooks;
+using PluginSession = Hooks;
+
+TEST_F(Hooks, RunInByteOrderUnlessNotRootsAlone) {
     for (const std::string name :
          {"a", "B", "10-x", "2-x", ".hidden", "foreign", "folder/inner", "anyone", "group"}) {
         WriteScript(kFolder + name, kAppendName);
     }
     fs::permissions(kFolder + "anyone", fs::perms{0757});
     fs::permissions(kFolder + "group", fs::perms{0775});
-    ASSERT_EQ(::chown((kFolder + "foreign").c_str(), 65534, 65534), 0);
-    ASSERT_EQ(::symlink("a", (kFolder + "link").c_str()), 0);
-    const SyslogSpy log;
+    Must("chown nobody " + kFolder + "foreign");
+    fs::create_symlink("a", kFolder + "link");
     EXPECT_EQ(RunHooks("net", "demo", {}), 0);
     EXPECT_EQ(ReadFile(kOut), ".hidden\n10-x\n2-x\nB\na\n");
     const std::string hook = "Hook [" + kFolder;
@@ -64,10 +66,9 @@ TEST(Hooks, RunInByteOrderUnlessNotRootsAlone) {
                                             hook + "link] is skipped: it is no regular file"));
 }
 
-TEST(Hooks, RunOnlyWhereEveryFolderAboveIsRootsAlone) {
+TEST_F(Hooks, RunOnlyWhereEveryFolderAboveIsRootsAlone) {
     WriteScript(kFolder + "a", kAppendName);
-    const SyslogSpy log;
-    const auto expectSkipped = [&log](const std::string& folder, const std::string& why) {
+    const auto expectSkipped = [this](const std::string& folder, const std::string& why) {
         EXPECT_EQ(RunHooks("net", "demo", {}), 0);
         EXPECT_EQ(log.Messages().back(), "Hook folder [" + folder + "] is skipped: " + why);
         EXPECT_EQ(ReadFile(kOut), "") << folder;
@@ -82,22 +83,21 @@ TEST(Hooks, RunOnlyWhereEveryFolderAboveIsRootsAlone) {
         ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
     }
     for (const std::string path : {"/usr/vexo", "/usr/vexo/hooks/net"}) {
-        vexotest::Must("mv " + path + " /opt/moved");
-        vexotest::Must("ln -s /opt/moved " + path);
+        Must("mv " + path + " /opt/moved");
+        Must("ln -s /opt/moved " + path);
         expectSkipped(path, "it is a link or no folder");
-        vexotest::Must("rm " + path);
-        vexotest::Must("mv /opt/moved " + path);
+        Must("rm " + path);
+        Must("mv /opt/moved " + path);
     }
     EXPECT_EQ(RunHooks("net", "demo", {}), 0);
     EXPECT_EQ(ReadFile(kOut), "a\n");
 }
 
-TEST(Hooks, AreLookedAtAgainAfterTheOnesBefore) {
+TEST_F(Hooks, AreLookedAtAgainAfterTheOnesBefore) {
     WriteScript(kFolder + "1", "ln -sf /bin/false " + kFolder + "2\n" + kAppendName);
     WriteScript(kFolder + "2", kAppendName);
     WriteScript(kFolder + "3", "chmod 777 /usr/vexo\n" + kAppendName);
     WriteScript(kFolder + "4", kAppendName);
-    const SyslogSpy log;
     EXPECT_EQ(RunHooks("net", "demo", {}), 0);
     EXPECT_EQ(ReadFile(kOut), "1\n3\n");
     EXPECT_THAT(log.Messages(),
@@ -127,18 +127,17 @@ void ExpectNobodyIsHeard() {
     EXPECT_EQ(WEXITSTATUS(status), EPERM) << "only root may listen";
 }
 
-TEST(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
+TEST_F(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
     const std::string kLeaveGroup = "'setpgrp(0, getpgrp(getppid())); sleep 1000'";
     ::setpgid(0, 0);  // a group that the hook can see and join
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     const vexobase::UniqueFd reports(VEXOHookReportOpen());
     ExpectNobodyIsHeard();
-    const int before = vexotest::OpenDescriptors();
+    const int before = OpenDescriptors();
     WriteScript(kFolder + "1", "exit 3");
     WriteScript(kFolder + "2", "kill -SEGV $$");
     WriteScript(kFolder + "3", "sleep 1000 & echo $! > " + kOut + "; exec perl -e " + kLeaveGroup);
     WriteScript(kFolder + "4", kAppendName);
-    const SyslogSpy log;
     // Control characters take most room in a report.
     const std::string full(4000, '\x01');
     EXPECT_EQ(RunHooks("net", "demo", {{"A", full}, {"B", std::string(9999, '\xff')}}, 1s), -1);
@@ -155,15 +154,14 @@ TEST(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
     ASSERT_EQ(::waitpid(sleeper, &status, 0), sleeper);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "its group is killed too";
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
-    EXPECT_EQ(vexotest::OpenDescriptors(), before);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(HookLimits, AllHooksOfARequestShareItsTime) {
+TEST_F(HookLimits, AllHooksOfARequestShareItsTime) {
     WriteScript(kFolder + "1", "exec sleep 1000");
     WriteScript(kFolder + "2", kAppendName);
     WriteScript("/usr/vexo/hooks/net/quick/1", kAppendName);
     const auto runQuick = [] { EXPECT_EQ(RunHooks("net", "quick", {}), 0); };
-    const SyslogSpy log;
     VEXOHookRequestBegin(100);
     VEXOHookRequestBegin(1'000'000);
     EXPECT_EQ(RunHooks("net", "demo", {}), -1);
@@ -186,7 +184,7 @@ TEST(HookLimits, AllHooksOfARequestShareItsTime) {
 
 std::atomic<int> signs = 0;
 
-TEST(HookLimits, WhoeverWaitsForAHookOfARequestTellsOfProgress) {
+TEST_F(HookLimits, WhoeverWaitsForAHookOfARequestTellsOfProgress) {
     ASSERT_EQ(::mkfifo("/tmp/gate", 0600), 0);
     WriteScript(kFolder + "1", "read line < /tmp/gate");
     WriteScript(kFolder + "2", "sleep 0.1");
@@ -207,12 +205,11 @@ TEST(HookLimits, WhoeverWaitsForAHookOfARequestTellsOfProgress) {
     EXPECT_EQ(signs, 10) << "no request, and nobody's loop is held up";
 }
 
-TEST(HookLimits, AStopKillsThoseThatRunAndBeginsNone) {
+TEST_F(HookLimits, AStopKillsThoseThatRunAndBeginsNone) {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     WriteScript(kFolder + "1", "sleep 1000 & echo $! > " + kOut + "; exec sleep 1000");
     WriteScript(kFolder + "2", "touch /tmp/begun");
-    const int before = vexotest::OpenDescriptors();
-    const SyslogSpy log;
+    const int before = OpenDescriptors();
     std::thread hooks([] { EXPECT_EQ(RunHooks("net", "demo", {}), -1); });
     EXPECT_TRUE(Eventually([] { return ReadFile(kOut).ends_with('\n'); }));
     VEXOHookStop(500);
@@ -229,15 +226,14 @@ TEST(HookLimits, AStopKillsThoseThatRunAndBeginsNone) {
                     "2 hooks of [net/demo] of stage after are left out, as this process ends"));
     const pid_t sleeper = std::stoi(ReadFile(kOut));
     EXPECT_EQ(::waitpid(sleeper, nullptr, 0), sleeper) << "its group is killed too";
-    EXPECT_EQ(vexotest::OpenDescriptors(), before);
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
+TEST_F(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
     WriteScript(kFolder + "show", kShow);
     EXPECT_EQ(RunHooks("net", "demo", {{"IFNAME", "eth0"}, {"DNS", "1.1.1.1\n;rm $(x)"}}), 0);
     EXPECT_EQ(ReadFile(kOut),
               "DNS=1.1.1.1\n;rm $(x)\nIFNAME=eth0\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n");
-    const SyslogSpy log;
     EXPECT_EQ(RunHooks("net", "demo", {{"DNS", std::string(1 << 20, 'x')}}), -1);
     EXPECT_EQ(log.Messages().back(),
               "Hook [" + kFolder + "show] cannot be started: Argument list too long");
@@ -256,10 +252,9 @@ TEST(Hooks, GetTheirKeysAndNothingElseOfTheDaemon) {
     EXPECT_FALSE(fs::exists(kOut));
 }
 
-TEST(Hooks, TellTheNameServersThatChange) {
+TEST_F(Hooks, TellTheNameServersThatChange) {
     WriteScript("/usr/vexo/hooks/net/dns_config_change/show", kShow + "; exit 1");
-    char first[] = "192.0.2.53";
-    char second[] = "2001:db8::53";
+    char first[] = "192.0.2.53", second[] = "2001:db8::53";
     char* servers[] = {first, second};
     const VLIBSZLIST list{2, 2, servers};
     EXPECT_EQ(VEXONetDnsConfigChangeHook(5, "eth0", &list), -1) << "the hook failed";
@@ -268,12 +263,7 @@ TEST(Hooks, TellTheNameServersThatChange) {
               "PATH=/usr/sbin:/usr/bin:/sbin:/bin\nSTAGE=after\n");
 }
 
-/// A hook that writes its arguments, then does `further`.
-void WriteListener(const std::string& further) {
-    WriteScript(kFolder + "show", "echo \"$A $B\" >> " + kOut + "\n" + further);
-}
-
-TEST(PluginSession, RunsWithTheLastArgumentsAndTellsOfFailures) {
+TEST_F(PluginSession, RunsWithTheLastArgumentsAndTellsOfFailures) {
     VLIBPLUGIN* session = VLIBPluginSDKInit("net", "demo");
     VLIBPluginSetArg(session, "A", "former");
     VLIBPluginSetArg(session, "A", "x;y $(z)");
@@ -281,7 +271,7 @@ TEST(PluginSession, RunsWithTheLastArgumentsAndTellsOfFailures) {
     fs::create_directories(kFolder);
     EXPECT_EQ(VLIBPluginHasHooks("net", "demo"), 0);
     EXPECT_EQ(VLIBPluginAction_S(session), 0) << "nobody listens";
-    WriteListener("exit $B");
+    WriteScript(kFolder + "show", "echo \"$A $B\" >> " + kOut + "; exit $B");
     EXPECT_EQ(VLIBPluginHasHooks("net", "demo"), 1);
     for (const auto& [status, result] : {std::pair{"0", 0}, {"7", -1}}) {
         VLIBPluginSetArg(session, "B", status);
@@ -293,10 +283,9 @@ TEST(PluginSession, RunsWithTheLastArgumentsAndTellsOfFailures) {
     VLIBPluginExit(session);
 }
 
-TEST(PluginSession, GoesOnWithoutItsCaller) {
+TEST_F(PluginSession, GoesOnWithoutItsCaller) {
     ASSERT_EQ(::mkfifo("/tmp/gate", 0600), 0);
-    WriteListener("read line < /tmp/gate; echo $A $line >> " + kOut + "; exit 3");
-    const SyslogSpy log;
+    WriteScript(kFolder + "show", "read line < /tmp/gate; echo $A $line >> " + kOut + "; exit 3");
     VLIBPLUGIN* session = VLIBPluginSDKInit("net", "demo");
     VLIBPluginSetArg(session, "A", "kept");
     EXPECT_EQ(VLIBPluginAction_S(session), 0);
@@ -305,7 +294,7 @@ TEST(PluginSession, GoesOnWithoutItsCaller) {
     std::ofstream("/tmp/gate") << "late\n" << std::flush;
     EXPECT_TRUE(Eventually([&] { return !log.Messages().empty(); }));
     EXPECT_EQ(log.Messages()[0], "Hook [/usr/vexo/hooks/net/demo/show] failed with status 3");
-    EXPECT_EQ(ReadFile(kOut), "kept \nkept late\n");
+    EXPECT_EQ(ReadFile(kOut), "kept late\n");
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 

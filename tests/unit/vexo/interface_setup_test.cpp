@@ -22,8 +22,7 @@ namespace {
 using namespace testing;
 using vexonetsdk::sdk_s::BlVEXOLnxIsDHCP_S;
 using vexonetsdk::sdk_s::VLIBNetIfLinkUpEvent_S;
-using vexotest::Must;
-using vexotest::SyslogSpy;
+using namespace vexotest;
 
 /// Configures an interface by a new file, or by the former one.
 int SetCard(const std::string& text = "", const char* ifname = "eth0") {
@@ -42,24 +41,20 @@ std::string Addresses() {
 class InterfaceSetup : public testing::Test {
   protected:
     InterfaceSetup() {
-        Must("ip link add eth0 type veth peer name far");
+        Must("ip link add eth0 up type veth peer name far");
         Must("ip link set far up");
-        Must("ip link set eth0 up");
     }
 
     /// What the kernel has reported since the last call. It reports a change before it
     /// acknowledges the request, so nothing is still to come when a call has returned.
     std::vector<int> Events() {
         std::vector<int> types;
-        for (auto message = Next(); message; message = Next()) {
+        // The kernel tells each change in a datagram of its own.
+        while (auto message = kernel.Poll().messages.Next()) {
             types.push_back(message->type);
         }
         return types;
     }
-
-  private:
-    /// The kernel tells each change in a datagram of its own.
-    std::optional<vexonetlink::Message> Next() { return kernel.Poll().messages.Next(); }
 
     vexonetlink::Socket kernel = *vexonetlink::Socket::Open(
         {.groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE});
@@ -112,11 +107,11 @@ TEST_F(InterfaceSetup, AChangedAddressTakesNothingElseAlong) {
 TEST_F(InterfaceSetup, WhatAFileSaysAmissIsToldAndTheRestIsDone) {
     ASSERT_EQ(SetCard("IPADDR=192.0.2.10\nPREFIX=24\nMTU=1400\n"), 0);
     const std::string before = Addresses();
-    const std::string kNoMask = "it is no prefix length and no netmask";
     const std::array<std::string, 3> cases[] = {
         {"IPADDR=192.0.2.300", "PREFIX=24\n", "it is no IPv4 address of an interface"},
         {"IPADDR", "IPADDR=192.0.2.20\n", "neither PREFIX nor NETMASK is given"},
-        {"PREFIX=33", "IPADDR=192.0.2.20\nNETMASK=255.255.255.0\n", kNoMask},
+        {"PREFIX=33", "IPADDR=192.0.2.20\nNETMASK=255.255.255.0\n",
+         "it is no prefix length and no netmask"},
         {"MTU=67", "IPADDR=192.0.2.10\nPREFIX=24\n", "it is no number from 68 to 65535"},
         {"BOOTPROTO=bootp", "IPADDR=192.0.2.10\nPREFIX=24\n",
          "it is none of dhcp, static and none"},

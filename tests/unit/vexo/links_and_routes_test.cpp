@@ -40,9 +40,8 @@ using Routes = std::vector<std::string>;
 class DefaultGateway : public testing::Test {
   protected:
     DefaultGateway() {
-        Must("ip link add eth0 type veth peer name far");
+        Must("ip link add eth0 up type veth peer name far");
         Must("ip link set far up");
-        Must("ip link set eth0 up");
         Must("ip address add 192.0.2.10/24 dev eth0");
         Must("ip nexthop add id 7 via 192.0.2.9 dev eth0");
     }
@@ -91,14 +90,11 @@ TEST_F(DefaultGateway, ReplacesRoutesOfEveryKindAndNoOthers) {
     Change("append", kManyKinds);
     const std::string other = "unreachable default metric 4000000000 ";
     Change("append", {other});
-    std::vector<int> changes;
-    seeChange = [&](int type) {
-        changes.push_back(type);
-        return true;
-    };
+    int first = 0;
+    seeChange = [&](int type) { return (first = first == 0 ? type : first) != 0; };
     const std::string alone = "default via 192.0.2.7 dev eth0 proto static \n" + other + "\n";
     EXPECT_EQ(VEXONetDefaultGatewaySet("192.0.2.7"), 0);
-    EXPECT_EQ(changes[0], RTM_NEWROUTE) << "no packet is without a route";
+    EXPECT_EQ(first, RTM_NEWROUTE) << "no packet is without a route";
     for (const char* refused : {"192.0.2.1 ", "0.0.0.0", "2001:db8::1", "203.0.113.1"}) {
         EXPECT_EQ(VEXONetDefaultGatewaySet(refused), -1) << refused;
     }
@@ -113,8 +109,7 @@ TEST_F(DefaultGateway, PutsRoutesBackAlsoThoseThatCameInBetween) {
     const Routes late = {"default via 192.0.2.8 metric 5"};
     for (const char* gateway : {"192.0.2.7", "192.0.2.1", ""}) {
         for (const int allowed : {0, 3, 6}) {
-            int changes = 0;
-            int removals = 0;
+            int changes = 0, removals = 0;
             seeChange = [&](int type) {
                 if (changes++ == 0 && type == RTM_NEWROUTE) {
                     Change("append", late);
@@ -130,33 +125,33 @@ TEST_F(DefaultGateway, PutsRoutesBackAlsoThoseThatCameInBetween) {
     }
 }
 
-void AddPair(const std::string& ifname, const std::string& peer) {
-    Must("ip link add " + ifname + " address 02:00:00:00:00:0a mtu 1400 type veth peer name "
-         + peer);
+void AddPair(const std::string& number) {
+    Must("ip link add a" + number + " address 02:00:00:00:00:0a mtu 1400 type veth peer name b"
+         + number);
 }
 
 TEST(NetInterface, FollowsTheKernel) {
-    AddPair("eth0", "peer0");
+    AddPair("0");
     VEXONETIFINFO info{};
-    EXPECT_EQ(VEXONetIFGetInfo("eth0", &info, 0), 0);
-    EXPECT_EQ(std::string(info.ifname) + info.ip + info.netmask, "eth0");
+    EXPECT_EQ(VEXONetIFGetInfo("a0", &info, 0), 0);
+    EXPECT_EQ(std::string(info.ifname) + info.ip + info.netmask, "a0");
     EXPECT_TRUE(info.mtu == 1400 && info.mac[0] == 0x02 && info.mac[5] == 0x0a);
-    Must("ip address add 10.77.0.10 peer 10.77.0.1/25 dev eth0");
-    Must("ip link set eth0 up");
-    EXPECT_EQ(VEXONetIsIFUp("eth0"), 1);
-    EXPECT_EQ(VEXONetIfIsLink("eth0"), 0) << "the peer is down";
-    Must("ip link set peer0 up");
-    EXPECT_EQ(VEXONetIfIsLink("eth0"), 1);
-    EXPECT_EQ(VEXONetIFGetInfo("eth0", &info, 0), 0);
+    Must("ip address add 10.77.0.10 peer 10.77.0.1/25 dev a0");
+    Must("ip link set a0 up");
+    EXPECT_EQ(VEXONetIsIFUp("a0"), 1);
+    EXPECT_EQ(VEXONetIfIsLink("a0"), 0) << "the peer is down";
+    Must("ip link set b0 up");
+    EXPECT_EQ(VEXONetIfIsLink("a0"), 1);
+    EXPECT_EQ(VEXONetIFGetInfo("a0", &info, 0), 0);
     EXPECT_EQ(info.ip + std::string("/") + info.netmask, "10.77.0.10/255.255.255.128");
 
     char ip[16];
-    EXPECT_EQ(VEXOILnxGetIP("eth0", ip, 10), -1) << "one byte too small";
-    EXPECT_EQ(VEXOILnxGetIP("peer0", ip, sizeof ip), -1) << "it has none";
-    EXPECT_EQ(VEXOILnxGetIP("eth0", ip, 11), 0);
+    EXPECT_EQ(VEXOILnxGetIP("a0", ip, 10), -1) << "one byte too small";
+    EXPECT_EQ(VEXOILnxGetIP("b0", ip, sizeof ip), -1) << "it has none";
+    EXPECT_EQ(VEXOILnxGetIP("a0", ip, 11), 0);
 
-    Must("ip link property add dev eth0 altname uplink");
-    for (const char* ifname : {"", "eth0 ", "uplink", "sixteen-bytes-xx"}) {
+    Must("ip link property add dev a0 altname uplink");
+    for (const char* ifname : {"", "a0 ", "uplink", "sixteen-bytes-xx"}) {
         EXPECT_EQ(VEXONetIFGetInfo(ifname, &info, 0), -1) << ifname;
     }
 }
@@ -164,7 +159,7 @@ TEST(NetInterface, FollowsTheKernel) {
 TEST(NetInterface, ListsMoreThanOneMessageHolds) {
     constexpr int kPairs = 60;
     for (int i = 0; i < kPairs; ++i) {
-        AddPair("a" + std::to_string(i), "b" + std::to_string(i));
+        AddPair(std::to_string(i));
     }
     std::vector<VLIBNETIF> all(200);
     ASSERT_EQ(VLIBNetGetInterfaceInfo(all.data(), 200), 2 * kPairs + 1);

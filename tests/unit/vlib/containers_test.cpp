@@ -8,8 +8,7 @@
 
 namespace {
 
-using vexonetwork::utils::UniqueSzHash;
-using vexonetwork::utils::UniqueSzList;
+using namespace vexonetwork::utils;
 
 TEST(SzHash, KeepsOrderAndValuesWhileItGrowsAndIsReused) {
     constexpr int kKeys = 5000;

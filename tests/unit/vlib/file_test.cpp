@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <string>
 
 #include <vlib/error.h>
@@ -21,10 +20,8 @@ namespace {
 
 using namespace std::string_literals;
 namespace fs = std::filesystem;
-using vexonetwork::utils::UniqueSzHash;
-using vexonetwork::utils::UniqueSzList;
-using vexotest::ReadFile;
-using vexotest::WriteFile;
+using namespace vexonetwork::utils;
+using namespace vexotest;
 
 constexpr char kFile[] = "/tmp/kv/file";
 constexpr char kFormat[] = "%s=%s\n";
@@ -58,14 +55,12 @@ std::string Joined(const UniqueSzList& list) {
 
 std::string Flat(const char* path) {
     UniqueSzHash hash(VLIBCSzHashAlloc(1));
-    const int result = VLIBCFileGetKeys(path, nullptr, hash.Address(), "=");
-    return Lines(result, hash);
+    return Lines(VLIBCFileGetKeys(path, nullptr, hash.Address(), "="), hash);
 }
 
 std::string Section(const char* section) {
     UniqueSzHash hash(VLIBCSzHashAlloc(1));
-    const int result = VLIBCFileGetSection(kFile, section, hash.Address());
-    return Lines(result, hash);
+    return Lines(VLIBCFileGetSection(kFile, section, hash.Address()), hash);
 }
 
 std::string Sections() {
@@ -89,8 +84,7 @@ TEST(KeyValueFile, ReadsOneKeyAsPeopleMeanIt) {
     WriteFile(kFile, "a=1\nA= \"x y\" \r\na = ' \"z\" '\nlong=0123456789ab\n");
     const auto value = [](const char* key) {
         char text[10] = "unchanged";
-        const int length = VLIBCFileGetKeyValue(kFile, key, text, sizeof text, 0);
-        return std::to_string(length) + text;
+        return std::to_string(VLIBCFileGetKeyValue(kFile, key, text, sizeof text, 0)) + text;
     };
     EXPECT_EQ(value("a"), "5 \"z\" ");
     EXPECT_EQ(value("A"), "3x y");
@@ -138,8 +132,9 @@ void ExpectRefused(const char* section, const char* key, const char* value, cons
 }
 
 TEST(KeyValueFile, RefusesWhatWouldNotBeReadBackUnchanged) {
-    ExpectRefused("s]", "k", "v", kFormat);
-    ExpectRefused("s\n", "k", "v", kFormat);
+    for (const char* section : {"s]", "s\n"}) {
+        ExpectRefused(section, "k", "v", kFormat);
+    }
     for (const char* key : {"", " k", "k\t", "#k", ";k", "[k", "k=", "k\n"}) {
         ExpectRefused("s", key, "v", kFormat);
     }
@@ -152,19 +147,19 @@ TEST(KeyValueFile, RefusesWhatWouldNotBeReadBackUnchanged) {
 
 TEST(KeyValueFile, SettingKeysOrASectionLeavesOtherLines) {
     const UniqueSzHash keys = ToHash({{"new", "n"}, {"a", "1"}, {"last", ""}});
-    for (const auto& [before, after] :
-         std::map<std::string, std::string>{{"#a=0\n\n  a = \"0\"\r\nab=2\ntext\na=3\n",
-                                             "#a=0\n\na=1\nab=2\ntext\nnew=n\nlast=\n"},
-                                            {"a=0\nlast=x", "a=1\nlast=\nnew=n\n"},
-                                            {"\0a=0\n"s, "\0a=0\nnew=n\na=1\nlast=\n"s}}) {
+    using Change = std::pair<std::string, std::string>;
+    for (const auto& [before, after] : {Change{"#a=0\n\n  a = \"0\"\r\nab=2\ntext\na=3\n",
+                                               "#a=0\n\na=1\nab=2\ntext\nnew=n\nlast=\n"},
+                                        Change{"a=0\nlast=x", "a=1\nlast=\nnew=n\n"},
+                                        Change{"\0a=0\n"s, "\0a=0\nnew=n\na=1\nlast=\n"s}}) {
         WriteFile(kFile, before);
         EXPECT_EQ(VLIBCFileSetKeys(kFile, keys.Get(), nullptr, 0), 0);
         EXPECT_EQ(ReadFile(kFile), after);
     }
     const std::string block = "[s]\n\tk=v\n";
-    for (const auto& [before, after] : std::map<std::string, std::string>{
-             {"k=0\n[s]\nk=1\n# about t\n[t]\nk=0\n", "k=0\n" + block + "# about t\n[t]\nk=0\n"},
-             {"[s]\nk=1\n[t]\nk=0\n[s]\nk=2\nl=3", block + "[t]\nk=0\n"}}) {
+    for (const auto& [before, after] :
+         {Change{"k=0\n[s]\nk=1\n# about t\n[t]\nk=0\n", "k=0\n" + block + "# about t\n[t]\nk=0\n"},
+          Change{"[s]\nk=1\n[t]\nk=0\n[s]\nk=2\nl=3", block + "[t]\nk=0\n"}}) {
         WriteFile(kFile, before);
         EXPECT_EQ(VLIBCFileAddSection(kFile, "s", ToHash({{"k", "v"}}).Get(), "\t%s=%s\n"), 0);
         EXPECT_EQ(ReadFile(kFile), after);
@@ -221,9 +216,7 @@ TEST(File, ListsAFolder) {
 
 TEST(FileLock, SharesAndMindsWhatItLocked) {
     const int before = vexotest::OpenDescriptors();
-    int first = -1;
-    int second = -1;
-    int third = -1;
+    int first = -1, second = -1, third = -1;
     ASSERT_EQ(VLIBCFileLockByFile("/tmp/lock", 0, &first), 1);
     ASSERT_EQ(VLIBCFileLockByFile("/tmp/lock", 0, &second), 1);
     EXPECT_EQ(VLIBCFileLockByFile("/tmp/lock", 1, &third), 0);

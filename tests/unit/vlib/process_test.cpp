@@ -72,8 +72,8 @@ TEST(Exec, PipesMeetNoShellAndLeaveNothing) {
 }
 
 TEST(Exec, RunsAsTheSavedUser) {
-    const char* const lowered[] = {"/tmp/lowered", nullptr};
-    const char* const saved[] = {"/tmp/saved", nullptr};
+    const char *const lowered[] = {"/tmp/lowered", nullptr}, *const saved[] = {"/tmp/saved",
+                                                                               nullptr};
     ::chmod("/tmp", 0777);
     ASSERT_TRUE(::setresgid(1000, 1000, 0) == 0 && ::setresuid(1000, 1000, 0) == 0);
     EXPECT_EQ(VLIBCExec("/bin/touch", lowered), 0);
@@ -99,7 +99,7 @@ TEST(Proc, AZombieIsNotAlive) {
     EXPECT_EQ(VLIBCProcAlive(child), 0);
 }
 
-TEST(Proc, ReadsPidFiles) {
+TEST(Proc, ReadsPidFilesAndWritesThemOverWhatOthersPutThere) {
     const char* const texts[] = {"2147483647 \r\n", "\n", "0\n", "-5\n", "12x\n", "2147483648"};
     for (const char* text : texts) {
         vexotest::WriteFile("/tmp/pid", text);
@@ -107,9 +107,7 @@ TEST(Proc, ReadsPidFiles) {
     }
     ::mkfifo("/tmp/pipe", 0666);
     EXPECT_EQ(VLIBCReadPidFile("/tmp/pipe"), -1) << "nobody holds us up";
-}
 
-TEST(Proc, WritesPidFilesOverWhatOthersPutThere) {
     vexotest::WriteFile("/tmp/pids/victim", "precious");
     fs::create_symlink("victim", "/tmp/pids/pid");
     ASSERT_EQ(VLIBCProcPidFileCreate("/tmp/pids/pid"), 0);
