@@ -23,13 +23,20 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace testing;
-/// A pair of ports, both up.
-void MakePort(const std::string& ifname, const std::string& far) {
-    Must("ip link add " + ifname + " type veth peer name " + far);
-    for (const std::string& each : {ifname, far}) {
-        WriteFile("/proc/sys/net/ipv6/conf/" + each + "/disable_ipv6", "1");
+
+/// The ports wan0 and far0, both up, with these addresses of wan0.
+void MakeWan0(std::initializer_list<const char*> addresses = {}) {
+    Must("ip link add wan0 type veth peer name far0");
+    for (const std::string each : {"wan0", "far0"}) {
+        const std::string settings = "/proc/sys/net/ipv6/conf/" + each;
+        WriteFile(settings + "/addr_gen_mode", "1");
+        WriteFile(settings + "/accept_dad", "0");
         Must("ip link set " + each + " up");
     }
+    for (const std::string address : addresses) {
+        Must("ip address add " + address + " dev wan0");
+    }
+    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
 }
 
 /// Has wan0 and no other in both lists.
@@ -55,13 +62,6 @@ class Gateways : public GatewayFollower {
 
     Lines linked, followed, elections;
 };
-
-void SetIPv6(const std::string& ifname) {
-    for (const auto& [setting, value] :
-         {std::pair{"addr_gen_mode", "1"}, {"accept_dad", "0"}, {"disable_ipv6", "0"}}) {
-        WriteFile("/proc/sys/net/ipv6/conf/" + ifname + "/" + setting, value);
-    }
-}
 
 class Emitter : public FakeModules {
   protected:
@@ -94,10 +94,8 @@ class Emitter : public FakeModules {
 };
 
 TEST_F(Emitter, BeginsWithWhatIsThere) {
-    MakePort("wan0", "far0");
-    Must("ip address add 192.0.2.10/24 dev wan0");
+    MakeWan0({"192.0.2.10/24"});
     Must("ip link add idle type veth peer name idler");
-    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
     emitter.Initialize();
     EXPECT_EQ(emitter.InitInterface(), 0);
     EXPECT_THAT(Hooks("", "wan0"), ElementsAre("ipv4_change IFNAME=wan0 IS_LINK=true "
@@ -113,17 +111,16 @@ TEST_F(Emitter, BeginsWithWhatIsThere) {
 }
 
 TEST_F(Emitter, AnnouncesOnlyAddressesThatChange) {
-    MakePort("wan0", "far0");
+    MakeWan0();
     emitter.Initialize();
-    const auto change = [&](const std::string& command, const std::string& address) {
-        Must("ip address " + command + " " + address + " dev wan0 "
-             + (command == "del" ? "" : "valid_lft 600 preferred_lft 600"));
-        HandleEverything();
+    const auto change = [&](const std::string& one, const std::string& two) {
+        for (const std::string& command :
+             {"add " + one, "replace " + one, "add " + two, "del " + one}) {
+            Must("ip address " + command + " dev wan0 valid_lft 600 preferred_lft 600");
+            HandleEverything();
+        }
     };
-    change("add", "192.0.2.10/24");
-    change("replace", "192.0.2.10/24");
-    change("add", "198.51.100.7/32");
-    change("del", "192.0.2.10/24");
+    change("192.0.2.10/24", "198.51.100.7/32");
     const std::string link = "ipv4_change IFNAME=wan0 IS_LINK=true ";
     EXPECT_THAT(
         Hooks("ipv4", "wan0"),
@@ -132,16 +129,11 @@ TEST_F(Emitter, AnnouncesOnlyAddressesThatChange) {
                     link + "NEW_ADDRESS=none ORIGIN_ADDRESS=198.51.100.7 PREFIX_LENGTH=24"));
     EXPECT_THAT(Elections(), Contains("IPv4"));
 
-    SetIPv6("wan0");
-    change("add", "2001:db8::1/64");
-    change("replace", "2001:db8::1/64");
-    change("add", "2001:db8::2/128");
-    change("del", "2001:db8::1/64");
+    change("2001:db8::1/64", "2001:db8::2/128");
     const Lines lines = Hooks("ipv6", "wan0");
     ASSERT_EQ(lines.size(), 6U);
     EXPECT_EQ(lines[2],
-              "ipv6_change IFNAME=wan0 IS_LINK=true "
-              "NEW_ADDRESS=2001:db8::1/64,2001:db8::2/128 "
+              "ipv6_change IFNAME=wan0 IS_LINK=true NEW_ADDRESS=2001:db8::1/64,2001:db8::2/128 "
               "ORIGIN_ADDRESS=2001:db8::1/64 PREFIX_LENGTH=128");
     EXPECT_EQ(lines[3],
               "ipv6_add IFNAME=wan0 IS_LINK=true NEW_ADDRESSES=2001:db8::2/128 "
@@ -153,8 +145,7 @@ TEST_F(Emitter, AnnouncesOnlyAddressesThatChange) {
 }
 
 TEST_F(Emitter, AnnouncesRoutesOfTheMainTable) {
-    MakePort("wan0", "far0");
-    Must("ip address add 192.0.2.10/24 dev wan0");
+    MakeWan0({"192.0.2.10/24"});
     emitter.Initialize();
     for (const char* route :
          {"add default dev wan0", "del default dev wan0", "add 198.51.100.0/24 via 192.0.2.1",
@@ -174,22 +165,18 @@ TEST_F(Emitter, AnnouncesRoutesOfTheMainTable) {
 /// Changes that come faster than they are handled, so that the socket overruns.
 TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
     Must("rm -r /usr/vexo/hooks/net");
-    MakePort("wan0", "far0");
+    MakeWan0({"192.0.2.1/24"});
     Must("ip link add idle type veth peer name idler");
     Must("ip link set idler up");
-    SetIPv6("far0");
-    Must("ip address add 192.0.2.1/24 dev wan0");
     Begin();
 
-    constexpr int kAddresses = 4'000;
     constexpr int kKept = 5;
     std::ofstream batch("/tmp/batch");
-    for (const char* command : {"add", "del"}) {
-        for (int i = command == std::string("add") ? 0 : kKept; i < kAddresses; ++i) {
-            const std::string low = std::to_string(i & 255);
-            batch << "address " << command << " 10." << (i >> 8) << "." << low
-                  << ".1/32 dev wan0\n";
-            if (i < kAddresses / 10) {
+    for (const std::string command : {"add", "del"}) {
+        for (int i = command == "add" ? 0 : kKept; i < 4'000; ++i) {
+            batch << "address " << command << " 10.0." << (i >> 8) << "." << (i & 255)
+                  << "/32 dev wan0\n";
+            if (i < 400) {
                 batch << "address " << command << " 2001:db8::" << i << "/128 dev far0\n";
             }
         }
@@ -212,7 +199,7 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
 }
 
 TEST_F(Emitter, AnAddressWithALabelBelongsToItsInterface) {
-    MakePort("wan0", "far0");
+    MakeWan0();
     Begin();
     Must("ip address add 192.0.2.11/24 dev wan0 label wan0:1");
     HandleEverything();
@@ -221,13 +208,7 @@ TEST_F(Emitter, AnAddressWithALabelBelongsToItsInterface) {
 }
 
 TEST_F(Emitter, IPv6AddressesOfTheStartGoAndReturn) {
-    const auto makeWan0 = [] {
-        MakePort("wan0", "far0");
-        SetIPv6("wan0");
-        Must("ip address add 2001:db8::1/64 dev wan0");
-    };
-    makeWan0();
-    Must("ip address add 2001:db8::2/64 dev wan0");
+    MakeWan0({"2001:db8::1/64", "2001:db8::2/64"});
     Begin();
     EXPECT_EQ(Hooks("ipv6", "wan0").size(), 0U);
     Must("ip address del 2001:db8::2/64 dev wan0");
@@ -241,7 +222,7 @@ TEST_F(Emitter, IPv6AddressesOfTheStartGoAndReturn) {
     HandleEverything();
     EXPECT_THAT(emitter.IPv6Addresses().at("wan0").Entries(), IsEmpty());
     Elections();
-    makeWan0();
+    MakeWan0({"2001:db8::1/64"});
     HandleEverything();
     EXPECT_THAT(Hooks("ipv6_add", "wan0"),
                 ElementsAre("ipv6_add IFNAME=wan0 IS_LINK=true NEW_ADDRESSES=2001:db8::1/64 "
@@ -253,9 +234,7 @@ TEST_F(Emitter, ManyInterfacesHideNoUplink) {
     for (int i = 0; i < 20; ++i) {
         Must("ip link add lan" + std::to_string(i) + " type veth");
     }
-    MakePort("wan0", "far0");
-    Must("ip address add 192.0.2.10/24 dev wan0");
-    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
+    MakeWan0({"192.0.2.10/24"});
     emitter.Initialize();
     EXPECT_EQ(emitter.InitInterface(), 0);
     EXPECT_EQ(emitter.Links().size(), 32U);
@@ -267,11 +246,7 @@ TEST_F(Emitter, ManyInterfacesHideNoUplink) {
 }
 
 TEST_F(Emitter, ANameThatVanishedHasNoLink) {
-    MakePort("wan0", "far0");
-    SetIPv6("wan0");
-    Must("ip address add 192.0.2.10/24 dev wan0");
-    Must("ip address add 2001:db8::1/64 dev wan0");
-    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
+    MakeWan0({"192.0.2.10/24", "2001:db8::1/64"});
     Begin();
     Must("ip link set wan0 name other");
     HandleEverything();
@@ -304,18 +279,12 @@ TEST_F(Emitter, HooksAreSeenAsSoonAsTheyAreThere) {
 TEST_F(Emitter, BelievesOnlyTheKernel) {
     emitter.Initialize();
     const vexobase::UniqueFd stranger(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    struct {
-        nlmsghdr header{NLMSG_LENGTH(sizeof(ifinfomsg) + 8), RTM_NEWLINK, 0, 0, 0};
-        ifinfomsg link{AF_UNSPEC, 0, 0, 999, 0x10043, 0};
-        rtattr attribute{8, IFLA_IFNAME};
-        char name[4] = "wan";
-        char rest[6000] = "";
-    } claim;
+    const std::string claim = ReadFile(CAPTURED_DIR "/link_up");
     sockaddr_nl to{AF_NETLINK, 0, static_cast<unsigned>(::getpid()), 0};
-    for (const std::size_t size : {std::size_t(claim.header.nlmsg_len), sizeof claim}) {
-        ASSERT_EQ(
-            ::sendto(stranger.Get(), &claim, size, 0, reinterpret_cast<sockaddr*>(&to), sizeof to),
-            ssize_t(size));
+    for (const std::string& bytes : {claim, claim + std::string(6000, 0)}) {
+        ASSERT_EQ(::sendto(stranger.Get(), bytes.data(), bytes.size(), 0,
+                           reinterpret_cast<sockaddr*>(&to), sizeof to),
+                  ssize_t(bytes.size()));
         EXPECT_EQ(emitter.AnalysisNetlinkMessage(), 0);
     }
     EXPECT_FALSE(emitter.PollOnce(0ms));
@@ -325,8 +294,7 @@ TEST_F(Emitter, BelievesOnlyTheKernel) {
 
 /// Before it has begun, in the sweep and in the election at the start: nothing is done any more.
 TEST_F(Emitter, StopEndsItAtAnyMoment) {
-    MakePort("wan0", "far0");
-    ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
+    MakeWan0();
     const auto stop = [this] { current->Stop(); };
     const auto start = [this](const std::function<void()>& before) {
         vexonetwork::NetworkEventEmitter other(&gateways);
