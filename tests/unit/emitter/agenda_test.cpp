@@ -23,11 +23,9 @@ class AgendaTest : public Test {
         return {agenda.WithMessages(At(time)), agenda.WithoutMessages(At(time))};
     }
 
-    static constexpr std::pair kNothing{Task::kListen, Task::kListen};
-    static constexpr std::pair kElectWhenIdle{Task::kListen, Task::kElect};
-    static constexpr std::pair kElectNow{Task::kElect, Task::kElect};
-    static constexpr std::pair kResyncWhenIdle{Task::kListen, Task::kResync};
-    static constexpr std::pair kResyncNow{Task::kResync, Task::kResync};
+    static constexpr std::pair kNothing{Task::kListen, Task::kListen},
+        kElectWhenIdle{Task::kListen, Task::kElect}, kElectNow{Task::kElect, Task::kElect},
+        kResyncWhenIdle{Task::kListen, Task::kResync}, kResyncNow{Task::kResync, Task::kResync};
 
     Agenda agenda;
 };

@@ -72,10 +72,11 @@ class Emitter : public FakeModules {
         }
     }
 
-    void HandleEverything() {
-        while (emitter.PollOnce(0ms)) {
+    static void HandleEverythingOf(vexonetwork::NetworkEventEmitter& one) {
+        while (one.PollOnce(0ms)) {
         }
     }
+    void HandleEverything() { HandleEverythingOf(emitter); }
 
     /// As the daemon begins, with nothing left to do.
     void Begin() {
@@ -198,16 +199,7 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
     EXPECT_EQ(gateways.followed.back(), "{}");
 }
 
-TEST_F(Emitter, AnAddressWithALabelBelongsToItsInterface) {
-    MakeWan0();
-    Begin();
-    Must("ip address add 192.0.2.11/24 dev wan0 label wan0:1");
-    HandleEverything();
-    EXPECT_EQ(emitter.IPv4Addresses().at("wan0:1"), "192.0.2.11");
-    EXPECT_THAT(Elections(), ElementsAre("IPv4"));
-}
-
-TEST_F(Emitter, IPv6AddressesOfTheStartGoAndReturn) {
+TEST_F(Emitter, AddressesOfTheStartGoAndReturn) {
     MakeWan0({"2001:db8::1/64", "2001:db8::2/64"});
     Begin();
     EXPECT_EQ(Hooks("ipv6", "wan0").size(), 0U);
@@ -217,6 +209,12 @@ TEST_F(Emitter, IPv6AddressesOfTheStartGoAndReturn) {
                 ElementsAre("ipv6_delete DELETE_ADDRESSES=2001:db8::2/64 IFNAME=wan0 IS_LINK=true "
                             "ORIGIN_ADDRESSES=2001:db8::2/64,2001:db8::1/64"));
     EXPECT_THAT(Elections(), ElementsAre("IPv6"));
+
+    // One with a label belongs to its interface.
+    Must("ip address add 192.0.2.11/24 dev wan0 label wan0:1");
+    HandleEverything();
+    EXPECT_EQ(emitter.IPv4Addresses().at("wan0:1"), "192.0.2.11");
+    EXPECT_THAT(Elections(), ElementsAre("IPv4"));
 
     Must("ip link del wan0");
     HandleEverything();
@@ -317,8 +315,7 @@ TEST_F(Emitter, FindsTheRouteModuleByItself) {
     const auto begin = [&other] {
         requests.clear();
         other.InitInterface();
-        while (other.PollOnce(0ms)) {
-        }
+        HandleEverythingOf(other);
         return requests;
     };
     EXPECT_THAT(begin(), IsEmpty());
@@ -330,8 +327,7 @@ TEST_F(Emitter, FindsTheRouteModuleByItself) {
     EXPECT_THAT(begin(), ElementsAre("3 REFRESH_GATEWAY type=ALL"));
     requests.clear();
     other.ProcessIPv4Event("lo:7", "192.0.2.7", 32, true);
-    while (other.PollOnce(0ms)) {
-    }
+    HandleEverythingOf(other);
     EXPECT_THAT(requests, ElementsAre("3 HAS_GATEWAY_DATA ifname=lo type=GTYPE_V4",
                                       "3 REFRESH_GATEWAY type=GTYPE_V4"));
 }

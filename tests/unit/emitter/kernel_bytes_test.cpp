@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -47,18 +46,12 @@ std::string Message(unsigned short type, const Header& fixed, const std::string&
 }
 
 /// A copy of the bytes that ends where its memory ends.
-class Datagram {
-  public:
-    explicit Datagram(const std::string& text)
-        : size(text.size()), bytes(std::make_unique<std::byte[]>(size)) {
-        std::memcpy(bytes.get(), text.data(), size);
+struct Datagram : std::vector<std::byte> {
+    explicit Datagram(const std::string& text) : vector(text.size()) {
+        std::memcpy(data(), text.data(), size());
     }
-    std::span<std::byte> Bytes() const { return {bytes.get(), size}; }
-    nlmsghdr* First() const { return reinterpret_cast<nlmsghdr*>(bytes.get()); }
-
-  private:
-    std::size_t size;
-    std::unique_ptr<std::byte[]> bytes;
+    std::span<std::byte> All() { return *this; }
+    nlmsghdr* First() { return reinterpret_cast<nlmsghdr*>(data()); }
 };
 
 std::string entries;  ///< of the event log
@@ -87,7 +80,7 @@ TEST(ParseRtattr, IndexesWhatIsWholeAndSaysWhatIsNot) {
     };
     for (const auto& [bytes, expected, isWhole] : cases) {
         const SyslogSpy spy;
-        const Datagram memory(bytes);
+        Datagram memory(bytes);
         rtattr* table[4];
         vexonetwork::utils::parse_rtattr(table, 3, reinterpret_cast<rtattr*>(memory.First()),
                                          static_cast<int>(bytes.size()));
@@ -107,21 +100,21 @@ TEST(KernelBytes, AddressesMustBeOfTheirFamily) {
     vexonetwork::NetworkEventEmitter emitter;
     const std::string whole("\300\0\2\12", 4);
     const std::string label = Attribute(IFA_LABEL, "lo:without-zero");
-    EXPECT_EQ(emitter.CheckIPChangeEvent(Datagram(NewAddress(label)).First()), -1);
-    EXPECT_EQ(
-        emitter.CheckIPChangeEvent(Datagram(NewAddress(Attribute(IFA_LOCAL, "\1\2"))).First()), -1);
+    const auto check = [&](const std::string& attributes) {
+        return emitter.CheckIPChangeEvent(Datagram(NewAddress(attributes)).First());
+    };
+    EXPECT_EQ(check(label), -1);
+    EXPECT_EQ(check(Attribute(IFA_LOCAL, "\1\2")), -1);
     EXPECT_THAT(emitter.IPv4Addresses(), IsEmpty());
 
     const std::string both = Attribute(IFA_ADDRESS, "\1\2\3\4") + Attribute(IFA_LOCAL, whole);
-    EXPECT_EQ(emitter.CheckIPChangeEvent(Datagram(NewAddress(both + label)).First()), 0);
+    EXPECT_EQ(check(both + label), 0);
     EXPECT_EQ(emitter.IPv4Addresses().at("lo:without-zero"), "192.0.2.10");
     // An interface that went before its name was ever seen.
-    EXPECT_EQ(emitter.CheckIPChangeEvent(Datagram(NewAddress(both)).First()), 0);
+    EXPECT_EQ(check(both), 0);
     EXPECT_EQ(emitter.IPv4Addresses().count("if4711"), 1U);
     for (const char* guest : {"tap3", "mydocker1"}) {
-        EXPECT_EQ(emitter.CheckIPChangeEvent(
-                      Datagram(NewAddress(both + Attribute(IFA_LABEL, guest))).First()),
-                  0);
+        EXPECT_EQ(check(both + Attribute(IFA_LABEL, guest)), 0);
         EXPECT_EQ(emitter.IPv4Addresses().count(guest), 0U);
     }
 }
@@ -131,10 +124,10 @@ TEST(KernelBytes, AMessageThatLiesEndsItsDatagram) {
     const std::string good = Link("p1");
     std::string lying = Link("p2");
     lying[0] = 15;
-    emitter.HandleDatagram(Datagram(lying + good).Bytes());
+    emitter.HandleDatagram(Datagram(lying + good).All());
     EXPECT_THAT(emitter.Links(), IsEmpty());
     emitter.HandleDatagram(
-        Datagram(good + Link("") + Link(std::string("p3\0beyond", 9)) + lying).Bytes());
+        Datagram(good + Link("") + Link(std::string("p3\0beyond", 9)) + lying).All());
     EXPECT_THAT(emitter.Links(), ElementsAre(Pair("p1", true), Pair("p3", true)));
 }
 

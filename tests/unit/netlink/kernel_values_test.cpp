@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <climits>
 #include <concepts>
-#include <memory>
+#include <span>
 #include <sstream>
 
 #include <vexonetlink/exchange.h>
@@ -22,18 +22,10 @@ using namespace testing;
 using namespace vexonetlink;
 
 /// Bytes whose memory ends where they end, so that the address sanitizer sees a step beyond.
-class Memory {
-  public:
-    explicit Memory(std::string_view text)
-        : size(text.size()), bytes(std::make_unique<std::byte[]>(size)) {
-        std::memcpy(bytes.get(), text.data(), size);
-    }
-    Bytes All() const { return {bytes.get(), size}; }
-
-  private:
-    std::size_t size;
-    std::unique_ptr<std::byte[]> bytes;
-};
+std::vector<std::byte> Memory(std::string_view text) {
+    const auto bytes = std::as_bytes(std::span(text));
+    return {bytes.begin(), bytes.end()};
+}
 
 std::string Captured(const std::string& name) {
     return ReadFile(CAPTURED_DIR "/" + name);
@@ -41,9 +33,9 @@ std::string Captured(const std::string& name) {
 
 /// What a reader makes of the messages of a datagram.
 template <typename Read>
-auto ReadAll(const Memory& memory, Read read) {
+auto ReadAll(const std::vector<std::byte>& memory, Read read) {
     std::vector<decltype(read(vexonetlink::Message()))> values;
-    for (Messages messages(memory.All()); const auto message = messages.Next();) {
+    for (Messages messages(memory); const auto message = messages.Next();) {
         values.push_back(read(*message));
     }
     return values;
@@ -257,7 +249,7 @@ TEST(KernelValues, DumpsEndWithTheirEnd) {
 }
 
 /// The bytes as a stranger's: cut, or with other bytes in them, they give nothing or a value.
-void ReadEverything(Bytes bytes) {
+void ReadEverything(const std::vector<std::byte>& bytes) {
     Messages messages(bytes);
     while (const auto message = messages.Next()) {
         ReadLink(*message);
@@ -277,18 +269,18 @@ TEST(KernelBytes, WhateverLengthsSayNothingIsReadBeyond) {
         ASSERT_GT(whole.size(), sizeof(nlmsghdr)) << name;
         for (std::uint32_t length = 0; length <= whole.size(); ++length) {
             std::string cut = whole.substr(0, length);
-            ReadEverything(Memory(cut).All());
+            ReadEverything(Memory(cut));
             // The header says so too, so that the attributes are looked at.
             if (length >= sizeof length) {
                 std::memcpy(cut.data(), &length, sizeof length);
-                ReadEverything(Memory(cut).All());
+                ReadEverything(Memory(cut));
             }
         }
         for (std::size_t place = sizeof(nlmsghdr); place < whole.size(); ++place) {
             for (const char other : {'\x00', '\x03', '\x7f', '\xff'}) {
                 std::string changed = whole;
                 changed[place] = other;
-                ReadEverything(Memory(changed).All());
+                ReadEverything(Memory(changed));
             }
         }
     }
