@@ -16,8 +16,8 @@ namespace {
 std::string failing;
 std::string calls;
 
-bool Call(const std::string& name, const char* unit) {
-    calls += name + " " + unit + "; ";
+bool Call(const std::string& name, const std::string& unit) {
+    calls += unit == "ip-conflict-detect" ? name + " " : unit + "? ";
     return name != failing;
 }
 
@@ -44,32 +44,24 @@ using vexonetwork::network::IPConflictDetect;
 constexpr char kFile[] = "/usr/vexo/etc/vexo_ip_conflict_detect.conf";
 
 TEST(ConflictSwitch, WritesTheFlagFirstAndStopsAtTheFirstFailure) {
-    const std::string enable = "enable ip-conflict-detect; ", start = "start ip-conflict-detect; ";
-    const std::string disable = "disable ip-conflict-detect; ", stop = "stop ip-conflict-detect; ";
-    const struct {
-        bool on;
-        std::string failing, calls, message;
-    } kCases[] = {
-        {true, "", enable + start, ""},
-        {true, "enable", enable, "Failed to enable ip conflict detect service."},
-        {true, "start", enable + start, "Failed to start ip conflict detect service."},
-        {false, "", stop + disable, ""},
-        {false, "stop", stop, "Failed to stop ip conflict detect service"},
-        {false, "disable", stop + disable, "Failed to enable ip conflict detect service."},
-    };
-    for (const auto& each : kCases) {
-        SCOPED_TRACE((each.on ? "on " : "off ") + each.failing);
-        WriteFile(kFile, each.on ? "other=1\nenable=no\n" : "other=1\nenable=yes\n");
-        failing = each.failing;
+    const std::tuple<bool, std::string, std::string, std::string> cases[] = {
+        {true, "", "enable start ", ""},
+        {true, "enable", "enable ", "Failed to enable ip conflict detect service."},
+        {true, "start", "enable start ", "Failed to start ip conflict detect service."},
+        {false, "", "stop disable ", ""},
+        {false, "stop", "stop ", "Failed to stop ip conflict detect service"},
+        {false, "disable", "stop disable ", "Failed to enable ip conflict detect service."}};
+    for (const auto& [on, failure, expected, message] : cases) {
+        SCOPED_TRACE((on ? "on " : "off ") + failure);
+        WriteFile(kFile, on ? "other=1\nenable=no\n" : "other=1\nenable=yes\n");
+        failing = failure;
         calls.clear();
         const SyslogSpy log;
-        EXPECT_EQ(each.on ? IPConflictDetect::Enable() : IPConflictDetect::Disable(),
-                  each.failing.empty());
-        EXPECT_EQ(calls, each.calls);
-        EXPECT_TRUE(each.message.empty() ? log.Lines().empty()
-                                         : log.Has("ip_conflict_detect", each.message));
-        EXPECT_EQ(ReadFile(kFile), each.on ? "other=1\nenable=yes\n" : "other=1\nenable=no\n");
-        EXPECT_EQ(IPConflictDetect::IsEnable(), each.on);
+        EXPECT_EQ(on ? IPConflictDetect::Enable() : IPConflictDetect::Disable(), failure.empty());
+        EXPECT_EQ(calls, expected);
+        EXPECT_TRUE(message.empty() ? log.Lines().empty() : log.Has("ip_conflict_detect", message));
+        EXPECT_EQ(ReadFile(kFile), on ? "other=1\nenable=yes\n" : "other=1\nenable=no\n");
+        EXPECT_EQ(IPConflictDetect::IsEnable(), on);
     }
 }
 

@@ -6,6 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
+#include <sstream>
+
 #include <vexonetwork/network/static_routes.h>
 #include <vexonetwork/network/uplink_policy.h>
 
@@ -22,59 +25,50 @@ using Uplink = vexonetwork::network::Uplink;
 
 constexpr char kStatic[] = "/etc/iproute2/config/static-table";
 
-int FamilyOfText(const std::string& text) {
-    return text.find(':') == text.npos ? AF_INET : AF_INET6;
-}
-
 ConnectedAddress At(const std::string& text, const std::string& peer = "") {
-    const int family = FamilyOfText(text);
+    const int family = text.find(':') == text.npos ? AF_INET : AF_INET6;
     const Prefix local = *ParsePrefix(family, text);
     return {7, local, NetworkOf(peer.empty() ? local : *ParsePrefix(family, peer))};
 }
 
 /// As ip(8) would be told.
-std::string Describe(const Change& change) {
-    static constexpr const char* kWords[] = {"add", "replace", "remove"};
-    const std::string word = kWords[static_cast<int>(change.action)];
-    if (const Rule* rule = std::get_if<Rule>(&change.object)) {
-        return word + " rule " + std::to_string(rule->priority) + " from " + ToText(rule->source)
-               + " lookup " + std::to_string(rule->table)
-               + (rule->suppressedLength == 0 ? " suppress" : "");
-    }
-    const auto& route = std::get<Route>(change.object);
-    return word + " " + ToText(route.destination) + (route.gateway ? " via " : "")
-           + ToText(route.gateway) + " oif " + std::to_string(route.oif) + " table "
-           + std::to_string(route.table);
-}
-
 Lines Describe(const std::vector<Change>& changes) {
+    static constexpr const char* kWords[] = {"add ", "replace ", "remove "};
     Lines lines;
-    for (const Change& change : changes) {
-        lines.push_back(Describe(change));
+    for (const auto& [action, object] : changes) {
+        std::ostringstream line;
+        line << kWords[static_cast<int>(action)];
+        if (const Rule* rule = std::get_if<Rule>(&object)) {
+            line << "rule " << rule->priority << " from " << ToText(rule->source) << " lookup "
+                 << rule->table << (rule->suppressedLength == 0 ? " suppress" : "");
+        } else {
+            const auto& route = std::get<Route>(object);
+            line << ToText(route.destination) << (route.gateway ? " via " : "")
+                 << ToText(route.gateway) << " oif " << route.oif << " table " << route.table;
+        }
+        lines.push_back(line.str());
     }
     return lines;
 }
+
+const auto V4 = std::bind_front(ParseAddress, AF_INET);
+const auto V6 = std::bind_front(ParseAddress, AF_INET6);
 
 Lines Plan(int family, const std::vector<Uplink>& uplinks) {
     return Describe(Compare(PlanUplinks(family, uplinks, 90), {}).additions);
 }
 
 TEST(UplinkPlan, HoldsWhatAnUplinkCanUse) {
-    const auto v4 = [](const char* text) { return ParseAddress(AF_INET, text); };
-    const auto v6 = [](const char* text) { return ParseAddress(AF_INET6, text); };
     ConnectedAddress routeless = At("198.51.100.5/24");
     routeless.connects = false;
-    const Uplink dsl{"ppp0",        101,     {3, true}, {At("10.64.0.2/32", "10.64.0.1/32")},
-                     v4("0.0.0.0"), v6("::")};
-    const Uplink fibre{"wan0",
-                       102,
-                       {4, true},
-                       {At("192.0.2.10/24"), At("192.0.2.11/24"), At("203.0.113.5/32"), routeless,
-                        At("fe80::1/64"), At("2001:db8::10/64")},
-                       v4("192.0.2.1"),
-                       v6("fe80::fe")};
-    const Uplink unplugged{"wan1", 103, {5, false}, {At("192.0.2.99/24")}, v4("192.0.2.1"), {}};
-    const Uplink local{"wan2", 104, {6, true}, {At("fe80::2/64")}, v4("192.0.2.1"), v6("fe80::fe")};
+    const std::vector<ConnectedAddress> peer = {At("10.64.0.2/32", "10.64.0.1/32")};
+    const std::vector<ConnectedAddress> addresses = {At("192.0.2.10/24"),  At("192.0.2.11/24"),
+                                                     At("203.0.113.5/32"), routeless,
+                                                     At("fe80::1/64"),     At("2001:db8::10/64")};
+    const Uplink dsl{"ppp0", 101, {3, true}, peer, V4("0.0.0.0"), V6("::")};
+    const Uplink fibre{"wan0", 102, {4, true}, addresses, V4("192.0.2.1"), V6("fe80::fe")};
+    const Uplink unplugged{"wan1", 103, {5, false}, {At("192.0.2.99/24")}, V4("192.0.2.1"), {}};
+    const Uplink local{"wan2", 104, {6, true}, {At("fe80::2/64")}, V4("192.0.2.1"), V6("fe80::fe")};
 
     EXPECT_THAT(
         Plan(AF_INET, {dsl, fibre, unplugged, local}),
@@ -97,8 +91,7 @@ TEST(UplinkPlan, HoldsWhatAnUplinkCanUse) {
 }
 
 TEST(UplinkPlan, TakesNothingAwayBeforeItsSuccessorStands) {
-    Uplink uplink{"wan0", 102, {4, true}, {At("192.0.2.10/24")}, ParseAddress(AF_INET, "192.0.2.1"),
-                  {}};
+    Uplink uplink{"wan0", 102, {4, true}, {At("192.0.2.10/24")}, V4("192.0.2.1"), {}};
     RoutingState present = PlanUplinks(AF_INET, {uplink}, 90);
     EXPECT_THAT(Compare(present, present).additions, IsEmpty());
     Route foreign = present.routes[0];
@@ -107,7 +100,7 @@ TEST(UplinkPlan, TakesNothingAwayBeforeItsSuccessorStands) {
     present.routes.push_back(foreign);
 
     uplink.addresses = {At("198.51.100.10/24")};
-    uplink.gatewayV4 = ParseAddress(AF_INET, "198.51.100.1");
+    uplink.gatewayV4 = V4("198.51.100.1");
     const Steps move = Compare(PlanUplinks(AF_INET, {uplink}, 90), present);
     EXPECT_THAT(Describe(move.additions),
                 ElementsAre("add 198.51.100.0/24 oif 4 table 102",
@@ -166,14 +159,12 @@ TEST(UplinkFiles, WritersAtOnceLoseNothing) {
     for (int writer = 0; writer < kWriters; ++writer) {
         if (::fork() == 0) {
             StaticRoutes routes;
+            bool areAdded = true;
             for (int third = 0; third < kRoutes; ++third) {
-                const std::string to =
-                    "10.2" + std::to_string(writer) + "." + std::to_string(third) + ".0/24";
-                if (!routes.Add({to, "", "wan0", ""}).empty()) {
-                    ::_exit(1);
-                }
+                const std::string net = std::to_string(writer) + "." + std::to_string(third);
+                areAdded &= routes.Add({"10.2" + net + ".0/24", "", "wan0", ""}).empty();
             }
-            ::_exit(0);
+            ::_exit(areAdded ? 0 : 1);
         }
     }
     for (int status = 0; ::wait(&status) > 0;) {

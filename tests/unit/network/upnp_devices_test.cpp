@@ -14,14 +14,9 @@ using std::chrono::seconds;
 class UpnpDevicesTest : public testing::Test {
   protected:
     bool Hear(Kind kind, const std::string& usn = "1", const std::string& location = "a",
-              std::optional<std::uint32_t> bootId = std::nullopt, in_addr_t host = 2) {
-        SsdpMessage message;
-        message.kind = kind;
-        message.usn = usn;
-        message.location = location;
-        message.bootId = bootId;
-        message.lifetime = seconds(100);
-        return devices.Hear(message, {htonl(0xC0000200 + host)}, "br0", now);
+              std::optional<std::uint32_t> bootId = {}, in_addr_t host = 2) {
+        return devices.Hear({kind, usn, location, seconds(100), bootId, {}},
+                            {htonl(0xC0000200 + host)}, "br0", now);
     }
 
     /// Whether a description is due, which is then there or not.
@@ -29,9 +24,8 @@ class UpnpDevicesTest : public testing::Test {
         now += seconds(11);
         const auto fetch = devices.NextFetch(now);
         if (fetch) {
-            devices.Describe(*fetch, succeeds ? std::optional(DeviceDescription{
-                                         fetch->usn + fetch->location, "", "", ""})
-                                              : std::nullopt);
+            const DeviceDescription read{fetch->usn + fetch->location, "", "", ""};
+            devices.Describe(*fetch, succeeds ? std::optional(read) : std::nullopt);
         }
         return fetch.has_value();
     }
@@ -40,8 +34,8 @@ class UpnpDevicesTest : public testing::Test {
         ClientList list;
         devices.AppendTo(list);
         std::string names;
-        const Json::Value data = list.GetClientList();
-        for (const Json::Value& entry : data["ClientList"]) {
+        for (const Json::Value data = list.GetClientList();
+             const auto& entry : data["ClientList"]) {
             names += entry["friendlyName"].asString() + " ";
         }
         return names;
@@ -108,8 +102,7 @@ TEST_F(UpnpDevicesTest, WhoChangesAllTheTimeIsFetchedNowAndThen) {
 
 TEST_F(UpnpDevicesTest, ThereIsRoomForSomeAtAnAddressAndForManyInAll) {
     for (int i = 0; i < 1024; ++i) {
-        EXPECT_TRUE(
-            Hear(Kind::kHere, std::to_string(i), "a", {}, static_cast<in_addr_t>(2 + i / 16)));
+        EXPECT_TRUE(Hear(Kind::kHere, std::to_string(i), "a", {}, in_addr_t(2 + i / 16)));
     }
     EXPECT_FALSE(Hear(Kind::kHere, "more"));
     EXPECT_FALSE(Hear(Kind::kHere, "more", "a", {}, 100));

@@ -39,12 +39,15 @@ TEST(GatewayList, EachChangeFindsWhoSleeps) {
         return [&list, ifname, priority] { list.Put(Entry(ifname), priority); };
     };
     const std::pair<std::function<void()>, const char*> steps[] = {
-        {[] {}, "(a) b c (d)"},
         {put("b", 0), "(a) b c (d)"},
         {put("c", 0), "c (a) b (d)"},
         {put("e", 2), "c (a) b e (d)"},
         {put("f", 4), "c (a) b e (d) f"},
         {put("f", -1), "c (a) b e (d) f"},
+        {put("f", 1), "c f (a) b e (d)"},
+        {put("f", 2147483647), "c (a) b e (d) f"},
+        {put("x", -2147483647), "c (a) b e (d) f x"},
+        {[&] { list.Erase("x"); }, "c (a) b e (d) f"},
         {put("e", -2), "c (a) b e (d) f"},
         {put("d", -2), "c (a) b e d f"},
         {put("a", 1), "c a b e d f"},
@@ -57,8 +60,7 @@ TEST(GatewayList, EachChangeFindsWhoSleeps) {
         {[&] { list.SetSlave("h", false); }, "(b) c a e d f (h)"},
         {[&] { list.Copy("x", "d", true); }, "(b) c a e f (h)"},
         {[&] { list.Wake("b"); }, "b c a e f (h)"},
-        {[&] { list.Erase("h"); }, "b c a e f"},
-    };
+        {[&] { list.Erase("h"); }, "b c a e f"}};
     int number = 0;
     for (const auto& [change, text] : steps) {
         change();

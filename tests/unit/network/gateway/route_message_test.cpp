@@ -49,39 +49,29 @@ class Messages : public RouteWorld {
             log.Clear();
             step();
             EXPECT_TRUE(log.Has(level, "route_module", message)) << message;
-            EXPECT_EQ(Count("route_module", message), 1) << message;
+            EXPECT_EQ(std::ranges::count(log.Messages(), message), 1) << message;
         }
-    }
-
-    int Count(const std::string& source, const std::string& message) const {
-        int count = 0;
-        for (const LogLine& line : log.Lines()) {
-            count += line.source == source && line.message == message ? 1 : 0;
-        }
-        return count;
     }
 };
 
 TEST_F(Messages, EachRequestAndFileNamesWhatItDoesNotKnow) {
     const Json::Value untyped = Quoted("{'ifname': 'a', 'gateway': '::1', 'dns': '::1'}");
-    Expect({
-        {"Unknown type to get data", Send("GET_GATEWAY_LIST_DATA")},
-        {"Unknown type to get data", Send("GET_GATEWAY_DATA_BY_INTERFACE")},
-        {"Unknown type to get data", Send("COPY_GATEWAY_DATA", "ALL")},
-        {"Unknown type to add info", Send("ADD_GATEWAY_DATA", "ALL")},
-        {"Unknown type to add info", Send("REFRESH_GATEWAY")},
-        {"Unknown type to delete info", Send("DEL_GATEWAY_DATA", "")},
-        {"Unknown type to delete info", Send("SET_SLAVE_DATA")},
-        {"Unknown type to read config",
-         [&] { EXPECT_EQ(module.ReadGatewayListFromFile(kNoType), -1); }},
-        {"Unknown type to write config",
-         [&] { EXPECT_EQ(module.WriteGatewayListToFile(kNoType), -1); }},
-        {"Unknown type to write config",
-         [&] { EXPECT_EQ(module.WriteGatewayToDatabase(kNoType, true, true), -1); }},
-        {"Unknown type to write config", [&] { EXPECT_EQ(module.WriteDnsFile(kNoType), -1); }},
-        {"Unknown type", [&] { EXPECT_EQ(module.IsGatewayConfigChanged(untyped), -1); }},
-        {"Unknown type", [&] { EXPECT_EQ(module.IsDnsConfigChanged(untyped), -1); }},
-    });
+    Expect({{"Unknown type to get data", Send("GET_GATEWAY_LIST_DATA")},
+            {"Unknown type to get data", Send("GET_GATEWAY_DATA_BY_INTERFACE")},
+            {"Unknown type to get data", Send("COPY_GATEWAY_DATA", "ALL")},
+            {"Unknown type to add info", Send("ADD_GATEWAY_DATA", "ALL")},
+            {"Unknown type to add info", Send("REFRESH_GATEWAY")},
+            {"Unknown type to delete info", Send("DEL_GATEWAY_DATA", "")},
+            {"Unknown type to delete info", Send("SET_SLAVE_DATA")},
+            {"Unknown type to read config",
+             [&] { EXPECT_EQ(module.ReadGatewayListFromFile(kNoType), -1); }},
+            {"Unknown type to write config",
+             [&] { EXPECT_EQ(module.WriteGatewayListToFile(kNoType), -1); }},
+            {"Unknown type to write config",
+             [&] { EXPECT_EQ(module.WriteGatewayToDatabase(kNoType, true, true), -1); }},
+            {"Unknown type to write config", [&] { EXPECT_EQ(module.WriteDnsFile(kNoType), -1); }},
+            {"Unknown type", [&] { EXPECT_EQ(module.IsGatewayConfigChanged(untyped), -1); }},
+            {"Unknown type", [&] { EXPECT_EQ(module.IsDnsConfigChanged(untyped), -1); }}});
     Must("test ! -e " + kFolder + "gateway_v4_priority");
     EXPECT_EQ(List(), Json::Value());
 }
@@ -128,7 +118,8 @@ TEST_F(Messages, ElectionsSayWhatKeptThemFromBeginning) {
     log.Clear();
     storeAnswers = 0;
     module.Elect(GTYPE_V4);
-    EXPECT_EQ(Count("route_module", "Get system gateway failed"), 3) << "no event would follow";
+    EXPECT_EQ(std::ranges::count(log.Messages(), "Get system gateway failed"), 3)
+        << "no event would follow";
 
     const Uplink wan0 = MakeUplink(0);
     Must("ip -6 route add default via 2001:db8::1");

@@ -9,6 +9,7 @@ using namespace testing;
 using namespace vexonetwork::network::module;
 
 const std::string kFolder = "/etc/iproute2/config/";
+constexpr char kBothServers[] = "nameserver 192.0.2.53\nnameserver 198.51.100.53\n";
 
 class Start : public RouteWorld {
   protected:
@@ -70,12 +71,24 @@ TEST_F(Start, WhoWaitsForALinkTakesItsPlaceAndStandsInAllFilesAgain) {
     EXPECT_FALSE(module.HasGateway(GTYPE_V6, "wan0"));
     EXPECT_FALSE(Do("GET_GATEWAY_DATA_BY_INTERFACE", "'ifname': 'wan0'")["exist"].asBool());
 
+    const auto expectBoth = [&] {
+        EXPECT_EQ(Order(), "wan0 wan1");
+        EXPECT_EQ(Stored(), "wan0 wan1");
+        EXPECT_EQ(ConfigFile("resolv4.conf"), kBothServers);
+    };
     Comes(wan0);
-    EXPECT_EQ(Order(), "wan0 wan1");
-    EXPECT_EQ(Stored(), "wan0 wan1");
-    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver 192.0.2.53\nnameserver 198.51.100.53\n");
+    expectBoth();
     EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(RouteOf(wan0)));
     EXPECT_THAT(ConfigFile("gateway_v4_dormant"), Not(HasSubstr("wan0")));
+
+    StartWithout(wan0);
+    RouteWorld::Add("wan1", -2);
+    EXPECT_EQ(Stored(), "wan1");
+    SetLink(wan0, true);
+    for (int start = 0; start < 2; ++start) {
+        Restart();
+        expectBoth();
+    }
 }
 
 TEST_F(Start, ASlaveThatWakesDoesNotWin) {
@@ -91,11 +104,13 @@ TEST_F(Start, ASlaveThatWakesDoesNotWin) {
 }
 
 TEST_F(Start, ACopyAnAdditionAndADeletionFindWhoSleeps) {
-    const std::string copy =
-        "'interface_source': 'wan0', 'interface_source_delete': true, 'interface_destination': ";
+    const auto move = [this](const std::string& source, const std::string& destination) {
+        Do("COPY_GATEWAY_DATA", "'interface_source': '" + source + "', 'interface_destination': '"
+                                    + destination + "', 'interface_source_delete': true");
+    };
     Do("SET_SLAVE_DATA", "'ifname': 'wan1', 'slave': true");
     StartWithout(wan0);
-    Do("COPY_GATEWAY_DATA", copy + "'bond7'");
+    move("wan0", "bond7");
     EXPECT_EQ(Order(), "wan1*");
     EXPECT_TRUE(module.HasGateway(GTYPE_V4, "bond7") && !module.HasGateway(GTYPE_V4, "wan0"));
     EXPECT_EQ(Do("GET_GATEWAY_DATA_BY_INTERFACE", "'ifname': 'bond7'")["gateway"], wan0.gateway)
@@ -113,23 +128,8 @@ TEST_F(Start, ACopyAnAdditionAndADeletionFindWhoSleeps) {
 
     SetLink(wan0, true);
     StartWithout(wan1);
-    Do("COPY_GATEWAY_DATA",
-       "'interface_source': 'wan1', 'interface_source_delete': true, 'interface_destination': "
-       "'wan0'");
+    move("wan1", "wan0");
     EXPECT_EQ(Order(), "wan0*") << "with a link it has nothing to wait for";
-}
-
-TEST_F(Start, WhoHasALinkAtTheNextStartWakesThen) {
-    StartWithout(wan0);
-    RouteWorld::Add("wan1", -2);
-    EXPECT_EQ(Stored(), "wan1");
-    SetLink(wan0, true);
-    Restart();
-    EXPECT_EQ(Order(), "wan0 wan1");
-    EXPECT_EQ(Stored(), "wan0 wan1");
-    EXPECT_EQ(ConfigFile("resolv4.conf"), "nameserver 192.0.2.53\nnameserver 198.51.100.53\n");
-    Restart();
-    EXPECT_EQ(Order(), "wan0 wan1");
 }
 
 TEST_F(Start, OnlySoManyBootsAreSleptThrough) {
@@ -157,7 +157,7 @@ TEST_F(Start, OnlySoManyBootsAreSleptThrough) {
 
 TEST_F(Start, ResolversThatAKillHasLeftBehindAreMended) {
     WriteFile("/etc/vexoinfo.conf", "dns_mode=auto\n");
-    const std::string right = "nameserver 192.0.2.53\nnameserver 198.51.100.53\n";
+    const std::string right = kBothServers;
     const auto inode = [] { return Must("stat -c %i " + kFolder + "resolv4.conf"); };
     for (const std::string stale : {"", "nameserver 198.51.100.53\n", "nameserver 10.9.9.9\n"}) {
         WriteFile(kFolder + "resolv4.conf", stale);
