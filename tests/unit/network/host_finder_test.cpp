@@ -86,9 +86,8 @@ TEST(HostFinderMessageTest, TextsThatAreNoneAreLeftOut) {
 
 /// Waiting for the end of each round would take minutes.
 TEST(KeloScannerTest, StopsAtOnceAndStartsAgain) {
-    Must("ip link add lbr0 type bridge");
+    Must("ip link add lbr0 up type bridge");
     Must("ip address add 192.0.2.1/24 dev lbr0");
-    Must("ip link set lbr0 up");
     KeloScanner* const scanner = KeloScanner::Inst();
     const int before = OpenDescriptors();
     for (int i = 0; i < 50; ++i) {

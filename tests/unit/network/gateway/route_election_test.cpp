@@ -57,19 +57,17 @@ TEST_F(Election, LosersKeepTheirOrderBehindTheThird) {
 
 TEST_F(Election, WithoutAWinnerEveryFormerRouteComesBackAsItWas) {
     for (const char* route :
-         {"default dev wan1 metric 5 proto 99", "default via 192.0.2.1 src 192.0.2.10 proto static",
-          "default via 198.51.100.1 metric 20 proto 77 mtu 1300",
-          "default metric 30 nexthop via 192.0.2.1 weight 3 nexthop dev wan1"}) {
-        Must("ip route add " + std::string(route));
+         {"-4 default dev wan1 metric 5 proto 99",
+          "-4 default via 192.0.2.1 src 192.0.2.10 proto static",
+          "-4 default via 198.51.100.1 metric 20 proto 77 mtu 1300",
+          "-4 default metric 30 nexthop via 192.0.2.1 weight 3 nexthop dev wan1",
+          "-6 unreachable default metric 2 proto 77", "-6 blackhole default metric 3",
+          "-6 default dev wan0 metric 5 proto 99", "-6 default via 2001:db8::1 src 2001:db8::10",
+          "-6 default via 2001:db8:1::1 metric 10 proto 77 pref high",
+          "-6 default metric 2000 nexthop via 2001:db8::1 nexthop via 2001:db8:1::1",
+          "-6 default via 2001:db8::1 metric 3000 expires 500"}) {
+        Must("ip " + std::string(route, 2) + " route add" + (route + 2));
     }
-    for (const char* route :
-         {"unreachable default metric 2 proto 77", "blackhole default metric 3",
-          "default dev wan0 metric 5 proto 99", "default via 2001:db8::1 src 2001:db8::10",
-          "default via 2001:db8:1::1 metric 10 proto 77 pref high",
-          "default metric 2000 nexthop via 2001:db8::1 nexthop via 2001:db8:1::1"}) {
-        Must("ip -6 route add " + std::string(route));
-    }
-    Must("ip -6 route add default via 2001:db8::1 metric 3000 expires 500");
     const auto routes = [] {
         std::string text = Must("ip -d route") + Must("ip -d -6 route");
         const auto lifetime = text.find("expires ");
