@@ -26,14 +26,8 @@ constexpr char kSettings[] = "/proc/sys/net/ipv6/conf/";
 
 constexpr std::uint8_t kMadeOfAdvertisement = 2;
 
-std::optional<AddressPurpose> PurposeOf(std::uint8_t mark) {
-    for (const auto purpose : {AddressPurpose::kConfigured, AddressPurpose::kLan}) {
-        if (mark == static_cast<std::uint8_t>(purpose)) {
-            return purpose;
-        }
-    }
-    return std::nullopt;
-}
+/// The mark of an address that the ifcfg file names (IFA_PROTO, which Linux keeps since 5.18).
+constexpr std::uint8_t kConfigured = 0x76;
 
 std::string SettingPath(const std::string& ifname, const char* setting) {
     return kSettings + ifname + "/" + setting;
@@ -58,12 +52,11 @@ InterfaceAddress On(unsigned index, const Ipv6Address& address) {
 }
 
 GlobalAddress ToGlobalAddress(const InterfaceAddress& address) {
-    return {.index = address.index,
-            .address = {ToInet6(address.local), address.prefixLength},
+    return {.address = {ToInet6(address.local), address.prefixLength},
             .permanent = (address.flags & IFA_F_PERMANENT) != 0,
             .autonomous =
                 address.protocol == kMadeOfAdvertisement || (address.flags & IFA_F_TEMPORARY) != 0,
-            .purpose = PurposeOf(address.protocol)};
+            .configured = address.protocol == kConfigured};
 }
 
 /// An on-link route that runs out is that of an advertised prefix; those of addresses stay.
@@ -110,9 +103,9 @@ std::optional<std::vector<GlobalAddress>> ListGlobalAddresses(unsigned index) {
     return addresses;
 }
 
-int PutIpv6Address(unsigned index, const Ipv6Address& address, AddressPurpose purpose) {
+int PutIpv6Address(unsigned index, const Ipv6Address& address) {
     InterfaceAddress wanted = On(index, address);
-    wanted.protocol = static_cast<std::uint8_t>(purpose);
+    wanted.protocol = kConfigured;
     return ChangeOnce(AddressRequest(RTM_NEWADDR, NLM_F_CREATE | NLM_F_REPLACE, wanted));
 }
 

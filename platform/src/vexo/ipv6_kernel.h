@@ -22,30 +22,21 @@ bool HasIpv6Setting(const std::string& ifname, const char* setting, int value);
 /// Whether the interface has settings of IPv6.
 bool HasIpv6(const std::string& ifname);
 
-/// Why we have put an address on an interface: its mark in the kernel (IFA_PROTO, which Linux keeps
-/// since 5.18). The kernel's own numbers end at 3.
-enum class AddressPurpose : std::uint8_t {
-    kConfigured = 0x76,  ///< the ifcfg file names it
-    kLan = 0x77,         ///< the appliance's own of a prefix that a LAN has
-};
-
 /// One global IPv6 address of an interface.
 struct GlobalAddress {
-    unsigned index = 0;  ///< of the interface
     Ipv6Address address{};
     bool permanent = false;   ///< it has no lifetime
     bool autonomous = false;  ///< the kernel made it of an advertised prefix
-    /// Who PutIpv6Address has put it there for, maybe in another process's life.
-    std::optional<AddressPurpose> purpose = std::nullopt;
+    bool configured = false;  ///< PutIpv6Address has put it there, maybe in another process's life
 };
 
-/// @param index  0 for those of all interfaces
-/// @return the addresses of global scope in the kernel's order, or nothing with errno
+/// @return the addresses of global scope of an interface in the kernel's order, or nothing with
+/// errno
 std::optional<std::vector<GlobalAddress>> ListGlobalAddresses(unsigned index);
 
-/// Puts a permanent address on an interface and marks it.
+/// Puts a permanent address on an interface and marks it as one that the ifcfg file names.
 /// @return 0, or -1 with errno
-int PutIpv6Address(unsigned index, const Ipv6Address& address, AddressPurpose purpose);
+int PutIpv6Address(unsigned index, const Ipv6Address& address);
 
 /// @return 0, also when it is already gone; -1 with errno
 int RemoveIpv6Address(unsigned index, const Ipv6Address& address);

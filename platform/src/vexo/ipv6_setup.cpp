@@ -95,15 +95,13 @@ int PutAddresses(const Link& link, const Plan& plan, const Ipv6Config& config) {
     for (const GlobalAddress& each : *addresses) {
         const bool same = wanted && IsSame(each.address, *wanted);
         isThere = isThere || (same && each.permanent);
-        const bool configured = each.purpose == AddressPurpose::kConfigured;
-        const bool stale = (configured && !same && (wanted || !isNamed))
+        const bool stale = (each.configured && !same && (wanted || !isNamed))
                            || (each.autonomous && !plan.autonomous && !same);
         if (stale && RemoveIpv6Address(link.index, each.address) != 0) {
             result = Refused(link.ifname, "take an IPv6 address from");
         }
     }
-    if (wanted && !isThere
-        && PutIpv6Address(link.index, *wanted, AddressPurpose::kConfigured) != 0) {
+    if (wanted && !isThere && PutIpv6Address(link.index, *wanted) != 0) {
         result = Refused(link.ifname, "put " + config.address + "/" + config.prefix + " on");
     }
     return result;

@@ -142,11 +142,15 @@ bool MoveGrants(Router6Attr& router) {
     return moved;
 }
 
-std::optional<VEXOLANPREFIX> WholeOf(const Router6Attr& router) {
+std::optional<vexonetlink::IpPrefix> WholeOf(const Router6Attr& router) {
     const AddressLength prefix = SplitAddress(router.prefix);
     const int length = prefix.length.value_or(-1);
     const auto network = NetworkOf(prefix.address, length);
-    return network && length > 0 ? std::optional(VEXOLANPREFIX{*network, length}) : std::nullopt;
+    if (!network || length <= 0) {
+        return std::nullopt;
+    }
+    return vexonetlink::IpPrefix{vexonetlink::FromInet(*network),
+                                 static_cast<std::uint8_t>(length)};
 }
 
 std::vector<LanPrefix> GrantsOf(const Router6Attr& router) {

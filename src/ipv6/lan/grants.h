@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <vexo/lan_route.h>
+#include <vexonetlink/ip.h>
 #include <vexonetwork/ipv6/router/router6_attr.h>
 
 namespace vexo::network::ipv6::router {
@@ -37,6 +37,6 @@ std::vector<LanPrefix> GrantsOf(const Router6Attr& router);
 
 /// The whole prefix; its unassigned part must be unreachable, or packets loop. Nothing when the
 /// router has none.
-std::optional<VEXOLANPREFIX> WholeOf(const Router6Attr& router);
+std::optional<vexonetlink::IpPrefix> WholeOf(const Router6Attr& router);
 
 }  // namespace vexo::network::ipv6::router

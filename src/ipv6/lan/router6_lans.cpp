@@ -1,6 +1,5 @@
 #include <array>
 
-#include <vexo/lan_address.h>
 #include <vexobase/log.h>
 #include <vexonetwork/ipv6/router/router6_lans.h>
 #include <vexonetwork/ipv6/router/router6_lock.h>
@@ -9,7 +8,9 @@
 
 #include "ipv6/lan/announcements.h"
 #include "ipv6/lan/grants.h"
+#include "ipv6/lan/lan_addresses.h"
 #include "ipv6/lan/lan_mark.h"
+#include "ipv6/lan/lan_routes.h"
 
 namespace vexo::network::ipv6::router {
 
@@ -36,23 +37,6 @@ int BringInStep(Router6Attr& router) {
     return 0;
 }
 
-int PutAddresses(const std::vector<LanPrefix>& grants) {
-    constexpr int kLanLength = 64;
-    std::vector<VEXOLANADDRESS> addresses;
-    for (const LanPrefix& each : grants) {
-        VEXOLANADDRESS address{};
-        if (each.lan.size() >= sizeof address.ifname) {
-            VEXO_LOG(LOG_ERR, "No interface can have the name [%s]", each.lan.c_str());
-            continue;
-        }
-        each.lan.copy(address.ifname, sizeof address.ifname - 1);
-        address.address = each.OwnAddress();
-        address.prefix = kLanLength;
-        addresses.push_back(address);
-    }
-    return ::VEXONetLanAddressSet(addresses.data(), int(addresses.size()));
-}
-
 int ApplyGrants(const std::vector<LanPrefix>& grants) {
     const Announcements former = FormerAnnouncements();
     const Announcements next = NextAnnouncements(former, grants, std::time(nullptr));
@@ -60,7 +44,7 @@ int ApplyGrants(const std::vector<LanPrefix>& grants) {
     std::set<std::string> gone = LansOf(former);
     std::erase_if(gone, [&](const std::string& lan) { return lans.contains(lan); });
     int result = MarkLans(lans, true);
-    result |= PutAddresses(grants);
+    result |= PutLanAddresses(grants);
     result |= Announce(next);
     result |= MarkLans(gone, false);
     return result;
@@ -77,7 +61,7 @@ int ApplyRouter6Lans() {
     Router6Prefix all;
     int result = 0;
     std::vector<LanPrefix> grants;
-    std::vector<VEXOLANPREFIX> wholes;
+    std::vector<vexonetlink::IpPrefix> wholes;
     for (Router6Attr& router : all.routers) {
         result |= BringInStep(router);
         const auto more = GrantsOf(router);
@@ -86,7 +70,7 @@ int ApplyRouter6Lans() {
             wholes.push_back(*whole);
         }
     }
-    result |= ::VEXONetLanRouteSet(wholes.data(), int(wholes.size()));
+    result |= PutLanRoutes(wholes);
     result |= ApplyGrants(grants);
     return result == 0 ? 0 : -1;
 }
