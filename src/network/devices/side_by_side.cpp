@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <utility>
 
@@ -45,9 +46,10 @@ void SideBySide::Serve(std::span<const pollfd> events) {
     auto event = events.begin();
     std::erase_if(programs, [&](Program& program) {
         const bool isSilent = (event++)->revents == 0;
-        const bool isWhole = !isSilent && !Hear(program);
-        const bool isOver =
-            isWhole || now >= program.deadline || program.output.size() >= limits.output;
+        const Progress progress = isSilent ? Progress::kGoesOn : Hear(program);
+        const bool isWhole = progress == Progress::kEnded;
+        const bool isOver = progress != Progress::kGoesOn || now >= program.deadline
+                            || program.output.size() >= limits.output;
         if (isOver) {
             told.push_back({std::move(program.heard), std::move(program.output), isWhole});
         }
@@ -58,14 +60,14 @@ void SideBySide::Serve(std::span<const pollfd> events) {
     }
 }
 
-/// @return whether there may be more to come
-bool SideBySide::Hear(Program& program) const {
+SideBySide::Progress SideBySide::Hear(Program& program) {
     char part[4096];
     const ssize_t length = ::read(::fileno(program.stream.get()), part, sizeof part);
-    if (length > 0) {
-        program.output.append(part, static_cast<std::size_t>(length));
+    if (length < 0) {
+        return errno == EINTR ? Progress::kGoesOn : Progress::kBroken;
     }
-    return length > 0;
+    program.output.append(part, static_cast<std::size_t>(length));
+    return length > 0 ? Progress::kGoesOn : Progress::kEnded;
 }
 
 int TimeoutUntil(SideBySide::Clock::time_point moment) {

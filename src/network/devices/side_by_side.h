@@ -59,7 +59,9 @@ class SideBySide {
         std::string output = {};
     };
 
-    bool Hear(Program& program) const;
+    enum class Progress { kGoesOn, kEnded, kBroken };
+
+    static Progress Hear(Program& program);
 
     Limits limits;
     std::vector<Program> programs;

@@ -4,9 +4,11 @@
 #include <set>
 
 #include <vexonetwork/network/arpscanner.h>
+#include <vlib/exec.h>
 
 #include "network/devices/device_texts.h"
 #include "network/devices/neighbours/netbios_lookups.h"
+#include "network/devices/side_by_side.h"
 #include "support/appliance.h"
 #include "support/event_queue.h"
 #include "support/syslog_spy.h"
@@ -107,6 +109,19 @@ TEST(ArpScannerTest, ProgramsThatHangOrFloodAreGivenUpTogether) {
                 ElementsAre(silent, "", "LATE", silent, "SIX", silent, ""));
     EXPECT_EQ(ChildrenOf(::getpid()), "");
     EXPECT_EQ(OpenDescriptors(), descriptors);
+}
+
+TEST(SideBySideTest, AFailedReadIsNoWholeAnswer) {
+    SideBySide programs({.atOnce = 1, .patience = std::chrono::hours(1), .output = 100});
+    bool isWhole = true;
+    // The end that is written to cannot be read, and tells that when the program has ended.
+    programs.Add(VLIBCPopen("/bin/true", "w", nullptr),
+                 [&](const std::string&, bool whole) { isWhole = whole; });
+    std::vector<pollfd> events;
+    programs.AppendTo(events);
+    ASSERT_EQ(::poll(events.data(), 1, 60'000), 1);
+    programs.Serve(events);
+    EXPECT_TRUE(programs.IsIdle() && !isWhole);
 }
 
 }  // namespace
