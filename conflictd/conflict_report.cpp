@@ -64,8 +64,7 @@ void ConflictReport::Tell(const Conflict& conflict, Clock::time_point now) {
 }
 
 void ConflictReport::SayTooMany(Clock::time_point now) {
-    if (now >= silentUntil) {
-        silentUntil = now + std::chrono::minutes(1);
+    if (overflow.Spend(now)) {
         VEXO_LOG(LOG_WARNING, "More conflicts than are told in a minute; ARP may be forged");
     }
 }

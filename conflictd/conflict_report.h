@@ -5,6 +5,8 @@
 #include <mutex>
 #include <thread>
 
+#include <vexobase/log_budget.h>
+
 #include "conflict.h"
 #include "report_budget.h"
 
@@ -30,7 +32,7 @@ class ConflictReport {
     void RunHooks();
 
     ReportBudget budget;
-    Clock::time_point silentUntil;  ///< about conflicts that are not told
+    vexobase::LogBudget overflow{1, std::chrono::minutes(1)};  ///< for conflicts that are not told
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<Conflict> waiting;

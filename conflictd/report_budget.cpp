@@ -7,7 +7,6 @@ namespace {
 
 constexpr std::chrono::minutes kHoldOff(1);
 constexpr std::ptrdiff_t kMaxOfAddress = 3;
-constexpr std::size_t kMax = 30;
 
 }  // namespace
 
@@ -24,7 +23,7 @@ ReportBudget::Answer ReportBudget::Ask(Ipv4Address address, const MacAddress& ma
     }
     const auto ofAddress = std::count_if(
         told.begin(), told.end(), [&](const Report& report) { return report.address == address; });
-    if (ofAddress >= kMaxOfAddress || told.size() >= kMax) {
+    if (ofAddress >= kMaxOfAddress || !inMinute.Spend(now) || !inHour.Spend(now)) {
         return Answer::kTooMany;
     }
     told.push_back({address, mac, now});

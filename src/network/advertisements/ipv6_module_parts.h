@@ -10,13 +10,13 @@
 #include <thread>
 #include <utility>
 
+#include <vexobase/log_budget.h>
 #include <vexobase/unique_fd.h>
 #include <vexonetwork/network/module/ipv6_module.h>
 
 #include "network/advertisements/icmpv6_socket.h"
 #include "network/advertisements/router_records.h"
 #include "network/advertisements/uplink_links.h"
-#include "network/log_budget.h"
 
 namespace vexonetwork::network::module {
 
@@ -37,7 +37,7 @@ struct IPv6Module::Parts {
 
     RouterRecords records{
         [](const std::string& ifname) { return ::if_nametoindex(ifname.c_str()) != 0; }};
-    LogBudget logBudget;
+    vexobase::LogBudget logBudget{3000};  ///< of three lines for each advertisement
     Icmpv6Socket socket;
     Burst burst;
     SteadyTime nextPublication;

@@ -38,12 +38,10 @@ int MethodOf(RaState state) {
 
 /// Each line that a stranger can cause without end asks first.
 bool IPv6Module::MayLog() {
-    unsigned leftOut = 0;
-    const bool may = parts->logBudget.Spend(leftOut);
-    if (leftOut != 0) {
+    if (const unsigned leftOut = parts->logBudget.TakeLeftOut()) {
         VEXO_LOG(LOG_ERR, "%u lines about advertisements were left out", leftOut);
     }
-    return may;
+    return parts->logBudget.Spend();
 }
 
 const char* IPv6Module::print_addr(const in6_addr* addr, char* text) {

@@ -67,6 +67,13 @@ TEST(ReportBudget, AStormIsToldInAFewEntriesAMinute) {
     }
     EXPECT_EQ(told, 27);
     EXPECT_EQ(storm(0, kStart + 60s), 3);
+    told = 0;
+    for (int minute = 2; minute < 60; ++minute) {
+        for (Ipv4Address address = 0; address < 50; ++address) {
+            told += storm(address, kStart + minute * 60s);
+        }
+    }
+    EXPECT_EQ(told, 300 - 33) << "not more in an hour";
 }
 
 /// Adds or removes addresses of lo, which has the index 1.

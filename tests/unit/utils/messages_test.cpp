@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include <vexobase/log_budget.h>
 #include <vexonetwork/utils/config.h>
 #include <vexonetwork/utils/create_pid_file.h>
 #include <vexonetwork/utils/file.h>
@@ -108,6 +109,21 @@ TEST(Messages, TellWhatFailed) {
                                    : std::string(message).replace(chance, 11, ".tmp.XXXXXX")));
         }
         EXPECT_EQ(lines, told);
+    }
+}
+
+TEST(Messages, OfAFloodAreBoundedAndTheRestIsCountedOnce) {
+    vexobase::LogBudget budget(3, std::chrono::minutes(1));
+    auto now = vexobase::LogBudget::Clock::now();
+    for (const unsigned leftOut : {0U, 7U}) {
+        EXPECT_EQ(budget.TakeLeftOut(now), leftOut);
+        int lines = 0;
+        for (int i = 0; i < 10; ++i, now += std::chrono::seconds(5)) {
+            lines += budget.Spend(now) ? 1 : 0;
+            EXPECT_EQ(budget.TakeLeftOut(now), 0U) << "not before the span is over";
+        }
+        EXPECT_EQ(lines, 3);
+        now += std::chrono::seconds(10);
     }
 }
 

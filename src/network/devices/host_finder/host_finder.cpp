@@ -91,6 +91,7 @@ void HostFinder::Run() {
 /// @return whether there is another round
 bool HostFinder::TalkForARound() {
     const TimePoint start = steady_clock::now();
+    SayWhatWasLeftOut();
     OpenPorts();
     found.clear();
     token = NewToken();
@@ -251,12 +252,14 @@ void HostFinder::Send(const Port& port, const sockaddr_in& receiver,
 
 /// Each line that a stranger can cause without end asks first.
 bool HostFinder::MayLog() {
-    unsigned leftOut = 0;
-    const bool may = logBudget.Spend(leftOut);
-    if (leftOut != 0) {
+    SayWhatWasLeftOut();
+    return logBudget.Spend();
+}
+
+void HostFinder::SayWhatWasLeftOut() {
+    if (const unsigned leftOut = logBudget.TakeLeftOut()) {
         VEXO_LOG(LOG_INFO, "%u lines about the host finder were left out", leftOut);
     }
-    return may;
 }
 
 }  // namespace vexonetwork::network

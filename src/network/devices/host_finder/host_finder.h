@@ -8,12 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include <vexobase/log_budget.h>
 #include <vexobase/unique_fd.h>
 
 #include "network/devices/bridges.h"
 #include "network/devices/host_finder/host_finder_message.h"
 #include "network/devices/host_finder/own_appliance.h"
-#include "network/log_budget.h"
 #include "network/token_bucket.h"
 
 namespace vexonetwork::network {
@@ -51,6 +51,7 @@ class HostFinder {
     void Note(const Port& port, in_addr sender, HostFinderMessage answer);
     void Send(const Port& port, const sockaddr_in& receiver, const HostFinderMessage& message);
     bool MayLog();
+    void SayWhatWasLeftOut();
 
     const int stop;
     const std::function<void(const Answers&)> report;
@@ -61,7 +62,7 @@ class HostFinder {
     OwnAppliance own;
     TokenBucket answers;
     TokenBucket parsed;
-    module::LogBudget logBudget;
+    vexobase::LogBudget logBudget;
 };
 
 }  // namespace vexonetwork::network

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include <vexobase/log.h>
+#include <vexobase/log_budget.h>
 #include <vexonetwork/network/clientlist.h>
 
 #include "network/devices/bridges.h"
@@ -14,7 +15,6 @@
 #include "network/devices/upnp/description_fetch.h"
 #include "network/devices/upnp/ssdp_socket.h"
 #include "network/devices/upnp/upnp_devices.h"
-#include "network/log_budget.h"
 
 namespace vexonetwork::network {
 
@@ -76,6 +76,7 @@ class UpnpWatch {
         }
         if (now >= nextLook) {
             nextLook = now + kLookInterval;
+            SayWhatWasLeftOut();
             FollowBridges(now);
         }
     }
@@ -193,12 +194,14 @@ class UpnpWatch {
 
     /// Limits log lines caused by datagrams; fetch failures are rare and always logged.
     bool MayLog() {
-        unsigned leftOut = 0;
-        const bool may = budget.Spend(leftOut);
-        if (leftOut != 0) {
+        SayWhatWasLeftOut();
+        return budget.Spend();
+    }
+
+    void SayWhatWasLeftOut() {
+        if (const unsigned leftOut = budget.TakeLeftOut()) {
             VEXO_LOG(LOG_ERR, "%u lines about UPnP devices were left out", leftOut);
         }
-        return may;
     }
 
     SharedDevices& shared;
@@ -207,7 +210,7 @@ class UpnpWatch {
     Clock::time_point nextSearch = Clock::now();
     Clock::time_point nextLook = Clock::time_point::max();
     Clock::time_point nextRepetition = Clock::time_point::max();
-    module::LogBudget budget;
+    vexobase::LogBudget budget;
 };
 
 }  // namespace
