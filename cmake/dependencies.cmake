@@ -5,6 +5,7 @@ pkg_check_modules(DBUS REQUIRED IMPORTED_TARGET dbus-1)
 pkg_check_modules(DBUS_GLIB REQUIRED IMPORTED_TARGET dbus-glib-1)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0 gobject-2.0)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
+pkg_check_modules(NFTABLES REQUIRED IMPORTED_TARGET libnftables)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 # Of libupnp its XML parser alone: a library of its own without a file for pkg-config.
