@@ -34,6 +34,7 @@ Measurement DefaultRoute() {
         });
     // The routes go with their interface: the other figures are measured in a small table.
     vexotest::Must("ip link del " + uplink.ifname);
+    vexotest::Must("ip netns del " + uplink.provider);
     return result;
 }
 
