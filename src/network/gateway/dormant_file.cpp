@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <fstream>
 #include <map>
@@ -45,7 +46,8 @@ void LoadDormant(GATEWAY_TYPE type, GatewayList& list) {
     const std::string boot = BootId();
     std::multimap<unsigned, GatewayList::Slot> byPosition;
     for (const auto& [section, pairs] : file.GetKeyValues()) {
-        GatewayList::Slot slot{ToEntry(pairs), true, NumberOf(pairs, "boots")};
+        GatewayList::Slot slot{ToEntry(pairs), true,
+                               std::min(NumberOf(pairs, "boots"), kMaxBootsAsleep)};
         slot.boots += ValueOf(pairs, "boot") != boot ? 1 : 0;
         if (slot.boots > kMaxBootsAsleep) {
             VEXO_LOG(LOG_INFO, "Interface [%s] has no link since %u boots, forget it",

@@ -142,11 +142,13 @@ TEST_F(Start, OnlySoManyBootsAreSleptThrough) {
     Restart();
     EXPECT_THAT(ConfigFile("gateway_v4_dormant"), HasSubstr("\tboots=64\n"));
     EXPECT_THAT(log.Messages(), IsEmpty());
-    write("64");
-    Restart();
-    EXPECT_THAT(log.Messages(),
-                ElementsAre("Interface [eth7] has no link since 64 boots, forget it"));
-    EXPECT_THAT(ConfigFile("gateway_v4_dormant"), StartsWith("[eth9]"));
+    for (const char* boots : {"64", "4294967295"}) {
+        write(boots);
+        Restart();
+        EXPECT_THAT(log.Messages(),
+                    ElementsAre("Interface [eth7] has no link since 64 boots, forget it"));
+        EXPECT_THAT(ConfigFile("gateway_v4_dormant"), StartsWith("[eth9]"));
+    }
 
     Must("rm " + kFolder + "gateway_v4_priority");
     Restart();
