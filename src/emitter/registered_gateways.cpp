@@ -3,7 +3,6 @@
 #include <json/value.h>
 
 #include <vexonetwork/network/module/module_manager.h>
-#include <vexonetwork/utils/json_reader.h>
 
 namespace vexonetwork {
 namespace {
@@ -24,27 +23,11 @@ GatewayFollower* Follower() {
     return dynamic_cast<GatewayFollower*>(Module());
 }
 
-Json::Value Ask(const char* method, List list, const std::string& ifname = "") {
-    Json::Value reply;
-    if (BaseModule* module = Module(); module != nullptr) {
-        Json::Value request(Json::objectValue);
-        request["method"] = method;
-        request["type"] = !list ? "ALL" : *list == GTYPE_V6 ? "GTYPE_V6" : "GTYPE_V4";
-        if (!ifname.empty()) {
-            request["ifname"] = ifname;
-        }
-        module->ProcessRequest(request, reply);
-    }
-    return reply;
-}
-
 class Registered : public GatewayFollower {
   public:
     bool HasGateway(List list, const std::string& ifname) override {
-        if (GatewayFollower* follower = Follower(); follower != nullptr) {
-            return follower->HasGateway(list, ifname);
-        }
-        return utils::GetBool(Ask("HAS_GATEWAY_DATA", list, ifname), "exist").value_or(false);
+        GatewayFollower* follower = Follower();
+        return follower == nullptr || follower->HasGateway(list, ifname);
     }
     void OnLinkUp(const std::string& ifname) override {
         if (GatewayFollower* follower = Follower(); follower != nullptr) {
@@ -59,8 +42,11 @@ class Registered : public GatewayFollower {
     void Elect(List list) override {
         if (GatewayFollower* follower = Follower(); follower != nullptr) {
             follower->Elect(list);
-        } else {
-            Ask("REFRESH_GATEWAY", list);
+        } else if (BaseModule* module = Module(); module != nullptr) {
+            Json::Value request, reply;
+            request["method"] = "REFRESH_GATEWAY";
+            request["type"] = !list ? "ALL" : *list == GTYPE_V6 ? "GTYPE_V6" : "GTYPE_V4";
+            module->ProcessRequest(request, reply);
         }
     }
 };

@@ -4,8 +4,8 @@
 
 namespace vexonetwork {
 
-/// Whatever is the route module at the moment of each call. One that knows no typed calls is asked
-/// by requests, for elections only; without a module nothing happens.
+/// Whatever is the route module at the moment of each call. One that knows no typed calls is only
+/// requested to elect, whichever interface has changed; without a module nothing happens.
 network::module::GatewayFollower& RegisteredGateways();
 
 }  // namespace vexonetwork

@@ -319,17 +319,12 @@ TEST_F(Emitter, FindsTheRouteModuleByItself) {
         return requests;
     };
     EXPECT_THAT(begin(), IsEmpty());
-    answer = [](Json::Value& reply) {
-        reply["exist"] = true;
-        return 0;
-    };
     Add<MODULE_ROUTE>();
     EXPECT_THAT(begin(), ElementsAre("3 REFRESH_GATEWAY type=ALL"));
     requests.clear();
     other.ProcessIPv4Event("lo:7", "192.0.2.7", 32, true);
     HandleEverythingOf(other);
-    EXPECT_THAT(requests, ElementsAre("3 HAS_GATEWAY_DATA ifname=lo type=GTYPE_V4",
-                                      "3 REFRESH_GATEWAY type=GTYPE_V4"));
+    EXPECT_THAT(requests, ElementsAre("3 REFRESH_GATEWAY type=GTYPE_V4"));
 }
 
 }  // namespace

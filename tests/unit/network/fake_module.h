@@ -22,7 +22,7 @@ inline std::map<std::string, int> results;
 
 /// The requests that reached them, as "TYPE METHOD MEMBER=VALUE...", and how they are answered.
 inline std::vector<std::string> requests;
-inline std::function<int(Json::Value& reply)> answer;
+inline std::function<int(Json::Value& reply)> answer = [](Json::Value&) { return 0; };
 
 /// A module that only writes down what it is asked to do.
 class FakeModule : public BaseModule {
