@@ -106,6 +106,9 @@ void ReadAttribute(const Attribute& attribute, Route& route) {
         case RTA_CACHEINFO:
             route.lifetime = ReadLifetime(payload);
             break;
+        case RTA_EXPIRES:  // of a request
+            route.lifetime = number(0U);
+            break;
         default:
             if (!ReadGateway(attribute, family, route.gateway)) {
                 Keep(attribute, route.others);

@@ -1,6 +1,7 @@
 #include "network/gateway/main_defaults.h"
 
 #include <linux/rtnetlink.h>
+#include <net/if.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,8 +22,10 @@ void DropStates(DefaultRoute& route) {
 
 }  // namespace
 
-unsigned InterfaceIndexOf(const DefaultRoute& route) {
-    return route.hops.empty() ? route.oif : route.hops.front().oif;
+std::string InterfaceOf(const DefaultRoute& route) {
+    char ifname[IF_NAMESIZE] = "";
+    const unsigned index = route.hops.empty() ? route.oif : route.hops.front().oif;
+    return ::if_indextoname(index, ifname) == nullptr ? "" : ifname;
 }
 
 vexonetlink::IpAddress GatewayOf(const DefaultRoute& route) {

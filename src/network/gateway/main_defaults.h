@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <vexonetlink/route.h>
@@ -12,8 +13,9 @@ namespace vexonetwork::network::module {
 using DefaultRoute = vexonetlink::Route;
 using DefaultRoutes = std::vector<DefaultRoute>;
 
-/// The interface and the gateway of a route, those of the first hop where there are several.
-unsigned InterfaceIndexOf(const DefaultRoute& route);
+/// The name of a route's interface, "" where it is gone, and the gateway: those of the first hop
+/// where there are several.
+std::string InterfaceOf(const DefaultRoute& route);
 vexonetlink::IpAddress GatewayOf(const DefaultRoute& route);
 
 /// Whether a route is among others. A lifetime that runs down makes no other route.

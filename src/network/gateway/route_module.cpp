@@ -1,5 +1,6 @@
 #include "vexonetwork/network/module/route_module.h"
 
+#include <algorithm>
 #include <exception>
 #include <optional>
 
@@ -8,7 +9,7 @@
 #include <vexonetwork/utils/json_reader.h>
 #include <vlib/file.h>
 
-#include "network/gateway/gateway_family.h"
+#include "network/gateway/former_defaults.h"
 #include "network/gateway/gateway_request.h"
 #include "network/gateway/request_guard.h"
 
@@ -56,6 +57,7 @@ BaseModule* RouteModule::Create() {
 
 int RouteModule::InitialModule() {
     const RequestGuard guard(request_mutex);
+    std::ranges::for_each(kGatewayFamilies, PutBackFormer);
     // A module that is initialised once more starts from the files again, not from both.
     gateways_v4 = {};
     gateways_v6 = {};

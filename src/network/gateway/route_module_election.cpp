@@ -20,8 +20,8 @@
 #include <vexonetwork/utils/utils.h>
 #include <vlib/exec.h>
 
+#include "network/gateway/former_defaults.h"
 #include "network/gateway/gateway_request.h"
-#include "network/gateway/main_defaults.h"
 
 #define VEXO_LOG_SOURCE "route_module"
 #include <vexobase/log.h>
@@ -95,41 +95,6 @@ bool ElectFrom(GATEWAY_TYPE type, GatewayList& gateways, const ElectionFacts& fa
     return winner.has_value();
 }
 
-std::string InterfaceOf(const DefaultRoute& route) {
-    char ifname[IF_NAMESIZE] = "";
-    return ::if_indextoname(InterfaceIndexOf(route), ifname) == nullptr ? "" : ifname;
-}
-
-/// The routes that the store's gateway may have brought, which has neither metric nor source.
-bool IsStored(const DefaultRoute& route, const char* saved) {
-    in_addr address{};
-    return ::inet_pton(AF_INET, saved, &address) == 1 && route.metric == 0
-           && GatewayOf(route) == vexonetlink::FromInet(address);
-}
-
-/// Nobody has won, so nothing takes the place of the former routes. They come back before what
-/// stands in for them goes, so that there is no moment without.
-/// @param saved  the gateway that the store has set meanwhile, or ""
-void PutBack(MainDefaults& kernel, const std::optional<DefaultRoutes>& former, const char* saved) {
-    const auto present = kernel.List();
-    if (!former || !present) {
-        VEXO_LOG(LOG_ERR, "Failed to read the default routes: %s", ::strerror(errno));
-        return;
-    }
-    for (const DefaultRoute& route : *former) {
-        if (!Holds(*present, route) && !kernel.PutBack(route)) {
-            const char* reason = ::strerror(errno);
-            VEXO_LOG(LOG_ERR, "Failed to put the default route of [%s] back: %s",
-                     InterfaceOf(route).c_str(), reason);
-        }
-    }
-    for (const DefaultRoute& route : *present) {
-        if (IsStored(route, saved) && !Holds(*former, route)) {
-            kernel.Remove(route);
-        }
-    }
-}
-
 /// What an election of IPv6 replaces, whatever its metric. That tunnel never counts.
 bool IsReplacedV6(const DefaultRoute& route) {
     return GatewayOf(route) && InterfaceOf(route) != "tun1000";
@@ -183,7 +148,7 @@ int RouteModule::RefreshDefaultGatewayV4() {
     }
     // The store clears all default routes and knows only the gateway of one.
     MainDefaults kernel(AF_INET);
-    const auto former = kernel.List();
+    FormerDefaults former(*FindFamily(GTYPE_V4), kernel);
     if (VEXONetDefaultGatewaySet(nullptr) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to delete default gateway");
         return -1;
@@ -191,7 +156,7 @@ int RouteModule::RefreshDefaultGatewayV4() {
     VEXONETIFINFO info{};
     if (!ElectFrom(GTYPE_V4, gateways_v4, FactsV4(info))) {
         VEXONetDefaultGatewaySet(saved);
-        PutBack(kernel, former, saved);
+        former.PutBack(saved);
     }
     return 0;
 }
@@ -207,10 +172,10 @@ int RouteModule::RefreshDefaultGatewayV6() {
         }
     }
     MainDefaults kernel(AF_INET6);
-    const auto former = kernel.List();
-    DeleteDefaultRoutesV6(kernel, former, bare);
+    FormerDefaults former(*FindFamily(GTYPE_V6), kernel);
+    DeleteDefaultRoutesV6(kernel, former.Routes(), bare);
     if (!ElectFrom(GTYPE_V6, gateways_v6, {HasLink, nullptr, InstallV6})) {
-        PutBack(kernel, former, "");
+        former.PutBack("");
     } else {
         const GatewayInfo winner = gateways_v6.Awake().front();
         bare_winner = IsBare(winner) ? winner.ifname : "";

@@ -55,39 +55,76 @@ TEST_F(Election, LosersKeepTheirOrderBehindTheThird) {
         << "a slave is passed over, whatever its gateway";
 }
 
-TEST_F(Election, WithoutAWinnerEveryFormerRouteComesBackAsItWas) {
-    for (const char* route :
-         {"-4 default dev wan1 metric 5 proto 99",
-          "-4 default via 192.0.2.1 src 192.0.2.10 proto static",
-          "-4 default via 198.51.100.1 metric 20 proto 77 mtu 1300",
-          "-4 default metric 30 nexthop via 192.0.2.1 weight 3 nexthop dev wan1",
-          "-6 unreachable default metric 2 proto 77", "-6 blackhole default metric 3",
-          "-6 default dev wan0 metric 5 proto 99", "-6 default via 2001:db8::1 src 2001:db8::10",
-          "-6 default via 2001:db8:1::1 metric 10 proto 77 pref high",
-          "-6 default metric 2000 nexthop via 2001:db8::1 nexthop via 2001:db8:1::1",
-          "-6 default via 2001:db8::1 metric 3000 expires 500"}) {
-        Must("ip " + std::string(route, 2) + " route add" + (route + 2));
+/// With default routes of all kinds.
+class FormerRoutes : public Election {
+  protected:
+    FormerRoutes() {
+        for (const char* route :
+             {"-4 default dev wan1 metric 5 proto 99",
+              "-4 default via 192.0.2.1 src 192.0.2.10 proto static",
+              "-4 default via 198.51.100.1 metric 20 proto 77 mtu 1300",
+              "-4 default metric 30 nexthop via 192.0.2.1 weight 3 nexthop dev wan1",
+              "-6 unreachable default metric 2 proto 77", "-6 blackhole default metric 3",
+              "-6 default dev wan0 metric 5 proto 99",
+              "-6 default via 2001:db8::1 src 2001:db8::10",
+              "-6 default via 2001:db8:1::1 metric 10 proto 77 pref high",
+              "-6 default metric 2000 nexthop via 2001:db8::1 nexthop via 2001:db8:1::1",
+              "-6 default via 2001:db8::1 metric 3000 expires 500"}) {
+            Must("ip " + std::string(route, 2) + " route add" + (route + 2));
+        }
+        before = Routes();
     }
-    const auto routes = [] {
+
+    static std::string Routes() {
         std::string text = Must("ip -d route") + Must("ip -d -6 route");
         const auto lifetime = text.find("expires ");
         EXPECT_GT(std::stoi(text.substr(lifetime + 8)), 400) << text;
         return text.erase(lifetime, 14);
-    };
-    const std::string before = routes();
+    }
+
+    void AddRefused(const std::string& type) {
+        Add("wan1", 0, Gateway(type == "GTYPE_V4" ? "203.0.113.1" : "2001:db8:7::1"), type);
+    }
+
+    std::string before;
+};
+
+TEST_F(FormerRoutes, ComeBackAsTheyWereWithoutAWinner) {
     Do("REFRESH_GATEWAY", "", "ALL");
-    EXPECT_EQ(routes(), before) << "empty lists";
-    Add("wan1", 0, Gateway("203.0.113.1"));
-    Add("wan1", 0, Gateway("2001:db8:7::1"), "GTYPE_V6");
-    EXPECT_EQ(routes(), before) << "all refused";
+    EXPECT_EQ(Routes(), before) << "empty lists";
+    AddRefused("GTYPE_V4");
+    AddRefused("GTYPE_V6");
+    EXPECT_EQ(Routes(), before) << "all refused";
     Do("SET_SLAVE_DATA", "'ifname': 'wan1', 'slave': true", "GTYPE_V6");
     Do("REFRESH_GATEWAY", "", "ALL");
-    EXPECT_EQ(routes(), before) << "slaves alone";
+    EXPECT_EQ(Routes(), before) << "slaves alone";
     SetLink(wan0, false);
-    const std::string down = routes();
+    const std::string down = Routes();
     EXPECT_THAT(down, HasSubstr("nexthop via 192.0.2.1 dev wan0 weight 3 linkdown"));
     Do("REFRESH_GATEWAY", "", "ALL");
-    EXPECT_EQ(routes(), down) << "by a link that is down";
+    EXPECT_EQ(Routes(), down) << "by a link that is down";
+    EXPECT_THAT(log.Messages(), Not(Contains(HasSubstr("ailed"))));
+}
+
+TEST_F(FormerRoutes, ComeBackAtTheStartAfterAKill) {
+    Must("cp /sbin/ip /sbin/ip.real");
+    const auto kill = [this](const std::string& type) {
+        WriteScript("/sbin/ip",
+                    "case \"$*\" in *'route add'*) kill -9 $PPID;; esac\n"
+                    "exec /sbin/ip.real \"$@\"\n");
+        EXPECT_EXIT(AddRefused(type), KilledBySignal(SIGKILL), "");
+        Must("cp /sbin/ip.real /sbin/ip");
+    };
+    kill("GTYPE_V4");
+    kill("GTYPE_V6");
+    EXPECT_THAT(DefaultRoutes("-4"), IsEmpty());
+    module.InitialModule();
+    EXPECT_EQ(Routes(), before);
+    kill("GTYPE_V4");
+    Must("ip route add default via 198.51.100.1 metric 7");
+    module.InitialModule();
+    EXPECT_THAT(DefaultRoutes("-4"), ElementsAre("via 198.51.100.1 dev wan1"))
+        << "somebody has put another one in their place";
     EXPECT_THAT(log.Messages(), Not(Contains(HasSubstr("ailed"))));
 }
 
