@@ -6,7 +6,7 @@
 
 #include "fuzz.h"
 #include "network/routing/table_number.h"
-#include "vexo/ifcfg.h"
+#include "vexo/interfaces/ifcfg.h"
 
 // Text that the kernel, people and earlier runs left in files. The first byte chooses: lines of
 // the kernel's route tables of one family, numbers of routing tables, an interface's ifcfg file, or

@@ -9,12 +9,12 @@
 #include <vexo/hook_report.h>
 #include <vexonetwork/utils/json_reader.h>
 
-#include "event_file.h"
+#include "facts/event_file.h"
+#include "facts/hook_events.h"
+#include "facts/router_record.h"
 #include "fuzz.h"
-#include "hook_events.h"
-#include "logged_event.h"
-#include "printable.h"
-#include "router_record.h"
+#include "print/logged_event.h"
+#include "print/printable.h"
 
 // What the tool shows of others' messages and files. The first byte chooses: a datagram, the text
 // of a hook's report, the event log, of which the second byte says how many lines are shown, or the

@@ -6,11 +6,11 @@
 
 #include <vexobase/log.h>
 
-#include "vexo/dhcp_client.h"
 #include "vexo/hooks/hook_runner.h"
-#include "vexo/ifcfg.h"
-#include "vexo/interface_setup.h"
-#include "vexo/ipv6_setup.h"
+#include "vexo/interfaces/dhcp_client.h"
+#include "vexo/interfaces/ifcfg.h"
+#include "vexo/interfaces/interface_setup.h"
+#include "vexo/ipv6/ipv6_setup.h"
 #include "vlib/error.h"
 #include "vlib/spawn.h"
 

@@ -14,7 +14,7 @@
 #include "support/files.h"
 #include "support/process.h"
 #include "support/syslog_spy.h"
-#include "vexo/dhcp_client.h"
+#include "vexo/interfaces/dhcp_client.h"
 #include "vexonetsdk/sdk_s.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include "support/appliance.h"
 #include "support/files.h"
 #include "support/syslog_spy.h"
-#include "vexo/dhcp_client.h"
+#include "vexo/interfaces/dhcp_client.h"
 
 namespace vexotest {
 namespace {
