@@ -17,11 +17,14 @@ namespace vexobase {
 namespace {
 
 constexpr mode_t kNewFileMode = 0644;
+constexpr std::string_view kEnding = ".tmp.";
+constexpr std::string_view kDrawn = "XXXXXX";
 
 /// The file that is to take the place of another; removed unless it was renamed there.
 class Replacement {
   public:
-    explicit Replacement(const std::string& target) : path(target + ".tmp.XXXXXX") {
+    explicit Replacement(const std::string& target)
+        : path(target + std::string(kEnding) + std::string(kDrawn)) {
         fd.Reset(::mkostemp(path.data(), O_CLOEXEC));
     }
     ~Replacement() {
@@ -140,6 +143,11 @@ int ReplaceFile(const std::string& path, std::string_view contents, FolderSync f
         SyncFolderOf(target);
     }
     return 0;
+}
+
+bool IsTemporaryName(std::string_view name) {
+    const auto ending = name.rfind(kEnding);
+    return ending != name.npos && name.size() == ending + kEnding.size() + kDrawn.size();
 }
 
 }  // namespace vexobase

@@ -1,7 +1,13 @@
 // What the command line refuses of routers and prefixes, and how it says so.
 
 #include <gmock/gmock.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <tuple>
 
@@ -33,6 +39,8 @@ TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
     Must("ip link add name b type veth peer name a-long-name");
     Must("ip address add 203.0.113.7/24 dev a-long-name");
     Must("ip address add 10.0.0.7/24 dev b");
+    Must("ip link add br0 type bridge");
+    WriteFile("/etc/sysconfig/networking/ipv6-half", "[conf]\n\twan=half\n");
     const std::string broker =
         " --prefix 2001:db8:9::/48 --remote 203.0.113.9 --local 2001:db8::2/64";
     for (const auto& [line, status, explanation] : {
@@ -48,6 +56,10 @@ TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
              {"router6 create native wan7", 1, "there is no interface wan7"},
              {"router6 create native pppoe", 1, "no PPPoE connection"},
              {"router6 create native b", 1, "first: ip link set b up"},
+             {"router6 create native br0", 1,
+              "br0 is a LAN of the router of wan1; first: vexonetctl prefix deallocate"
+              " 2001:db8:8:: br0"},
+             {"router6 destroy half", 1, "is no whole configuration of a router; mend it"},
              {"router6 create 6to4 b", 1, "10.0.0.7 of b is no public one"},
              {"router6 create 6in4 a-long-name" + broker, 1, "more than 15 characters"},
              {"router6 destroy wan0", 1, "see: vexonetctl router6 list"},
@@ -90,6 +102,62 @@ TEST_F(Router6Ctl, ShowsWhatIsConfigured) {
         EXPECT_THAT(Ctl(line + std::string(" --help")).out,
                     AllOf(HasSubstr("Example: vexonetctl "), Not(ContainsRegex("[^\n]{81}"))));
     }
+}
+
+/// Runs vexonetctl and kills it as it is about to do its N-th change to a folder.
+/// @return whether it came so far
+bool KilledAt(int step, const std::vector<const char*>& arguments) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        ::execv(CtlProgram().c_str(), const_cast<char**>(arguments.data()));
+        ::_exit(127);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    ::ptrace(PTRACE_SETOPTIONS, pid, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    for (int signal = 0; ::ptrace(PTRACE_SYSCALL, pid, nullptr, signal) == 0;) {
+        ::waitpid(pid, &status, 0);
+        if (!WIFSTOPPED(status)) {
+            return false;
+        }
+        signal = WSTOPSIG(status) == (SIGTRAP | 0x80) ? 0 : WSTOPSIG(status);
+        __ptrace_syscall_info call{};
+        ::ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof call, &call);
+        constexpr std::array kChanges{SYS_rename, SYS_renameat2, SYS_unlink, SYS_unlinkat};
+        if (call.op == PTRACE_SYSCALL_INFO_ENTRY
+            && std::ranges::find(kChanges, long(call.entry.nr)) != kChanges.end() && --step == 0) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
+            return true;
+        }
+    }
+    return false;
+}
+
+/// The tunnel cannot be made, so that all that was made of it is taken back.
+TEST_F(Router6Ctl, RestoringLosesNothingWheneverItIsKilled) {
+    std::filesystem::create_directories("/etc/sysconfig/network-scripts");
+    std::filesystem::remove("/usr/sbin/ip");
+    WriteScript("/usr/sbin/ip",
+                "case \"$1 $2\" in\n"
+                "'tunnel add') exec /usr/bin/ip link add \"$3\" type veth peer name far6 ;;\n"
+                "'tunnel del') exec /usr/bin/ip link del \"$3\" ;;\n"
+                "esac\nexec /usr/bin/ip \"$@\"\n");
+    const std::string file = "/etc/sysconfig/networking/ipv6-wan1";
+    std::string broken = kBroker;
+    broken.replace(broken.find("::2/64"), 6, "::2/129");
+    WriteFile(file, broken);
+    int steps = 1;
+    while (KilledAt(steps, {"vexonetctl", "router6", "restore", nullptr})) {
+        ASSERT_EQ(ReadFile(file), broken) << "before change " << steps;
+        vexotest::Run(Words("ip tunnel del 6in4-wan1"));
+        ++steps;
+    }
+    EXPECT_GT(steps, 3);
+    EXPECT_EQ(ReadFile(file), broken);
+    WriteFile(file, kBroker);
+    EXPECT_THAT(Ctl("router6 restore").out, HasSubstr("the router of wan1 is there"));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <vexo/net_interface.h>
 #include <vexonetwork/ipv6/router/dhcp_pd.h>
 #include <vexonetwork/ipv6/router/router6_factory.h>
+#include <vexonetwork/ipv6/router/router6_prefix.h>
 #include <vexonetwork/ipv6/router/tunnel_6in4.h>
 #include <vexonetwork/utils/ip_address.h>
 
@@ -33,6 +34,19 @@ void RequireFree(const std::string& wan) {
     }
 }
 
+/// A router's WAN and its LANs take opposite sides in everything: who advertises, who is trusted.
+void RequireNoLan(const std::string& ifname) {
+    for (const Router6Attr& router : Router6Prefix().routers) {
+        for (const auto& [lan, prefix] : router.lans) {
+            if (lan == ifname) {
+                throw Failure(kRefused, ifname + " is a LAN of the router of " + router.wan
+                                            + "; first: vexonetctl prefix deallocate " + prefix
+                                            + " " + ifname);
+            }
+        }
+    }
+}
+
 /// The interface that the WAN means now.
 std::string RequireInterface(const std::string& wan) {
     std::string ifname = Router6Attr::ConvertInterface(wan);
@@ -42,6 +56,7 @@ std::string RequireInterface(const std::string& wan) {
     if (::if_nametoindex(ifname.c_str()) == 0) {
         throw Failure(kRefused, "there is no interface " + ifname + "; see: ip link");
     }
+    RequireNoLan(ifname);
     return ifname;
 }
 

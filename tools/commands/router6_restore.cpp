@@ -30,6 +30,7 @@ enum class Standing {
     kThere,    ///< as it is to be
     kMissing,  ///< to be made
     kWaits,    ///< it cannot be made now
+    kUnknown,  ///< its file lacks what it would be made of
 };
 
 bool IsNative(const Router6Attr& router) {
@@ -69,12 +70,15 @@ Standing StandingOfNative(const Router6Attr& router) {
     return runs || isStopped ? Standing::kThere : Standing::kMissing;
 }
 
-Standing StandingOf(const Router6Attr& router) {
+Standing StandingOf(const Router6Prefix& all, const Router6Attr& router) {
     if (router.type == "off") {
         return Standing::kThere;
     }
     if (Router6Attr::ConvertInterface(router.wan).empty()) {
         return Standing::kWaits;
+    }
+    if (!all.IsWhole(router)) {
+        return Standing::kUnknown;
     }
     if (IsNative(router)) {
         return StandingOfNative(router);
@@ -98,20 +102,6 @@ bool IsFirstChoice(const Router6Attr& router) {
     ::VLIBCFileGetSectionValue(router.GetConfigName().c_str(), "conf", "is_default_gateway",
                                flag.data(), int(flag.size()));
     return std::string(flag.data()) == "yes";
-}
-
-/// A router that could not be made takes its configuration along when it goes; here it stays, for
-/// the next time.
-bool CreateOrKeep(const Router6Base& router) {
-    if (router.Create()) {
-        return true;
-    }
-    const Router6Lock lock;
-    if (::VLIBCFileExist(router.attr.GetConfigName().c_str()) != 1) {
-        router.attr.SaveConfig();
-        router.SetSysConfig(true);
-    }
-    return false;
 }
 
 /// Its file says where the tunnel begins before it is made of the file.
@@ -140,7 +130,8 @@ bool Restore(Router6Attr router) {
         return false;
     }
     made->attr.is_default_gateway = isDefault;
-    return CreateOrKeep(*made);
+    made->keepsConfiguration = true;
+    return made->Create();
 }
 
 }  // namespace
@@ -149,10 +140,14 @@ void RestoreRouters(const Router6Options&) {
     const Router6Session session;
     const DaemonState daemon = ReadDaemonState();  // it takes the gateways
     std::string failed;
-    for (const Router6Attr& router : Router6Prefix().routers) {
-        const Standing standing = StandingOf(router);
+    const Router6Prefix all;
+    for (const Router6Attr& router : all.routers) {
+        const Standing standing = StandingOf(all, router);
         if (standing == Standing::kWaits) {
             std::cout << "the router of " << router.wan << " waits for its WAN\n";
+        } else if (standing == Standing::kUnknown) {
+            std::cout << "the router of " << router.wan << " is left as it is: its configuration "
+                      << router.GetConfigName() << " is not whole\n";
         } else if (standing == Standing::kMissing) {
             const bool done = daemon.serving && Restore(router);
             std::cout << "the router of " << router.wan << (done ? " is" : " is not") << " there\n";

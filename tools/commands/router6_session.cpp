@@ -45,8 +45,13 @@ void Router6Session::ApplyToLans() const {
 std::optional<Router6Attr> ConfiguredRouter(const std::string& wan) {
     Router6Attr attr;
     attr.wan = wan;
-    if (::VLIBCFileExist(attr.GetConfigName().c_str()) != 1 || attr.LoadConfig() != 0) {
+    const std::string file = attr.GetConfigName();
+    if (::VLIBCFileExist(file.c_str()) != 1) {
         return std::nullopt;
+    }
+    if (attr.LoadConfig() != 0) {
+        throw Failure(kRefused, file + " is no whole configuration of a router; mend it, or"
+                                       " remove it and: vexonetctl router6 restore");
     }
     return attr;
 }

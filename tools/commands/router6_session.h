@@ -29,7 +29,7 @@ class Router6Session {
     sigset_t formerSignals{};
 };
 
-/// The router that is configured for a WAN; none without one.
+/// The router that is configured for a WAN; none without one. Fails when its file is not whole.
 std::optional<vexo::network::ipv6::router::Router6Attr> ConfiguredRouter(const std::string& wan);
 
 /// Where the DHCPv6 client of a WAN tells which prefix it holds.

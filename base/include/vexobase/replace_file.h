@@ -23,4 +23,7 @@ enum class FolderSync {
 [[nodiscard]] int ReplaceFile(const std::string& path, std::string_view contents,
                               FolderSync folderSync = FolderSync::kNow);
 
+/// Whether a file of this name may be a temporary one, which a power cut has left.
+bool IsTemporaryName(std::string_view name);
+
 }  // namespace vexobase

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cstdlib>
+
 #include <vexo/firewall.h>
 #include <vexo/net_interface.h>
 #include <vexobase/log.h>
@@ -25,10 +28,15 @@ bool CanBeMade(const std::string& device) {
     return true;
 }
 
+/// Splits as "%[^/]/%d" of scanf(3) does: files have always been read so, and what follows the
+/// number has never counted.
 bool AddAddress(const std::string& device, const std::string& addressLength) {
-    const AddressLength parts = SplitAddress(addressLength);
-    return VEXONetSetIP("-6", device.c_str(), parts.address.c_str(), parts.length.value_or(0),
-                        "add", device.c_str())
+    const auto slash = std::min(addressLength.find('/'), addressLength.size());
+    const char* const behind = addressLength.c_str() + slash;
+    const long length = *behind == '/' ? std::strtol(behind + 1, nullptr, 10) : 0;
+    constexpr long kBeyondAny = 1000;
+    return VEXONetSetIP("-6", device.c_str(), addressLength.substr(0, slash).c_str(),
+                        int(std::clamp(length, -kBeyondAny, kBeyondAny)), "add", device.c_str())
            >= 0;
 }
 

@@ -26,6 +26,9 @@ bool Router6Base::Create() const {
 }
 
 bool Router6Base::Destroy() const {
+    if (keepsConfiguration) {
+        return true;
+    }
     // What is to go, goes also when the lock cannot be had.
     const Router6Lock lock;
     const bool removed = attr.RemoveConfig() == 0;

@@ -23,7 +23,8 @@ class Router6File {
     }
 
     /// In place of what was read before; what cannot be read has no sections.
-    void Read(const std::string& path) {
+    /// @return whether it could be read, else errno
+    bool Read(const std::string& path) {
         for (Table& each : tables) {
             VLIBCHashRemoveAll(each.pairs.Get());
             each.isThere = false;
@@ -35,6 +36,7 @@ class Router6File {
                 Fill(tables[static_cast<std::size_t>(place - kNames.begin())], section);
             }
         }
+        return file.has_value();
     }
 
     /// The pairs of a section, or null when there is no such section.

@@ -1,11 +1,14 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <optional>
 
 #include <vexobase/log.h>
+#include <vexobase/replace_file.h>
 #include <vexonetwork/dbus/net_client.h>
 #include <vexonetwork/ipv6/router/router6_lock.h>
 #include <vexonetwork/ipv6/router/router6_prefix.h>
@@ -14,6 +17,7 @@
 
 #include "ipv6/router/router6_file.h"
 #include "ipv6/router/router_names.h"
+#include "ipv6/router/stored_router.h"
 #include "network/interface_name.h"
 #include "utils/sz_containers.h"
 
@@ -25,6 +29,7 @@ using Texts = std::vector<std::string>;
 
 constexpr char kFolder[] = "/etc/sysconfig/networking";
 constexpr char kNames[] = "ipv6-";
+constexpr char kPppoe[] = "pppoe";
 constexpr int kLongestSplit = 64;
 
 /// Places in the daemon's list of IPv6 gateways, asked for once, when the first one is wanted.
@@ -116,6 +121,12 @@ void TakeBack(Router6Attr& router, const std::string& prefix, const std::string&
     }
 }
 
+int RefuseIncomplete(const Router6Attr& router) {
+    VEXO_LOG(LOG_ERR, "The configuration of wan [%s] cannot be read whole, so it is not changed",
+             router.wan.c_str());
+    return -1;
+}
+
 /// Changes a router in memory and in its file, or neither.
 template <typename Change>
 bool SaveChanged(Router6Attr& router, Change change) {
@@ -137,50 +148,77 @@ Router6Prefix::Router6Prefix() {
 }
 
 int Router6Prefix::Load() {
+    auto stored = LoadStored();
+    if (!stored) {
+        return -1;
+    }
+    routers.clear();
+    incomplete.clear();
+    for (StoredRouter& each : *stored) {
+        if (each.attr.wan.empty() && !each.isWhole) {
+            continue;
+        }
+        if (!each.isWhole) {
+            incomplete.insert(each.attr.wan);
+        }
+        routers.push_back(std::move(each.attr));
+    }
+    return 0;
+}
+
+std::optional<std::vector<StoredRouter>> Router6Prefix::LoadStored() {
     vexonetwork::utils::UniqueSzList names(VLIBCSzListAlloc(1024));
     Router6File file;
     if (!names || !file) {
         VEXO_LOG(LOG_ERR, "Failed to allocate list");
-        return -1;
+        return std::nullopt;
     }
     constexpr int kFiles = 2;
     if (VLIBCFileEnumDir(kFolder, kNames, names.Address(), kFiles) < 0) {
         VEXO_LOG(LOG_ERR, "Failed to enum dir (%s/%s)", kFolder, kNames);
-        return -1;
+        return std::nullopt;
     }
     if (!names) {
         VEXO_LOG(LOG_ERR, "Returned list is NULL");
-        return -1;
+        return std::nullopt;
     }
     const Router6Attr::PriorityOf places = GatewayPlaces();
-    std::vector<Router6Attr> loaded;
+    std::vector<StoredRouter> loaded;
     for (int i = 0; i < names->count; ++i) {
+        const char* const ifname = VLIBCSzListGet(names.Get(), i) + std::strlen(kNames);
+        // A file on its way to replace one, or what a power cut has left of it, is no router's.
         auto router =
-            LoadRouter(file, std::string(kFolder) + "/" + VLIBCSzListGet(names.Get(), i), places);
+            vexobase::IsTemporaryName(ifname) ? std::nullopt : LoadRouter(file, ifname, places);
         if (router) {
             loaded.push_back(std::move(*router));
         }
     }
-    routers = std::move(loaded);
-    return 0;
+    return loaded;
 }
 
-std::optional<Router6Attr> Router6Prefix::LoadRouter(Router6File& file, const std::string& path,
-                                                     const Router6Attr::PriorityOf& priorityOf) {
-    file.Read(path);
+std::optional<StoredRouter> Router6Prefix::LoadRouter(Router6File& file, const std::string& ifname,
+                                                      const Router6Attr::PriorityOf& priorityOf) {
+    const std::string path = std::string(kFolder) + "/" + kNames + ifname;
+    StoredRouter router{.ifname = ifname, .attr = {}};
+    if (!file.Read(path) && errno == ENOENT) {
+        return std::nullopt;  // gone since the folder was listed
+    }
     const char* wan = VLIBCSzHashGetValue(file.Find(Router6File::kConf), "wan");
     if (wan == nullptr) {
         VEXO_LOG(LOG_WARNING, "Failed to get wan from %s", path.c_str());
-        return std::nullopt;
+        return router;
     }
-    Router6Attr router(wan, false);
-    // A copy of a router's file, or a file on its way to replace one, is no second router.
-    if (router.GetConfigName() != path) {
+    router.attr = Router6Attr(wan, false);
+    const bool isApart = router.attr.wan == kPppoe
+                         && Router6Attr::ConvertInterface(router.attr.wan).empty()
+                         && !ifname.empty();
+    // A copy of a router's file is no second router.
+    if (!isApart && router.attr.GetConfigName() != path) {
         VEXO_LOG(LOG_WARNING, "%s is not the configuration of its wan [%s], skip", path.c_str(),
                  wan);
         return std::nullopt;
     }
-    router.Take(file, path, priorityOf);
+    router.isWhole = router.attr.Take(file, path, priorityOf) == 0 && !isApart;
     return router;
 }
 
@@ -250,6 +288,9 @@ int Router6Prefix::AllocateLocked(const std::string& prefix, const std::string& 
         if (isHeld || !Offers(router, prefix)) {
             continue;
         }
+        if (!IsWhole(router)) {
+            return RefuseIncomplete(router);
+        }
         if (HasPrefix(router, lan)) {
             VEXO_LOG(LOG_ERR, "%s has a prefix of %s already, deallocate that one first",
                      lan.c_str(), router.wan.c_str());
@@ -275,6 +316,9 @@ int Router6Prefix::DeallocateLocked(const std::string& prefix, const std::string
             continue;
         }
         isHeld = true;
+        if (!IsWhole(router)) {
+            return RefuseIncomplete(router);
+        }
         if (!SaveChanged(router, [&](Router6Attr& changed) { TakeBack(changed, prefix, lan); })) {
             return -1;
         }

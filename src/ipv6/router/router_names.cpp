@@ -11,7 +11,6 @@ bool HasFiles(const std::string& wan) {
 }
 
 AddressLength SplitAddress(const std::string& text) {
-    constexpr int kLongest = 128;
     const auto slash = text.find('/');
     if (slash == text.npos) {
         return {text, std::nullopt};
@@ -19,7 +18,7 @@ AddressLength SplitAddress(const std::string& text) {
     int length = -1;
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data() + slash + 1, end, length);
-    const bool isLength = error == std::errc() && rest == end && length >= 0 && length <= kLongest;
+    const bool isLength = error == std::errc() && rest == end && length >= 0;
     return {text.substr(0, slash), isLength ? length : -1};
 }
 

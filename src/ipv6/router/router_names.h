@@ -25,7 +25,7 @@ inline int WantedPriority(bool isDefaultGateway) {
 /// ADDRESS/LENGTH in its two parts.
 struct AddressLength {
     std::string address;
-    std::optional<int> length;  ///< nothing without a slash, -1 when it is no number up to 128
+    std::optional<int> length;  ///< nothing without a slash, -1 when it is no number from 0
 };
 
 AddressLength SplitAddress(const std::string& text);

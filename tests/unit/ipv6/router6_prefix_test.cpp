@@ -108,6 +108,9 @@ TEST_F(Router6Files, OfOthersAreLeftOut) {
     EXPECT_THAT(Rows(), ElementsAre("2001:db8:1:: half ", "2001:db8:: wan0 "));
     EXPECT_EQ(Router6Prefix().routers.size(), 4U);
     EXPECT_TRUE(log.Has("router6_prefix", "Failed to get wan from " + kFolder + "ipv6-noise"));
+    const std::string half = FileOf("half");
+    EXPECT_EQ(Router6Prefix().Allocate("2001:db8:1::", "eth1"), -1) << "others may have a part";
+    EXPECT_EQ(FileOf("half"), half);
     std::filesystem::remove_all(kFolder);
     EXPECT_THAT(Rows(), IsEmpty());
     EXPECT_TRUE(log.Has("router6_prefix", "Failed to load (some of) IPv6 router config"));
@@ -125,10 +128,13 @@ TEST_F(Router6Files, OfferTwoSubnets) {
     }
     EXPECT_TRUE(log.Has("router6_prefix",
                         "Error: require larger prefix range for splitting (cur: 65, max: 63)"));
-    for (const std::string prefix : {"2001:db8::", "/64", "2001:db8::/64x", "2001:db8::/-1"}) {
+    for (const std::string prefix :
+         {"2001:db8::", "/64", "2001:db8::/64x", "2001:db8::/-1", "2001:db8::/129"}) {
         ASSERT_EQ(Tunnel("wan0", prefix).SaveConfig(), 0);
         EXPECT_THAT(Rows(), IsEmpty());
     }
+    EXPECT_TRUE(log.Has("router6_prefix",
+                        "Error: require larger prefix range for splitting (cur: 129, max: 63)"));
 }
 
 TEST_F(Router6Files, GrantEachSubnetOnce) {

@@ -116,7 +116,9 @@ class Router6 : public testing::Test {
 
 TEST_F(Router6, TunnelComesAndGoes) {
     const Router router = Make("6in4");
-    ASSERT_TRUE(router && router->Create()) << testing::PrintToString(log.Messages());
+    ASSERT_TRUE(router);
+    router->attr.local_addr_v6 += "x";  // what follows the number has never counted
+    ASSERT_TRUE(router->Create()) << testing::PrintToString(log.Messages());
     EXPECT_EQ(ReadFile("/proc/sys/net/ipv6/conf/all/forwarding"), "1\n");
     EXPECT_THAT(
         commands,
@@ -146,9 +148,9 @@ TEST_F(Router6, TunnelThatFailsLeavesNothing) {
     }
     refused.clear();
     const Router router = Make("6in4");
-    router->attr.local_addr_v6 = "2001:db8:f::2/64x";
+    router->attr.local_addr_v6 = "2001:db8:f::2/129";
     ExpectFailure(*router);
-    EXPECT_TRUE(log.Has("6in4", "Failed to add [6in4-wan0] to device 2001:db8:f::2/64x"));
+    EXPECT_TRUE(log.Has("6in4", "Failed to add [6in4-wan0] to device 2001:db8:f::2/129"));
 
     router->attr.local_addr_v6 = "2001:db8:f::2/64";
     ASSERT_EQ(::mount("small", kFolder.c_str(), "tmpfs", 0, "size=4k"), 0);
@@ -158,6 +160,14 @@ TEST_F(Router6, TunnelThatFailsLeavesNothing) {
     ASSERT_EQ(::umount(kFolder.c_str()), 0);
     appliance.StopBus();
     ExpectFailure(*router);
+
+    // One that was configured before is still to be restored.
+    ASSERT_EQ(router->attr.SaveConfig(), 0);
+    ASSERT_TRUE(router->SetSysConfig(true));
+    router->keepsConfiguration = true;
+    EXPECT_FALSE(router->Create());
+    EXPECT_EQ(Load()->attr.lans, router->attr.lans);
+    EXPECT_THAT(ReadFile(kIfcfg), HasSubstr("IPV6ROUTER=yes"));
 }
 
 TEST_F(Router6, ClientForAPrefixComesAndGoes) {

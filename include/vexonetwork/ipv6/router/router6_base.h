@@ -35,6 +35,11 @@ class Router6Base {
 
     Router6Attr attr;
 
+    /// The router was configured before: its configuration and its mark stay when it goes, also
+    /// when a failure takes back what Create has made. So whatever ends a restoring program at
+    /// whatever moment, the router can still be restored.
+    bool keepsConfiguration = false;
+
   protected:
     /// The interface that the WAN means; "" without a PPPoE connection.
     std::string Wan() const { return Router6Attr::ConvertInterface(attr.wan); }

@@ -1,12 +1,16 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include <vexonetwork/ipv6/router/router6_attr.h>
 
 namespace vexo::network::ipv6::router {
+
+struct StoredRouter;
+int ApplyRouter6Lans();
 
 /// A /64 and who has it.
 struct Router6PrefixAttr {
@@ -22,10 +26,13 @@ class Router6Prefix {
     Router6Prefix();
 
     /// Reads the routers' files and asks the daemon once for its list of gateways. A file that
-    /// names no WAN, or is not the one of its WAN, is left out; of one that lacks a section the
-    /// rest counts.
+    /// names no WAN, or is not the one of its WAN, is left out; of one that lacks a section, or
+    /// whose WAN is a PPPoE connection that is down, the rest counts.
     /// @return 0, or -1 when the folder cannot be read; `routers` is then unchanged
     int Load();
+
+    /// Whether a router was read whole: saving any other would lose what its file still has.
+    bool IsWhole(const Router6Attr& router) const { return !incomplete.contains(router.wan); }
 
     /// @return the address in canonical form, or "" when it is no IPv6 address
     static std::string NormalizePrefix(const std::string& text);
@@ -49,10 +56,17 @@ class Router6Prefix {
     std::vector<Router6Attr> routers;  ///< in byte order of their files' names
 
   private:
-    static std::optional<Router6Attr> LoadRouter(Router6File& file, const std::string& path,
-                                                 const Router6Attr::PriorityOf& priorityOf);
+    friend int ApplyRouter6Lans();
+
+    /// What Load reads, also of files that name no WAN.
+    /// @return nothing, with a log line, when the folder cannot be read
+    static std::optional<std::vector<StoredRouter>> LoadStored();
+    static std::optional<StoredRouter> LoadRouter(Router6File& file, const std::string& ifname,
+                                                  const Router6Attr::PriorityOf& priorityOf);
     int AllocateLocked(const std::string& prefix, const std::string& lan);
     int DeallocateLocked(const std::string& prefix, const std::string& lan);
+
+    std::set<std::string> incomplete;  ///< WANs
 };
 
 }  // namespace vexo::network::ipv6::router
