@@ -19,8 +19,7 @@ namespace {
 
 constexpr int kHookGraceMilliseconds = 2'000;
 
-// The longest request, a scan of neighbours that keep silent, takes 20 s; systemd gives the
-// unit 35.
+// No request takes as long once the hooks have ended; systemd gives the unit 35 s.
 constexpr int kLongestEndMilliseconds = 30'000;
 constexpr int kForever = -1;
 

@@ -10,7 +10,6 @@
 #include "facts/entry.h"
 #include "failure.h"
 #include "print/device_list.h"
-#include "print/patience.h"
 #include <CLI/CLI.hpp>
 
 namespace vexonetctl {
@@ -24,14 +23,9 @@ struct DeviceOptions {
     std::string type;
 };
 
-Json::Value AskForDevices(Daemon& daemon, const std::string& source) {
-    const Patience patience("Asking the devices for their names, which takes up to 20 s ...");
-    return daemon.Devices(source);
-}
-
 /// The daemon's spelling of a MAC address; fails when the daemon knows no such device.
 std::string RequireKnown(Daemon& daemon, const std::string& mac) {
-    const Json::Value devices = AskForDevices(daemon, "all");
+    const Json::Value devices = daemon.Devices("all");
     const Json::Value* device = FindDevice(devices, *CanonicalMac(mac));
     if (device == nullptr) {
         throw Failure(kRefused, mac + " is no device of the list; see: vexonetctl device list");
@@ -41,7 +35,7 @@ std::string RequireKnown(Daemon& daemon, const std::string& mac) {
 
 void ListDevices(const DeviceOptions& options) {
     Daemon daemon;
-    const Json::Value devices = AskForDevices(daemon, options.source);
+    const Json::Value devices = daemon.Devices(options.source);
     if (options.json) {
         std::cout << devices.toStyledString();
     } else {
@@ -54,7 +48,7 @@ void LabelDevice(const DeviceOptions& options) {
     const std::string mac = RequireKnown(daemon, options.mac);
     daemon.LabelDevice(mac, options.name, options.type);
     // Asking for all again has the daemon write its file, too.
-    const Json::Value devices = AskForDevices(daemon, "all");
+    const Json::Value devices = daemon.Devices("all");
     const Json::Value* device = FindDevice(devices, *CanonicalMac(mac));
     if (device == nullptr || Text(*device, "userdef_displayName") != options.name
         || Text(*device, "userdef_deviceType") != options.type) {
@@ -105,8 +99,8 @@ void DeclareList(CLI::App& group, Command& chosen) {
     CLI::App* list = group.add_subcommand("list", "Show the devices, also those that have left");
     const auto options =
         Declare(list, chosen, ListDevices,
-                "Devices that do not answer are waited for, up to 20 s. upnp and kelo show what\n"
-                "one scanner has found by itself.\n\n"
+                "A name that a device tells late is in the next list. upnp and kelo show what one\n"
+                "scanner has found by itself.\n\n"
                 "Example: vexonetctl device list --json");
     list->add_option("--source", options->source, "all (the default), upnp or kelo")
         ->type_name("WORD")

@@ -86,7 +86,7 @@ void Daemon::ForgetRouter(const std::string& ifname) {
 }
 
 Json::Value Daemon::Devices(const std::string& source) {
-    // The daemon gives silent devices 20 s, and serves one caller after another.
+    // The daemon serves one caller after another, and hooks may have it wait for 30 s.
     constexpr int kMilliseconds = 60'000;
     std::string reply;
     Json::Value list;

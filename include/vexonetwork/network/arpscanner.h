@@ -1,7 +1,6 @@
 #pragma once
 
-#include <chrono>
-#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,21 +8,27 @@
 
 namespace vexonetwork::network {
 
+class NetbiosNames;
 struct ArpDevice;
 
 /// Lists the devices that the kernel's neighbour table knows on bridges, with the names that the
 /// leases of the DHCP server or the devices themselves (NetBIOS, RFC 1002 section 4.2.17) tell.
 class ArpScanner {
   public:
+    ArpScanner();
+    ~ArpScanner();
+
     /// The one scanner of the process; never destroyed.
     static ArpScanner* Inst();
 
     /// @return 0; a scan runs when its data is asked for, on the thread of who asks
     int Start() { return 0; }
-    void Stop() {}
 
-    /// Scans anew. Devices that do not answer are waited for, 20 s at most in all, and then not
-    /// asked for a minute.
+    /// Nothing is to be stopped but questions that nobody waits for any more.
+    void Stop();
+
+    /// Scans anew. Names that devices are asked for are waited for a second at most; what they
+    /// answer later is in the next scan's data.
     /// @return {"ClientList": [...]} with "macAddr", "ipAddr", "netif" and, of devices with a name,
     ///         "friendlyName"; empty when the appliance's network role is below 2
     Json::Value GetData();
@@ -45,13 +50,11 @@ class ArpScanner {
   private:
     int Append(const std::vector<ArpDevice>& devices);
     std::vector<std::string> FindNames(const std::vector<ArpDevice>& devices);
-    bool IsSilent(const std::string& address) const;
     int Update(const ArpDevice& device, const std::string& name);
 
     ClientList clientList;
     int topology = 0;  ///< the network role at the last scan
-    /// Who has kept silent, and until when nobody waits for it again.
-    std::map<std::string, std::chrono::steady_clock::time_point> silent;
+    std::unique_ptr<NetbiosNames> netbiosNames;
 };
 
 }  // namespace vexonetwork::network

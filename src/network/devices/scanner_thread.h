@@ -7,10 +7,11 @@
 
 namespace vexonetwork::network {
 
-/// The thread of a scanner. It may be started again after its end.
+/// The thread of a scanner. It may be started again when it was stopped.
 class ScannerThread {
   public:
-    /// What the thread does until the descriptor, which is never read, becomes readable.
+    /// What the thread does until the descriptor, which is never read, becomes readable. After an
+    /// exception it is begun anew, soon at first and then within a minute, with a log line.
     using Work = std::function<void(int stop)>;
 
     ScannerThread() = default;
@@ -18,8 +19,8 @@ class ScannerThread {
     ScannerThread(const ScannerThread&) = delete;
     ScannerThread& operator=(const ScannerThread&) = delete;
 
-    /// Starts the thread; one that runs goes on. An exception of its work ends it with a log line.
-    /// @param name  for debuggers, at most 15 bytes
+    /// Starts the thread; one that runs goes on.
+    /// @param name  for the log and debuggers, at most 15 bytes
     /// @return 0, or -1 after a log line
     int Start(const char* name, Work work);
 

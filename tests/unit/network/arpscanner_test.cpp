@@ -1,13 +1,17 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <future>
 #include <set>
+#include <stdexcept>
+#include <thread>
 
 #include <vexonetwork/network/arpscanner.h>
 #include <vlib/exec.h>
 
 #include "network/devices/device_texts.h"
-#include "network/devices/neighbours/netbios_lookups.h"
+#include "network/devices/neighbours/netbios_names.h"
+#include "network/devices/scanner_thread.h"
 #include "network/devices/side_by_side.h"
 #include "support/appliance.h"
 #include "support/event_queue.h"
@@ -102,11 +106,21 @@ TEST(ArpScannerTest, ProgramsThatHangOrFloodAreGivenUpTogether) {
                 "*.3) exec >&- sleep 1000 ;;\n*.4) echo ' LATE <ACTIVE>'; exec sleep 1000 ;;\n"
                 "*.5) exec cat /dev/urandom ;;\n*.6) until [ $(wc -l </tmp/begun) = 6 ]; do "
                 "sleep 0.01; done; echo -n 'SIX <ACTIVE>' ;;\n*) exec sleep 1000 ;;\nesac");
-    const std::optional<std::string> silent;
+    const Arguments addresses =
+        Words("192.0.2.2 192.0.2.3 192.0.2.4 192.0.2.5 192.0.2.6 192.0.2.7 --option");
     const int descriptors = OpenDescriptors();
-    EXPECT_THAT(LookUpNetbiosNames({"192.0.2.2", "192.0.2.3", "192.0.2.4", "192.0.2.5", "192.0.2.6",
-                                    "192.0.2.7", "--option"}),
-                ElementsAre(silent, "", "LATE", silent, "SIX", silent, ""));
+    {
+        NetbiosNames names;
+        EXPECT_THAT(names.Find(addresses, std::chrono::minutes(1)),
+                    ElementsAre("", "", "LATE", "", "SIX", "", ""));
+        EXPECT_EQ(ChildrenOf(::getpid()), "");
+        std::thread end([&names] {
+            EXPECT_TRUE(Eventually([] { return ReadFile("/tmp/begun").size() == 7; }));
+            names.Stop();
+        });
+        EXPECT_THAT(names.Find({"192.0.2.8"}, std::chrono::hours(1)), ElementsAre(""));
+        end.join();
+    }
     EXPECT_EQ(ChildrenOf(::getpid()), "");
     EXPECT_EQ(OpenDescriptors(), descriptors);
 }
@@ -122,6 +136,21 @@ TEST(SideBySideTest, AFailedReadIsNoWholeAnswer) {
     ASSERT_EQ(::poll(events.data(), 1, 60'000), 1);
     programs.Serve(events);
     EXPECT_TRUE(programs.IsIdle() && !isWhole);
+}
+
+TEST(ScannerThreadTest, WorkThatFailsIsBegunAnew) {
+    const SyslogSpy log;
+    std::promise<void> third;
+    ScannerThread thread;
+    thread.Start("scanner", [&third, turn = 0](int /*stop*/) mutable {
+        if (++turn < 3) {
+            throw std::runtime_error("no memory");
+        }
+        third.set_value();
+    });
+    EXPECT_EQ(third.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+    EXPECT_THAT(log.Messages(), ElementsAre("scanner has failed and begins anew: no memory",
+                                            "scanner has failed and begins anew: no memory"));
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <malloc.h>
 #include <syslog.h>
@@ -5,6 +6,7 @@
 
 #include <thread>
 
+#include <vexobase/unique_fd.h>
 #include <vexonetwork/network/module/devicelist_module.h>
 #include <vexonetwork/utils/json_reader.h>
 
@@ -15,6 +17,7 @@ namespace vexotest {
 namespace {
 
 using namespace testing;
+using vexobase::UniqueFd;
 using vexonetwork::network::module::DeviceListModule;
 
 const std::string kFile = "/tmp/connectionlist_upnpscanner.json";
@@ -123,6 +126,29 @@ TEST(DeviceListModuleTest, NeighboursAreAddedAndTheOthersOnlyEnrichThem) {
     EXPECT_EQ(Ask(next, R"({"method": "del", "macAddr": "02:00:00:00:00:03"})"), 0);
     EXPECT_THAT(All(next), SizeIs(1));
     next.TerminateModule();
+}
+
+TEST(DeviceListModuleTest, ADeviceThatIsSlowToTellItsNameHoldsNobodyUp) {
+    MakeLan();
+    DeviceListModule module;
+    module.InitialModule();
+    EXPECT_THAT(All(module), SizeIs(2));
+    Must("mkfifo /tmp/go");
+    const UniqueFd go(::open("/tmp/go", O_RDWR | O_CLOEXEC));
+    WriteScript("/usr/local/bin/nmblookup",
+                "echo >>/tmp/begun\nread go </tmp/go\necho \"$go <ACTIVE>\"");
+    std::thread lister([&] { EXPECT_THAT(All(module), SizeIs(2)); });
+    EXPECT_TRUE(Eventually([] { return ReadFile("/tmp/begun") == "\n\n"; }));
+    EXPECT_EQ(Ask(module, R"({"method": "set", "macAddr": "02:00:00:00:00:03",
+                              "userdef_displayName": "Mine", "userdef_deviceType": "lamp"})"),
+              0);
+    lister.join();
+    // Nobody has waited for the programs: they are there and come to their end.
+    EXPECT_EQ(::write(go.Get(), "SLOW\nSLOW\n", 10), 10);
+    EXPECT_TRUE(Eventually([&] {
+        return All(module)["02:00:00:00:00:03"]["displayName"] == "SLOW";
+    })) << "it comes with a later list";
+    module.TerminateModule();
 }
 
 TEST(DeviceListModuleTest, GoesOnAfterUnknownDevicesWereDeletedBySeveralAtOnce) {

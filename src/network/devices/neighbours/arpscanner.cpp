@@ -9,14 +9,18 @@
 #include <vlib/net.h>
 
 #include "network/devices/device_texts.h"
-#include "network/devices/neighbours/netbios_lookups.h"
+#include "network/devices/neighbours/netbios_names.h"
 
 namespace vexonetwork::network {
 
 namespace {
 
 constexpr char kArpTable[] = "/proc/net/arp";
-constexpr auto kSilence = std::chrono::minutes(1);
+
+/// Others wait while a list is made, and most devices do not answer.
+constexpr auto kNamesInList = std::chrono::seconds(1);
+constexpr auto kNameAlone = std::chrono::seconds(5);
+
 constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
 
 // Network roles of the appliance.
@@ -44,9 +48,17 @@ void AskLeases(NamesByMac& names) {
 
 }  // namespace
 
+ArpScanner::ArpScanner() : netbiosNames(std::make_unique<NetbiosNames>()) {}
+
+ArpScanner::~ArpScanner() = default;
+
 ArpScanner* ArpScanner::Inst() {
     static ArpScanner* const scanner = new ArpScanner;
     return scanner;
+}
+
+void ArpScanner::Stop() {
+    netbiosNames->Stop();
 }
 
 Json::Value ArpScanner::GetData() {
@@ -88,7 +100,7 @@ void ArpScanner::GetDHCPInfoByMAC(const std::string& mac, std::string& name) {
 }
 
 void ArpScanner::GetNmbInfoByIP(const std::string& ip, std::string& name) {
-    const std::string found = LookUpNetbiosNames({ip}).front().value_or("");
+    const std::string found = netbiosNames->Find({ip}, kNameAlone).front();
     if (!found.empty()) {
         name = found;
     }
@@ -114,32 +126,21 @@ std::vector<std::string> ArpScanner::FindNames(const std::vector<ArpDevice>& dev
         }
         AskLeases(leased);
     }
-    std::vector<std::string> names(devices.size());
-    std::vector<std::size_t> nameless;
-    std::vector<std::string> addresses;
-    for (std::size_t i = 0; i < devices.size(); ++i) {
-        names[i] = leased[devices[i].mac];
-        if (names[i].empty() && !IsSilent(devices[i].address)) {
-            nameless.push_back(i);
-            addresses.push_back(devices[i].address);
+    std::vector<std::string> names;
+    std::vector<std::string> nameless;
+    for (const ArpDevice& device : devices) {
+        if (names.emplace_back(leased[device.mac]).empty()) {
+            nameless.push_back(device.address);
         }
     }
-    const auto asked = LookUpNetbiosNames(addresses);
-    const auto now = std::chrono::steady_clock::now();
-    for (std::size_t i = 0; i < nameless.size(); ++i) {
-        names[nameless[i]] = asked[i].value_or("");
-        if (!asked[i]) {
-            silent[addresses[i]] = now + kSilence;
+    const std::vector<std::string> told = netbiosNames->Find(nameless, kNamesInList);
+    auto next = told.begin();
+    for (std::string& name : names) {
+        if (name.empty()) {
+            name = *next++;
         }
     }
-    std::erase_if(silent, [now](const auto& each) { return each.second <= now; });
     return names;
-}
-
-/// One that is silent would have everybody wait who asks for the devices, each time.
-bool ArpScanner::IsSilent(const std::string& address) const {
-    const auto found = silent.find(address);
-    return found != silent.end() && std::chrono::steady_clock::now() < found->second;
 }
 
 int ArpScanner::Update(const ArpDevice& device, const std::string& name) {
