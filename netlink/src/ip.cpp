@@ -1,6 +1,7 @@
 #include "vexonetlink/ip.h"
 
-#include <arpa/inet.h>
+#include <cstring>
+#include <span>
 
 namespace vexonetlink {
 
@@ -17,36 +18,9 @@ Bytes BytesOf(const IpAddress& address) {
     return std::as_bytes(std::span(address.bytes)).first(address ? AddressSize(address.family) : 0);
 }
 
-IpAddress FromInet(in_addr address) {
-    return ToAddress(AF_INET, std::as_bytes(std::span(&address, 1)));
-}
-
-IpAddress FromInet(const in6_addr& address) {
-    return ToAddress(AF_INET6, std::as_bytes(std::span(&address, 1)));
-}
-
-in_addr ToInet4(const IpAddress& address) {
-    in_addr inet{};
-    if (address.family == AF_INET) {
-        std::memcpy(&inet, address.bytes.data(), sizeof inet);
-    }
-    return inet;
-}
-
-in6_addr ToInet6(const IpAddress& address) {
-    in6_addr inet{};
-    if (address.family == AF_INET6) {
-        std::memcpy(&inet, address.bytes.data(), sizeof inet);
-    }
-    return inet;
-}
-
-std::string ToText(const IpAddress& address) {
-    char text[INET6_ADDRSTRLEN] = "";
-    if (address) {
-        ::inet_ntop(address.family, address.bytes.data(), text, sizeof text);
-    }
-    return text;
+IpPrefix WithNetwork(const IpPrefix& prefix, Bytes bytes) {
+    const IpAddress network = ToAddress(prefix.Family(), bytes);
+    return network ? IpPrefix(network, prefix.Length()) : prefix;
 }
 
 }  // namespace vexonetlink

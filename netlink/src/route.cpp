@@ -80,10 +80,10 @@ void ReadAttribute(const Attribute& attribute, Route& route) {
             route.table = number(route.table);
             break;
         case RTA_DST:
-            route.destination.address.bytes = ToAddress(family, payload).bytes;
+            route.destination = WithNetwork(route.destination, payload);
             break;
         case RTA_SRC:
-            route.source.address = ToAddress(family, payload);
+            route.source = WithNetwork(route.source, payload);
             break;
         case RTA_PRIORITY:
             route.metric = number(0U);
@@ -118,8 +118,8 @@ void ReadAttribute(const Attribute& attribute, Route& route) {
 }
 
 void PutPrefix(Request& request, std::uint16_t type, const IpPrefix& prefix) {
-    if (prefix.length != 0) {
-        request.Put(type, BytesOf(prefix.address));
+    if (prefix.Length() != 0) {
+        request.Put(type, BytesOf(prefix.Network()));
     }
 }
 
@@ -191,8 +191,8 @@ void PutOthers(Request& request, const Route& route) {
 rtmsg HeaderOf(const Route& route) {
     rtmsg header{};
     header.rtm_family = static_cast<unsigned char>(route.Family());
-    header.rtm_dst_len = route.destination.length;
-    header.rtm_src_len = route.source.length;
+    header.rtm_dst_len = route.destination.Length();
+    header.rtm_src_len = route.source.Length();
     header.rtm_tos = route.tos;
     header.rtm_table = RT_TABLE_UNSPEC;
     header.rtm_protocol = route.protocol;
@@ -214,8 +214,9 @@ std::optional<Route> ReadRoute(const Message& message) {
     Route route;
     route.isNew = message.type == RTM_NEWROUTE;
     route.table = header->rtm_table;
-    route.destination = {{header->rtm_family, {}}, header->rtm_dst_len};
-    route.source.length = header->rtm_src_len;
+    const IpAddress any{header->rtm_family, {}};
+    route.destination = {any, header->rtm_dst_len};
+    route.source = header->rtm_src_len == 0 ? IpPrefix() : IpPrefix(any, header->rtm_src_len);
     route.tos = header->rtm_tos;
     route.protocol = header->rtm_protocol;
     route.scope = header->rtm_scope;

@@ -20,10 +20,10 @@ void ReadAttribute(const Attribute& attribute, Rule& rule) {
             rule.priority = number(0);
             break;
         case FRA_SRC:
-            rule.source.address.bytes = ToAddress(rule.Family(), payload).bytes;
+            rule.source = WithNetwork(rule.source, payload);
             break;
         case FRA_DST:
-            rule.destination.address = ToAddress(rule.Family(), payload);
+            rule.destination = WithNetwork(rule.destination, payload);
             break;
         case FRA_TABLE:
             rule.table = number(rule.table);
@@ -57,8 +57,8 @@ void ReadAttribute(const Attribute& attribute, Rule& rule) {
 }
 
 void PutPrefix(Request& request, std::uint16_t type, const IpPrefix& prefix) {
-    if (prefix.length != 0) {
-        request.Put(type, BytesOf(prefix.address));
+    if (prefix.Length() != 0) {
+        request.Put(type, BytesOf(prefix.Network()));
     }
 }
 
@@ -77,8 +77,8 @@ void PutUnlessZero(Request& request, std::uint16_t type, std::uint32_t value) {
 fib_rule_hdr HeaderOf(const Rule& rule) {
     fib_rule_hdr header{};
     header.family = static_cast<std::uint8_t>(rule.Family());
-    header.src_len = rule.source.length;
-    header.dst_len = rule.destination.length;
+    header.src_len = rule.source.Length();
+    header.dst_len = rule.destination.Length();
     header.tos = rule.tos;
     header.action = rule.action;
     header.flags = rule.flags & ~kReportedFlags;
@@ -96,8 +96,9 @@ std::optional<Rule> ReadRule(const Message& message) {
     }
     Rule rule;
     rule.isNew = message.type == RTM_NEWRULE;
-    rule.source = {{header->family, {}}, header->src_len};
-    rule.destination.length = header->dst_len;
+    const IpAddress any{header->family, {}};
+    rule.source = {any, header->src_len};
+    rule.destination = header->dst_len == 0 ? IpPrefix() : IpPrefix(any, header->dst_len);
     rule.table = header->table;
     rule.tos = header->tos;
     rule.action = header->action;

@@ -1,8 +1,8 @@
-#include <arpa/inet.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include <vexobase/ip_prefix.h>
 
 #include "commands/commands.h"
 #include "commands/route_work.h"
@@ -13,36 +13,27 @@ namespace vexonetctl {
 namespace {
 
 std::string CheckAddress(const std::string& text) {
-    in6_addr address{};
-    return ::inet_pton(AF_INET, text.c_str(), &address) == 1
-                   || ::inet_pton(AF_INET6, text.c_str(), &address) == 1
+    return vexobase::ParseAddress(AF_INET, text) || vexobase::ParseAddress(AF_INET6, text)
                ? ""
                : "'" + text + "' is no address such as 192.0.2.1 or 2001:db8::1";
 }
 
-std::string CheckNumber(const std::string& text, unsigned long most) {
-    constexpr std::size_t kMaxDigits = 10;
-    return !text.empty() && text.size() <= kMaxDigits
-                   && text.find_first_not_of("0123456789") == text.npos && std::stoul(text) <= most
-               ? ""
-               : "'" + text + "' is no number from 0 to " + std::to_string(most);
-}
-
 std::string CheckMetric(const std::string& text) {
     constexpr unsigned long kMaxMetric = 0xffffffff;
-    return CheckNumber(text, kMaxMetric);
+    constexpr std::size_t kMaxDigits = 10;
+    return !text.empty() && text.size() <= kMaxDigits
+                   && text.find_first_not_of("0123456789") == text.npos
+                   && std::stoul(text) <= kMaxMetric
+               ? ""
+               : "'" + text + "' is no number from 0 to " + std::to_string(kMaxMetric);
 }
 
 std::string CheckDestination(const std::string& text) {
-    const auto slash = text.find('/');
-    if (text == "default") {
-        return "";
-    }
-    if (std::string why = CheckAddress(text.substr(0, slash)); !why.empty()) {
-        return "'" + text + "' is no network such as 10.20.0.0/16, no address and not 'default'";
-    }
-    const unsigned long bits = text.find(':') == text.npos ? 32 : 128;
-    return slash == text.npos ? "" : CheckNumber(text.substr(slash + 1), bits);
+    constexpr auto kMasked = vexobase::HostBits::kMasked;
+    return text == "default" || vexobase::ParsePrefix(AF_INET, text, kMasked)
+                   || vexobase::ParsePrefix(AF_INET6, text, kMasked)
+               ? ""
+               : "'" + text + "' is no network such as 10.20.0.0/16, no address and not 'default'";
 }
 
 /// Accepts "none" besides what `Check` does.

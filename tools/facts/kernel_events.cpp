@@ -37,11 +37,6 @@ vexonetlink::Socket Listen() {
     return std::move(*socket);
 }
 
-std::string ToText(const vexonetlink::IpPrefix& prefix) {
-    return prefix.length == 0 ? "default"
-                              : ToText(prefix.address) + "/" + std::to_string(prefix.length);
-}
-
 std::string StateOf(unsigned flags) {
     std::string state = "down";
     if ((flags & IFF_UP) != 0) {
@@ -153,7 +148,7 @@ std::optional<Event> KernelEvents::OfRoute(const Route& route) {
     }
     const std::string ifname = route.oif == 0 ? "" : NameOf(route.oif);
     const std::string gateway = ToText(route.gateway);
-    const std::string destination = ToText(route.destination);
+    const std::string destination = ToRouteText(route.destination);
     Event event{"route", destination, {}};
     event.text += gateway.empty() ? "" : " via " + gateway;
     event.text += ifname.empty() ? "" : " dev " + ifname;

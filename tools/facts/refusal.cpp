@@ -5,6 +5,7 @@
 #include <array>
 
 #include <vexo/net_interface.h>
+#include <vexobase/ip_address.h>
 #include <vexonetwork/utils/json_reader.h>
 
 #include "facts/ip_reply.h"
@@ -21,9 +22,8 @@ bool HasAddressV4(const std::string& ifname) {
 
 /// An IPv6 gateway of this kind is a neighbour on every interface.
 bool IsLinkLocal(const Family& family, const std::string& gateway) {
-    in6_addr address{};
-    return family.number == AF_INET6 && ::inet_pton(AF_INET6, gateway.c_str(), &address) == 1
-           && IN6_IS_ADDR_LINKLOCAL(&address);
+    const auto address = vexobase::ParseAddress(family.number, gateway);
+    return address && IsLinkLocalV6(*address);
 }
 
 std::string WhyNoNeighbour(const Family& family, const std::string& ifname,

@@ -1,14 +1,13 @@
 #include "facts/validation.h"
 
-#include <arpa/inet.h>
 #include <net/if.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
 #include <limits>
 #include <optional>
 #include <string_view>
+
+#include <vexobase/ip_prefix.h>
 
 #include "failure.h"
 
@@ -20,38 +19,28 @@ constexpr int kFirst = 0;
 constexpr int kLast = -1;
 constexpr int kKeep = -2;
 
-using AddressBytes = std::array<std::uint8_t, sizeof(in6_addr)>;
-
-std::optional<AddressBytes> ParseAddress(const Family& family, const std::string& text) {
-    AddressBytes bytes{};
-    if (::inet_pton(family.number, text.c_str(), bytes.data()) != 1) {
-        return std::nullopt;
-    }
-    return bytes;
-}
+using vexobase::IpPrefix;
+using vexobase::ParseAddress;
+using vexobase::ParsePrefix;
 
 bool IsBlankOrControl(unsigned char c) {
     return c <= ' ' || c == 0x7f;
 }
 
-/// Of ADDRESS/LENGTH in IPv6; none when it is something else, or longer than that.
-std::optional<int> LengthOfPrefix(const std::string& text, int longest) {
-    const auto slash = std::min(text.find('/'), text.size());
-    const std::string digits = text.substr(std::min(slash + 1, text.size()));
-    if (!ParseAddress(kFamilies[1], text.substr(0, slash)) || digits.empty() || digits.size() > 3
-        || digits.find_first_not_of("0123456789") != digits.npos) {
-        return std::nullopt;
-    }
-    const int length = std::stoi(digits);
-    return length > 0 && length <= longest ? std::optional(length) : std::nullopt;
+/// The network of ADDRESS/LENGTH in IPv6; none when it is something else, or longer than that.
+std::optional<IpPrefix> PrefixV6(const std::string& text, int longest) {
+    const auto prefix = ParsePrefix(AF_INET6, text, vexobase::HostBits::kMasked);
+    const bool isOne = prefix && text.find('/') != text.npos && prefix->Length() > 0
+                       && prefix->Length() <= longest;
+    return isOne ? prefix : std::nullopt;
 }
 
 /// Whether LANs could be given a part of it: no multicast, no link-local or reserved address.
-bool IsForLans(const AddressBytes& prefix) {
-    constexpr std::uint8_t kReserved = 0;
-    constexpr std::uint8_t kMulticast = 0xff;
-    const bool isLinkLocal = prefix[0] == 0xfe && (prefix[1] & 0xc0) == 0x80;
-    return prefix[0] != kReserved && prefix[0] != kMulticast && !isLinkLocal;
+bool IsForLans(const IpPrefix& prefix) {
+    constexpr const char* kOthers[] = {"::/8", "fe80::/10", "ff00::/8"};
+    return std::ranges::none_of(kOthers, [&prefix](const char* other) {
+        return prefix.Overlaps(*ParsePrefix(AF_INET6, other, vexobase::HostBits::kRefused));
+    });
 }
 
 std::optional<int> ToPriority(std::string_view word) {
@@ -97,32 +86,31 @@ std::string CheckOnOrOff(const std::string& word) {
 }
 
 std::string CheckAddressV4(const std::string& word) {
-    return ParseAddress(kFamilies[0], word) ? ""
-                                            : "'" + word + "' is no IPv4 address such as 192.0.2.1";
+    return ParseAddress(AF_INET, word) ? "" : "'" + word + "' is no IPv4 address such as 192.0.2.1";
 }
 
 std::string CheckAddressLengthV6(const std::string& word) {
     constexpr int kLongest = 128;
-    return LengthOfPrefix(word, kLongest)
+    return PrefixV6(word, kLongest)
                ? ""
                : "'" + word + "' is no IPv6 address with a length such as 2001:db8::2/64";
 }
 
 std::string CheckRoutedPrefix(const std::string& word) {
     constexpr int kLongest = 64;
-    if (!LengthOfPrefix(word, kLongest)) {
+    const auto prefix = PrefixV6(word, kLongest);
+    if (!prefix) {
         return "'" + word + "' is no prefix of at most 64 bits such as 2001:db8:8::/48";
     }
-    const auto address = ParseAddress(kFamilies[1], word.substr(0, word.find('/')));
-    return address && IsForLans(*address)
+    return IsForLans(*prefix)
                ? ""
                : "'" + word
                      + "' is no prefix that hosts of a LAN can have, such as 2001:db8:8::/48";
 }
 
 std::string CheckLanPrefix(const std::string& word) {
-    const bool isAddress = ParseAddress(kFamilies[1], word).has_value();
-    return isAddress || (word.ends_with("/64") && LengthOfPrefix(word, 64))
+    const bool isAddress = ParseAddress(AF_INET6, word).has_value();
+    return isAddress || (word.ends_with("/64") && PrefixV6(word, 64))
                ? ""
                : "'" + word + "' is no /64 such as 2001:db8:8::; see: vexonetctl prefix list";
 }
@@ -132,8 +120,8 @@ int PriorityNumber(const std::string& word) {
 }
 
 bool SameAddress(const Family& family, const std::string& one, const std::string& other) {
-    const auto bytes = ParseAddress(family, one);
-    return bytes ? bytes == ParseAddress(family, other) : one == other;
+    const auto address = ParseAddress(family.number, one);
+    return address ? address == ParseAddress(family.number, other) : one == other;
 }
 
 std::string CheckedAddress(const Family& family, const std::string& option,
@@ -141,7 +129,7 @@ std::string CheckedAddress(const Family& family, const std::string& option,
     if (text == "none") {
         return "";
     }
-    if (!ParseAddress(family, text)) {
+    if (!ParseAddress(family.number, text)) {
         const bool v4 = family.number == AF_INET;
         throw Failure(kWrongUsage, option + ": '" + text + "' is no " + family.name
                                        + " address such as "

@@ -34,7 +34,7 @@ struct Route {
     std::uint8_t scope = 0;     ///< RT_SCOPE_…
     std::uint8_t tos = 0;
     std::uint32_t flags = 0;         ///< RTM_F_… and RTNH_F_…
-    IpPrefix source = {};            ///< of packets; its address is none for all
+    IpPrefix source = {};            ///< of packets; none for all
     IpAddress preferredSource = {};  ///< of what this machine sends
     std::vector<NextHop> hops = {};  ///< of a multipath route, which has no gateway and oif itself
     std::uint32_t nextHopId = 0;     ///< of a next hop object
@@ -44,7 +44,7 @@ struct Route {
     /// Attributes without a field here, to be written back unchanged.
     std::vector<std::byte> others = {};
 
-    int Family() const { return destination.address.family; }
+    int Family() const { return destination.Family(); }
     bool operator==(const Route&) const = default;
 };
 

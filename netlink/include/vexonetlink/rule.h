@@ -20,7 +20,7 @@ struct Rule {
     std::int32_t suppressedLength = -1;  ///< routes of this length and shorter do not count
     std::uint8_t protocol = 0;           ///< RTPROT_…: who has put it there
     std::uint8_t action = 1;             ///< FR_ACT_…; 1: to the table
-    IpPrefix destination = {};           ///< its address is none for all
+    IpPrefix destination = {};           ///< none for all
     std::uint8_t tos = 0;
     std::uint32_t flags = 0;  ///< FIB_RULE_…
     std::string iif = {};     ///< "" for any
@@ -31,7 +31,7 @@ struct Rule {
     bool isNew = true;                   ///< false when it is told to be gone
     std::vector<std::byte> others = {};  ///< attributes without a field here, to be written back
 
-    int Family() const { return source.address.family; }
+    int Family() const { return source.Family(); }
     auto operator<=>(const Rule&) const = default;
 };
 

@@ -40,8 +40,8 @@ std::optional<std::vector<Route>> OurRoutes() {
 
 int Refused(const char* what, const IpPrefix& prefix) {
     const std::string why = std::strerror(errno);
-    VEXO_LOG(LOG_ERR, "Failed to %s the unreachable route of %s/%d: %s", what,
-             ToText(prefix.address).c_str(), prefix.length, why.c_str());
+    VEXO_LOG(LOG_ERR, "Failed to %s the unreachable route of %s: %s", what, ToText(prefix).c_str(),
+             why.c_str());
     return -1;
 }
 

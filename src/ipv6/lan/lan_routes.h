@@ -10,7 +10,7 @@ namespace vexo::network::ipv6::router {
 /// prefixes. Without one a packet would go to and fro with the provider's router until its hops are
 /// used up (RFC 7084, WPD-5). The routes are marked by their protocol and have the lowest priority;
 /// routes of others stay, and what is so already is not touched.
-/// @param prefixes  of IPv6, the bits past their lengths zero
+/// @param prefixes  of IPv6
 /// @return 0, or -1 with a log line for each that the kernel refused; the others are done
 int PutLanRoutes(const std::vector<vexonetlink::IpPrefix>& prefixes);
 

@@ -163,7 +163,7 @@ void UplinkLinks::RemoveDefaults(const std::vector<unsigned>& indices) {
     vexonetlink::Batch batch(*requests);
     std::size_t count = 0;
     for (const Route& route : *routes) {
-        if (route.destination.length == 0
+        if (route.destination.Length() == 0
             && std::ranges::find(indices, route.oif) != indices.end()) {
             batch.Add(vexonetlink::RouteRequest(RTM_DELROUTE, 0, route));
             ++count;

@@ -52,7 +52,7 @@ std::optional<DefaultRoutes> MainDefaults::List() {
         *socket, {.family = family, .table = RT_TABLE_MAIN, .defaultOnly = true});
     if (routes) {
         std::erase_if(*routes, [](const DefaultRoute& route) {
-            return route.source.length != 0 || (route.flags & RTM_F_CLONED) != 0;
+            return route.source.Length() != 0 || (route.flags & RTM_F_CLONED) != 0;
         });
         std::ranges::for_each(*routes, DropStates);
     }

@@ -51,14 +51,14 @@ inline Rule OurRule(std::uint32_t priority, const Prefix& source, std::uint32_t 
 
 /// Whether a rule looks at nothing but the source, as ours do.
 inline bool IsBySource(const Rule& rule) {
-    return rule.action == FR_ACT_TO_TBL && rule.destination.length == 0 && rule.iif.empty()
+    return rule.action == FR_ACT_TO_TBL && rule.destination.Length() == 0 && rule.iif.empty()
            && rule.oif.empty() && rule.mark == 0 && rule.markMask == 0;
 }
 
 /// One address of an interface, and what is connected through it.
 struct ConnectedAddress {
     unsigned index = 0;
-    Prefix local;          ///< with the prefix length of its network
+    Address local;
     Prefix network;        ///< on a point-to-point link the other end
     bool connects = true;  ///< false where the address was set without a route to its network
 };

@@ -53,13 +53,12 @@ Scope ScopeOf(IPType type, std::optional<std::uint32_t> number, const std::vecto
 
 std::optional<Prefix> ParseSource(IPType type, const std::string& source) {
     const int family = FamilyOf(type);
-    return source == "all" ? std::optional(Everything(family)) : ParsePrefix(family, source);
+    return source == "all" ? Prefix::All(family) : ParsePrefix(family, source, HostBits::kMasked);
 }
 
 RoutingState Wanted(const std::vector<PolicyTableRoute>& routes, std::uint32_t number,
-                    const Prefix& source) {
+                    const Prefix& from) {
     RoutingState wanted;
-    const Prefix from = NetworkOf(source);
     wanted.rules = {OurRule(kTableNetworksPriority, from, number, DefaultRoutes::DO_NOT_COUNT),
                     OurRule(kTableMainPriority, from, kMainTable, DefaultRoutes::DO_NOT_COUNT),
                     OurRule(kTablePriority, from, number)};

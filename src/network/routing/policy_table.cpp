@@ -1,5 +1,6 @@
 #include "network/routing/policy_table.h"
 
+#include <algorithm>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -17,11 +18,18 @@ constexpr std::string_view kKeys[] = {"destination", "gateway", "ifname", "metri
 std::optional<IPType> TypeOf(const std::string& destination, const std::string& gateway) {
     const std::string& text = destination == "default" ? gateway : destination;
     for (const IPType type : kTypes) {
-        if (ParsePrefix(FamilyOf(type), text)) {
+        if (ParsePrefix(FamilyOf(type), text, HostBits::kMasked)) {
             return type;
         }
     }
     return std::nullopt;
+}
+
+bool IsLoopback(const Prefix& prefix) {
+    static const Prefix kLoopbacks[] = {*ParsePrefix(AF_INET, "127.0.0.0/8", HostBits::kRefused),
+                                        *ParsePrefix(AF_INET6, "::1", HostBits::kRefused)};
+    return std::ranges::any_of(kLoopbacks,
+                               [&](const Prefix& each) { return each.Contains(prefix); });
 }
 
 ReadTableRoute Fault(std::optional<IPType> type, const std::string& fault) {
@@ -42,7 +50,7 @@ ReadTableRoute ReadPolicyTableRoute(const Section& section) {
     const int family = FamilyOf(*type);
     const auto via = gateway.empty() ? Address() : ParseAddress(family, gateway);
     const auto number = metric.empty() ? 0 : ParseNumber(metric);
-    PolicyTableRoute route{section.Name(), Everything(family), {}, section.Value("ifname"), 0};
+    PolicyTableRoute route{section.Name(), Prefix::All(family), {}, section.Value("ifname"), 0};
     if (!via) {
         return Fault(type, "its gateway is no address of its destination's family");
     }
@@ -53,13 +61,13 @@ ReadTableRoute ReadPolicyTableRoute(const Section& section) {
         return Fault(type, "its ifname is no name of an interface");
     }
     if (destination != "default") {
-        route.destination = NetworkOf(*ParsePrefix(family, destination));
+        route.destination = *ParsePrefix(family, destination, HostBits::kMasked);
     }
     route.gateway = IsUnspecified(*via) ? Address() : *via;
     if (!route.gateway && route.ifname.empty()) {
         return Fault(type, "it has neither a gateway nor an interface");
     }
-    if (IsLinkLocal(route.gateway) && route.ifname.empty()) {
+    if (IsLinkLocalV6(route.gateway) && route.ifname.empty()) {
         return Fault(type, "its gateway is of one link only, so that it needs an interface too");
     }
     if (IsLoopback(route.destination)) {

@@ -21,7 +21,7 @@ constexpr int FamilyOf(IPType type) {
 /// One route of a policy table's file.
 struct PolicyTableRoute {
     std::string section;
-    Prefix destination;  ///< of its network: host bits cleared
+    Prefix destination;
     Address gateway;     ///< none: by the device alone
     std::string ifname;  ///< empty: the one that reaches the gateway
     std::uint32_t metric = 0;

@@ -35,8 +35,8 @@ Request RequestFor(Action action, const Rule& rule) {
 
 ConnectedAddress ToConnected(const vexonetlink::InterfaceAddress& address) {
     return {address.index,
-            {address.local, address.prefixLength},
-            NetworkOf({address.peer ? address.peer : address.local, address.prefixLength}),
+            address.local,
+            {address.peer ? address.peer : address.local, address.prefixLength},
             (address.flags & IFA_F_NOPREFIXROUTE) == 0};
 }
 

@@ -68,8 +68,8 @@ std::string NewName(const SectionFile& file) {
 
 /// "10.20.1.1/16" is most likely a slip of the pen.
 std::string WhyNoNetwork(const std::string& destination, const PolicyTableRoute& route) {
-    const auto prefix = ParsePrefix(route.destination.address.family, destination);
-    return !prefix || *prefix == route.destination
+    const int family = route.destination.Family();
+    return destination == "default" || ParsePrefix(family, destination, HostBits::kRefused)
                ? ""
                : "the network of " + destination + " is " + ToText(route.destination);
 }
@@ -107,7 +107,7 @@ std::string WhyRefused(const PolicyTableRoute& route, const Refusal& refusal) {
 }
 
 bool IsOurs(RouteSocket& socket, const Route& route) {
-    const auto routes = socket.Routes(route.destination.address.family, route.table);
+    const auto routes = socket.Routes(route.destination.Family(), route.table);
     return routes && std::ranges::any_of(*routes, [&route](const Route& each) {
                return each.protocol == kOurProtocol && each.destination == route.destination
                       && each.metric == route.metric;

@@ -77,12 +77,13 @@ void CompareRules(const RoutingState& wanted, const RoutingState& present, Steps
 
 std::string Describe(const Change& change) {
     if (const Rule* rule = std::get_if<Rule>(&change.object)) {
-        return "rule from [" + (rule->source.length == 0 ? "all" : ToText(rule->source))
+        return "rule from [" + (rule->source.Length() == 0 ? "all" : ToRouteText(rule->source))
                + "] to table [" + std::to_string(rule->table) + "]";
     }
     const auto& route = std::get<Route>(change.object);
     char ifname[IF_NAMESIZE] = "";
-    return "route [" + ToText(route.destination) + "] via [" + ToText(route.gateway) + "] dev ["
+    return "route [" + ToRouteText(route.destination) + "] via [" + ToText(route.gateway)
+           + "] dev ["
            + (route.oif == 0 || ::if_indextoname(route.oif, ifname) == nullptr ? "" : ifname)
            + "] to table [" + std::to_string(route.table) + "]";
 }

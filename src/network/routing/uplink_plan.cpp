@@ -16,8 +16,8 @@ void PlanRoutes(int family, const Uplink& uplink, RoutingState& wanted) {
     const std::uint32_t metric = family == AF_INET6 ? kUsualMetricV6 : 0;
     std::set<Prefix> networks;
     for (const ConnectedAddress& address : uplink.addresses) {
-        const Prefix host{address.local.address, AddressBits(family)};
-        if (IsRuled(address, family) && address.connects && address.network != host
+        if (IsRuled(address, family) && address.connects
+            && address.network != Prefix::Host(address.local)
             && networks.insert(address.network).second) {
             wanted.routes.push_back(
                 OurRoute(uplink.table, address.network, metric, {}, uplink.link.index));
@@ -26,7 +26,7 @@ void PlanRoutes(int family, const Uplink& uplink, RoutingState& wanted) {
     const auto& gateway = family == AF_INET ? uplink.gatewayV4 : uplink.gatewayV6;
     if (gateway) {
         wanted.routes.push_back(
-            OurRoute(uplink.table, Everything(family), family == AF_INET6 ? kDefaultMetricV6 : 0,
+            OurRoute(uplink.table, Prefix::All(family), family == AF_INET6 ? kDefaultMetricV6 : 0,
                      IsUnspecified(*gateway) ? Address() : *gateway, uplink.link.index));
     }
 }
@@ -34,8 +34,8 @@ void PlanRoutes(int family, const Uplink& uplink, RoutingState& wanted) {
 void PlanRules(int family, const Uplink& uplink, RoutingState& wanted) {
     for (const ConnectedAddress& address : uplink.addresses) {
         if (IsRuled(address, family)) {
-            wanted.rules.push_back(OurRule(
-                kUplinkPriority, {address.local.address, AddressBits(family)}, uplink.table));
+            wanted.rules.push_back(
+                OurRule(kUplinkPriority, Prefix::Host(address.local), uplink.table));
         }
     }
 }
@@ -43,7 +43,7 @@ void PlanRules(int family, const Uplink& uplink, RoutingState& wanted) {
 }  // namespace
 
 bool IsRuled(const ConnectedAddress& address, int family) {
-    return address.local.address.family == family && !IsLinkLocal(address.local.address);
+    return address.local.family == family && !IsLinkLocalV6(address.local);
 }
 
 RoutingState PlanUplinks(int family, const std::vector<Uplink>& uplinks,
@@ -62,10 +62,10 @@ RoutingState PlanUplinks(int family, const std::vector<Uplink>& uplinks,
     if (wanted.rules.empty()) {
         return wanted;
     }
-    wanted.rules.push_back(OurRule(kMainNetworksPriority, Everything(family), kMainTable,
+    wanted.rules.push_back(OurRule(kMainNetworksPriority, Prefix::All(family), kMainTable,
                                    DefaultRoutes::DO_NOT_COUNT));
     if (staticTable) {
-        wanted.rules.push_back(OurRule(kStaticNetworksPriority, Everything(family), *staticTable,
+        wanted.rules.push_back(OurRule(kStaticNetworksPriority, Prefix::All(family), *staticTable,
                                        DefaultRoutes::DO_NOT_COUNT));
     }
     return wanted;

@@ -79,7 +79,7 @@ UplinkStatus::Family FamilyStatus(RouteSocket& socket, const std::vector<Uplink>
     UplinkStatus::Family status;
     for (const ConnectedAddress& address : one.addresses) {
         if (IsRuled(address, family)) {
-            status.addresses.push_back(ToText(address.local.address));
+            status.addresses.push_back(ToText(address.local));
         }
     }
     const auto& gateway = family == AF_INET ? one.gatewayV4 : one.gatewayV6;

@@ -47,9 +47,7 @@ class KernelSocket : public Test {
 };
 
 IpPrefix Net(const std::string& text) {
-    IpPrefix prefix{{AF_INET, {}}, 24};
-    ::inet_pton(AF_INET, text.c_str(), prefix.address.bytes.data());
-    return prefix;
+    return {*vexobase::ParseAddress(AF_INET, text), 24};
 }
 
 Route Blackhole(int number) {
@@ -154,7 +152,7 @@ TEST_F(KernelSocket, OfABatchOnlyWhatIsRefusedIsMissing) {
     Route unreachable = Blackhole(0);
     unreachable.type = RTN_UNICAST;
     unreachable.destination = Net("198.51.100.0");
-    unreachable.gateway = Net("203.0.113.1").address;
+    unreachable.gateway = *vexobase::ParseAddress(AF_INET, "203.0.113.1");
     batch.Add(RouteRequest(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL, unreachable));
     EXPECT_THAT(
         batch.Finish(),
@@ -247,7 +245,7 @@ TEST_F(KernelSocket, AFilterKeepsWhatNobodyWants) {
     Datagram datagram = listener.Receive();
     ASSERT_EQ(datagram.arrival, Arrival::kMessages);
     EXPECT_THAT(ReadRoute(*datagram.messages.Next()),
-                Optional(Field(&Route::destination, IpPrefix{Net("10.99.0.0").address, 16})));
+                Optional(Field(&Route::destination, IpPrefix{Net("10.99.0.0").Network(), 16})));
 }
 
 }  // namespace

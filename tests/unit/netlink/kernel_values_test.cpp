@@ -60,7 +60,7 @@ std::string Text(const IpAddress& address) {
     return ToText(address);
 }
 std::string Text(const IpPrefix& prefix) {
-    return ToText(prefix.address) + "/" + std::to_string(prefix.length);
+    return ToText(prefix);
 }
 template <typename Byte>
 std::string Text(const std::vector<Byte>& bytes) {

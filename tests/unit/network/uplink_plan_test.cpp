@@ -27,8 +27,8 @@ constexpr char kStatic[] = "/etc/iproute2/config/static-table";
 
 ConnectedAddress At(const std::string& text, const std::string& peer = "") {
     const int family = text.find(':') == text.npos ? AF_INET : AF_INET6;
-    const Prefix local = *ParsePrefix(family, text);
-    return {7, local, NetworkOf(peer.empty() ? local : *ParsePrefix(family, peer))};
+    return {7, *ParseAddress(family, text.substr(0, text.find('/'))),
+            *ParsePrefix(family, peer.empty() ? text : peer, HostBits::kMasked)};
 }
 
 /// As ip(8) would be told.
@@ -39,11 +39,11 @@ Lines Describe(const std::vector<Change>& changes) {
         std::ostringstream line;
         line << kWords[static_cast<int>(action)];
         if (const Rule* rule = std::get_if<Rule>(&object)) {
-            line << "rule " << rule->priority << " from " << ToText(rule->source) << " lookup "
+            line << "rule " << rule->priority << " from " << ToRouteText(rule->source) << " lookup "
                  << rule->table << (rule->suppressedLength == 0 ? " suppress" : "");
         } else {
             const auto& route = std::get<Route>(object);
-            line << ToText(route.destination) << (route.gateway ? " via " : "")
+            line << ToRouteText(route.destination) << (route.gateway ? " via " : "")
                  << ToText(route.gateway) << " oif " << route.oif << " table " << route.table;
         }
         lines.push_back(line.str());

@@ -114,7 +114,7 @@ int RemoveRoutes(const Link& link, const Plan& plan) {
     }
     int result = 0;
     for (const vexonetlink::Route& each : *routes) {
-        if ((each.destination.length == 0 || !plan.advertisements)
+        if ((each.destination.Length() == 0 || !plan.advertisements)
             && RemoveAdvertisedRoute(each) != 0) {
             result = Refused(link.ifname, "take an advertised route from");
         }
