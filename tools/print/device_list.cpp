@@ -4,6 +4,7 @@
 #include <cctype>
 #include <ostream>
 
+#include <vexonetwork/network/clientlist.h>
 #include <vexonetwork/utils/mac_address.h>
 
 #include "facts/entry.h"
@@ -46,14 +47,9 @@ std::string NameOf(const Json::Value& device) {
 
 std::string LastSeenOf(const Json::Value& device, std::time_t now) {
     constexpr std::size_t kWithoutSeconds = sizeof "2026-11-14 14:03" - 1;
-    const auto time = ParseLastSeen(Text(device, "asso_time"), now);
+    const auto time =
+        vexonetwork::network::ClientList::ParseLocalTime(Text(device, "asso_time"), now);
     return time ? ToLocalText(*time).substr(0, kWithoutSeconds) : "-";
-}
-
-int IsoYear(const tm& parts) {
-    std::string text(sizeof "2147485547", '\0');
-    text.resize(std::strftime(text.data(), text.size(), "%G", &parts));
-    return std::atoi(text.c_str());
 }
 
 }  // namespace
@@ -75,27 +71,6 @@ const Json::Value* FindDevice(const Json::Value& devices, const std::string& mac
         }
     }
     return nullptr;
-}
-
-std::optional<std::time_t> ParseLastSeen(const std::string& text, std::time_t now) {
-    tm parts{};
-    const char* rest = ::strptime(text.c_str(), "%H:%M:%S %Y/%m/%d", &parts);
-    if (rest == nullptr || *rest != '\0') {
-        return std::nullopt;
-    }
-    // The last days of December may bear the next year's number, the first of January the last's.
-    const int isoYear = parts.tm_year + 1900;
-    for (const int year : {isoYear + 1, isoYear, isoYear - 1}) {
-        tm candidate = parts;
-        candidate.tm_year = year - 1900;
-        candidate.tm_isdst = -1;
-        const std::time_t time = ::mktime(&candidate);
-        const bool isSameDay = candidate.tm_mday == parts.tm_mday;
-        if (time != -1 && time <= now && isSameDay && IsoYear(candidate) == isoYear) {
-            return time;
-        }
-    }
-    return std::nullopt;
 }
 
 void PrintDevices(std::ostream& out, const Json::Value& devices) {

@@ -3,7 +3,9 @@
 #include <json/value.h>
 
 #include <atomic>
+#include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <vexonetwork/utils/pthread_mutex.h>
@@ -63,6 +65,11 @@ class ClientList {
     /// @return whether it was removed
     bool EraseObject(const std::string& mac);
 
+    /// Removes what is no device with a MAC: nothing would be found behind it. The others keep
+    /// their order.
+    /// @return how many were removed
+    unsigned int EraseEntriesWithoutMac();
+
     /// Whether EraseObject has left the lock taken. May be called from any thread.
     bool IsLockLost() const { return lockLost; }
 
@@ -72,7 +79,7 @@ class ClientList {
 
     /// Sets the members of `keys` in the entry of an address and keeps its others, then renews
     /// "displayName" and "asso_time". Members that addresses and names are taken from must not be
-    /// objects or arrays.
+    /// objects or arrays; as a name, an empty one counts as missing.
     /// @param add  whether an entry that is missing is appended
     /// @return whether the entry is there and was updated
     bool UpdateKeysByMac(const std::string& mac, const Json::Value& keys, const bool& add);
@@ -85,6 +92,12 @@ class ClientList {
     /// The local time as "14:03:59 2026/11/14", the year being that of the ISO 8601 week.
     static std::string GetLocalTime();
 
+    /// Reads such a text.
+    /// @param now  of two dates that are written alike the later one counts that is not in the
+    /// future
+    /// @return nothing for a text of another form
+    static std::optional<std::time_t> ParseLocalTime(const std::string& text, std::time_t now);
+
   private:
     struct KeyMember;
 
@@ -92,6 +105,7 @@ class ClientList {
                     bool add);
     void Refresh(unsigned int place, const Json::Value& keys, const std::string& now);
     bool Append(Json::Value entry);
+    void Reindex();
     Json::Value* Entries();
     const Json::Value& EntryAt(unsigned int place) const;
 

@@ -2,10 +2,8 @@
 
 #include <sys/types.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <optional>
 #include <utility>
 
@@ -41,12 +39,17 @@ class Hold {
     PthreadMutex* mutex;
 };
 
-/// The members that addresses and names are taken from can be read as text.
+bool IsGroup(const Json::Value& keys, const char* name) {
+    const Json::Value* member = FindMember(keys, name);
+    return member != nullptr && (member->isObject() || member->isArray());
+}
+
+/// Addresses and names can be read as text; an empty object or array is no name.
 bool IsReadable(const Json::Value& keys) {
     for (const char* name :
          {"macAddr", "ipAddr", "friendlyName", "modelDescription", "modelName"}) {
-        const Json::Value* member = FindMember(keys, name);
-        if (member != nullptr && (member->isObject() || member->isArray())) {
+        const bool isAddress = std::string_view(name).ends_with("Addr");
+        if (IsGroup(keys, name) && (isAddress || !keys[name].empty())) {
             VEXO_LOG(LOG_ERR, "Error: UpdateKeys - member (%s) is an object or array, not a text",
                      name);
             return false;
@@ -74,12 +77,6 @@ const Json::Value* FindEntries(const Json::Value& root) {
     const Json::Value* entries = FindMember(root, kEntries);
     return entries != nullptr && entries->isArray() ? entries : nullptr;
 }
-
-/// Texts of the last second, as many updates come at once.
-struct TimeText {
-    std::time_t time = -1;
-    std::string text;
-};
 
 }  // namespace
 
@@ -120,17 +117,38 @@ bool ClientList::LoadClientList(const std::string& path) {
         VEXO_LOG(LOG_ERR, "Error: LoadClientList - Json::Reader::parse failed");
         return false;
     }
+    if (FindEntries(root) == nullptr) {
+        VEXO_LOG(LOG_ERR, "Error: LoadClientList - %s has no array (%s)", path.c_str(), kEntries);
+    }
+    Reindex();
+    return true;
+}
+
+void ClientList::Reindex() {
     places->Clear();
     const Json::Value* entries = FindEntries(root);
-    if (entries == nullptr) {
-        VEXO_LOG(LOG_ERR, "Error: LoadClientList - %s has no array (%s)", path.c_str(), kEntries);
-        return true;
+    for (unsigned int place = 0; place < Size(); ++place) {
+        places->Add(place, (*entries)[place]);
     }
-    unsigned int place = 0;
-    for (const Json::Value& entry : *entries) {
-        places->Add(place++, entry);
+}
+
+unsigned int ClientList::EraseEntriesWithoutMac() {
+    const Hold hold(mutex);
+    Json::Value kept(Json::arrayValue);
+    const unsigned int before = Size();
+    for (unsigned int place = 0; place < before; ++place) {
+        const Json::Value& entry = EntryAt(place);
+        const Json::Value* mac = FindMember(entry, "macAddr");
+        if (mac != nullptr && !TextOf(*mac).value_or("").empty()) {
+            kept.append(entry);
+        }
     }
-    return true;
+    const unsigned int erased = before - kept.size();
+    if (erased != 0) {
+        root[kEntries].swap(kept);
+        Reindex();
+    }
+    return erased;
 }
 
 bool ClientList::WriteToFile(const std::string& path) {
@@ -294,22 +312,6 @@ void ClientList::DetermineDisplayName(const Json::Value& entry, std::string& nam
         }
     }
     name = kNameless;
-}
-
-std::string ClientList::GetLocalTime() {
-    thread_local TimeText last;
-    const std::time_t now = std::time(nullptr);
-    if (now != last.time) {
-        std::tm local{};
-        std::array<char, 1024> text;
-        // The zone may have been changed since; localtime_r alone would not look.
-        ::tzset();
-        ::localtime_r(&now, &local);
-        last.text.assign(text.data(),
-                         std::strftime(text.data(), text.size(), "%T %G/%m/%d", &local));
-        last.time = now;
-    }
-    return last.text;
 }
 
 }  // namespace vexonetwork::network

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace vexonetwork::network {
 
@@ -19,8 +20,27 @@ bool IsOwn(const struct stat& info) {
     return S_ISREG(info.st_mode) && info.st_nlink == 1 && info.st_uid == ::geteuid();
 }
 
-bool MayRemove(const struct stat& info) {
-    return !S_ISDIR(info.st_mode) && !S_ISCHR(info.st_mode) && !S_ISBLK(info.st_mode);
+/// A stranger's folder is not ours to empty: it goes on beside its place.
+void MoveAside(const std::string& folder) {
+    std::string other = folder + ".XXXXXX";
+    if (::mkdtemp(other.data()) != nullptr && ::rename(folder.c_str(), other.c_str()) != 0) {
+        ::rmdir(other.c_str());
+    }
+}
+
+/// Frees the name of what somebody else has put there.
+void Clear(const std::string& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0 || IsOwn(info)) {
+        return;
+    }
+    if (S_ISDIR(info.st_mode)) {
+        if (info.st_uid != ::geteuid() && ::rmdir(path.c_str()) != 0) {
+            MoveAside(path);
+        }
+    } else if (!S_ISCHR(info.st_mode) && !S_ISBLK(info.st_mode)) {
+        ::unlink(path.c_str());
+    }
 }
 
 /// What the descriptor was opened on, as the name may stand for something else by now.
@@ -62,13 +82,11 @@ std::optional<std::string> ReadPlainFile(const std::string& path) {
 }
 
 UniqueFd OpenPlainFile(const std::string& path) {
-    struct stat info {};
-    if (::lstat(path.c_str(), &info) == 0 && !IsOwn(info) && MayRemove(info)) {
-        ::unlink(path.c_str());
-    }
+    Clear(path);
     // Not emptied by the open: somebody may have been faster, and then it is not ours to empty.
     UniqueFd fd(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, kMode));
+    struct stat info {};
     if (!IsPlain(fd, info) || !IsOwn(info) || ::ftruncate(fd.Get(), 0) != 0) {
         fd.Reset();
     }

@@ -1,6 +1,8 @@
-#include <algorithm>
 #include <array>
+#include <ctime>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include <vexobase/log.h>
 #include <vexobase/log_text.h>
@@ -12,6 +14,7 @@
 #include <vlib/file.h>
 
 #include "network/devices/clientlist_index.h"
+#include "network/devices/oldest_devices.h"
 
 namespace vexonetwork::network::module {
 
@@ -43,16 +46,6 @@ const Json::Value* FindEntries(const Json::Value& list) {
 std::string AddressIn(const Json::Value& device, const char* member) {
     const Json::Value* address = FindMember(device, member);
     return address == nullptr ? "" : TextOf(*address).value_or("");
-}
-
-/// Whether all that the list searches are devices with a MAC: behind anything else it would find
-/// nothing, and take every device for a new one, each time.
-bool IsListOfDevices(const Json::Value& list) {
-    const Json::Value* entries = FindEntries(list);
-    return entries != nullptr
-           && std::all_of(entries->begin(), entries->end(), [](const Json::Value& entry) {
-                  return !AddressIn(entry, "macAddr").empty();
-              });
 }
 
 template <typename Scanner>
@@ -179,9 +172,11 @@ void DeviceListModule::InitClientList() {
     if (VLIBCFileExist(kPath) != 1) {
         return;
     }
-    if (!clientList->LoadClientList(kPath) || !IsListOfDevices(clientList->GetClientList())) {
+    if (!clientList->LoadClientList(kPath) || FindEntries(clientList->GetClientList()) == nullptr) {
         VEXO_LOG(LOG_ERR, "failed to read (%s) to client list, skip it", kPath);
         clientList->EraseList();
+    } else if (const unsigned int erased = clientList->EraseEntriesWithoutMac(); erased != 0) {
+        VEXO_LOG(LOG_ERR, "%u entries of (%s) are left out, as they have no MAC", erased, kPath);
     }
 }
 
@@ -196,6 +191,9 @@ int DeviceListModule::MergeList(const Json::Value& list, const bool& add) {
     if (devices == nullptr) {
         VEXO_LOG(LOG_ERR, "wrong format of input list");
         return -1;
+    }
+    if (add) {
+        MakeRoom(*devices);
     }
     bool isComplete = true;
     for (const Json::Value& device : *devices) {
@@ -218,6 +216,38 @@ int DeviceListModule::MergeList(const Json::Value& list, const bool& add) {
                  kMaxDevices);
     }
     return 0;
+}
+
+/// Has those go that were seen longest ago, but none of those that come, nor what the user has
+/// named.
+void DeviceListModule::MakeRoom(const Json::Value& devices) {
+    if (clientList->Size() + devices.size() <= kMaxDevices) {
+        return;
+    }
+    std::unordered_set<std::string> present;
+    unsigned int wanted = clientList->Size();
+    for (const Json::Value& device : devices) {
+        const std::string mac = AddressIn(device, "macAddr");
+        unsigned int place = 0;
+        if (present.insert(mac).second && !clientList->VerifyMacIsExist(mac, place)) {
+            ++wanted;
+        }
+    }
+    if (wanted <= kMaxDevices) {
+        return;
+    }
+    const Json::Value list = clientList->GetClientList();
+    unsigned int forgotten = 0;
+    for (const std::string& mac :
+         OldestDevices(*FindEntries(list), wanted - kMaxDevices, present, std::time(nullptr))) {
+        unsigned int place = 0;
+        // One that is not found would cost the list its lock.
+        forgotten += clientList->VerifyMacIsExist(mac, place) && clientList->EraseObject(mac);
+    }
+    if (forgotten != 0) {
+        VEXO_LOG(LOG_ERR, "The list is full with %u devices: the %u seen longest ago are forgotten",
+                 kMaxDevices, forgotten);
+    }
 }
 
 int DeviceListModule::MergeFrom(Getter getter, const char* scanner, bool add) {

@@ -37,6 +37,9 @@ TEST(ClientListTest, MergesMemberByMemberAndSurvivesARestart) {
     EXPECT_EQ(next.FindKey("m1", "displayName"), "7");
     next.UpdateKeysByMac("m2", Parsed(R"({"a": 1})"), true);
     next.UpdateKeysByMac("m3", Parsed(R"({"a": 1})"), true);
+    const char* emptyNames = R"({"friendlyName": [], "modelDescription": {}, "modelName": "M"})";
+    EXPECT_TRUE(next.UpdateKeysByMac("m2", Parsed(emptyNames), false));
+    EXPECT_EQ(next.FindKey("m2", "displayName"), "M");
     EXPECT_TRUE(next.EraseObject("m1"));
     EXPECT_EQ(next.GetClientList()["ClientList"][0]["macAddr"], "m3");
 }
@@ -121,7 +124,7 @@ TEST(ClientListTest, BadInputIsLoggedAndLeavesTheListAsItWas) {
 TEST(ClientListTest, WritesThroughNothingThatSomebodyHasPutThere) {
     ClientList list;
     for (const char* trap : {"ln -s /tmp/other", "ln /tmp/other", "ln -s /dev/full", "mkfifo",
-                             "install -o 1000 /tmp/other"}) {
+                             "install -o 1000 /tmp/other", "install -d -o 1000"}) {
         WriteFile("/tmp/other", "precious");
         Must(std::string(trap) + " " + kFile);
         EXPECT_TRUE(list.WriteToFile(kFile)) << trap;
@@ -130,6 +133,10 @@ TEST(ClientListTest, WritesThroughNothingThatSomebodyHasPutThere) {
         EXPECT_EQ(ReadFile("/tmp/other"), "precious") << trap;
         ::unlink(kFile);
     }
+    Must(std::string("install -d -o 1000 ") + kFile);
+    WriteFile(std::string(kFile) + "/precious", "x");
+    EXPECT_TRUE(list.WriteToFile(kFile));
+    EXPECT_EQ(ReadFile(Must("find /tmp/ -name precious -printf %p")), "x");
     EXPECT_FALSE(list.WriteToFile("/tmp") || list.WriteToFile("/dev/full"));
 }
 

@@ -211,6 +211,35 @@ TEST(DeviceListModuleTest, AFullListStillLearnsOfItsDevices) {
     EXPECT_EQ(Ask(module, R"({"method": "del", "macAddr": "20000"})"), -1);
 }
 
+TEST(DeviceListModuleTest, TheOldestOfAFullListGoButNoneThatTheUserHasNamed) {
+    MakeLan();
+    Json::Value list;
+    for (int i = 0; i < 20'000; ++i) {
+        list["ClientList"][i]["macAddr"] = std::to_string(i);
+        list["ClientList"][i]["asso_time"] = "12:00:00 2025/03/01";
+    }
+    // Of the last days of 2024, which bear the year of their ISO week; of the year before.
+    list["ClientList"][7]["asso_time"] = "12:00:00 2025/12/30";
+    list["ClientList"][9'000]["asso_time"] = "13:00:00 2023/06/01";
+    list["ClientList"][3]["asso_time"] = "12:00:00 2023/06/01";
+    list["ClientList"][3]["userdef_deviceType"] = "lamp";
+    list["ClientList"][4] = list["ClientList"][3];
+    list["ClientList"][4]["macAddr"] = "02:00:00:00:00:02";
+    list["ClientList"][4].removeMember("userdef_deviceType");
+    WriteFile(kFile, list.toStyledString());
+    DeviceListModule module;
+    module.InitialModule();
+    EXPECT_EQ(All(module).count("9000"), 0U);
+    EXPECT_EQ(module.MergeList(Parsed(R"({"ClientList": [{"macAddr": "a"}]})"), true), 0);
+    auto devices = All(module);
+    EXPECT_THAT(devices, SizeIs(20'000));
+    EXPECT_FALSE(devices.contains("7"));
+    for (const char* mac : {"3", "02:00:00:00:00:02", "02:00:00:00:00:03", "a"}) {
+        EXPECT_TRUE(devices.contains(mac)) << mac;
+    }
+    module.TerminateModule();
+}
+
 TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
     MakeLan();
     const std::string device = R"({"ClientList": [{"macAddr": "old", "a": 1}]})";
@@ -222,8 +251,6 @@ TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
                                  std::string(100'000, '['),
                                  "{}",
                                  R"({"ClientList": {"macAddr": "old"}})",
-                                 R"({"ClientList": [5, {"macAddr": "old"}, "x"]})",
-                                 R"({"ClientList": [{"macAddr": "old"}, {"ipAddr": "i"}]})",
                                  "!ln -s /tmp/list " + kFile,
                                  "!mkfifo " + kFile,
                                  "!install -o 1000 /tmp/list " + kFile,
@@ -240,6 +267,13 @@ TEST(DeviceListModuleTest, AFileOfAnyFormIsSkippedAndReplaced) {
         EXPECT_EQ(ReadFile("/tmp/list"), device);
         module.TerminateModule();
     }
+    WriteFile(kFile, R"({"ClientList": [5, {"ipAddr": "192.0.2.2"}, {"macAddr": ""},
+                  {"macAddr": "02:00:00:00:00:03", "userdef_displayName": "Mine"}]})");
+    DeviceListModule module;
+    module.InitialModule();
+    EXPECT_THAT(All(module), SizeIs(2)) << "devices alone, none of them twice";
+    EXPECT_EQ(All(module)["02:00:00:00:00:03"]["userdef_displayName"], "Mine");
+    module.TerminateModule();
 }
 
 }  // namespace

@@ -51,13 +51,15 @@ class DeviceListModule : public BaseModule {
     int GetKeloScannerData(Json::Value& out);
     int GetArpScannerData(Json::Value& out);
 
-    /// Loads the list's file, if there is one. Without a usable list in it the list is empty.
+    /// Loads the list's file, if there is one: all that is a device with a MAC. Without a list in
+    /// it the list is empty.
     void InitClientList();
     void TerminateClientList();
 
     /// Merges devices into the list, by their "macAddr" or else their "ipAddr"; an element that has
     /// neither ends that with -1, and those before it stay merged. A list of 20,000 devices is
-    /// full: new ones are left out with a log line.
+    /// full: for a new one the one goes that was seen longest ago, and that the user has not given
+    /// a name; without such a one the new one is left out. Either has a log line.
     /// @param list  {"ClientList": [...]}
     /// @param add   whether devices that are not in the list are added
     int MergeList(const Json::Value& list, const bool& add);
@@ -83,6 +85,7 @@ class DeviceListModule : public BaseModule {
 
     int Serve(const Json::Value& in, Json::Value& out);
     void RenewLostList();
+    void MakeRoom(const Json::Value& devices);
     int MergeFrom(Getter getter, const char* scanner, bool add);
 
     UpnpScanner* upnpScanner = nullptr;
