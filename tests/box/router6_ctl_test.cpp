@@ -1,17 +1,13 @@
 // What the command line refuses of routers and prefixes, and how it says so.
 
 #include <gmock/gmock.h>
-#include <sys/ptrace.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <filesystem>
 #include <tuple>
 
 #include "support/appliance.h"
+#include "support/killed_at.h"
 
 namespace vexotest {
 namespace {
@@ -104,37 +100,6 @@ TEST_F(Router6Ctl, ShowsWhatIsConfigured) {
     }
 }
 
-/// Runs vexonetctl and kills it as it is about to do its N-th change to a folder.
-/// @return whether it came so far
-bool KilledAt(int step, const std::vector<const char*>& arguments) {
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        ::execv(CtlProgram().c_str(), const_cast<char**>(arguments.data()));
-        ::_exit(127);
-    }
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    ::ptrace(PTRACE_SETOPTIONS, pid, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    for (int signal = 0; ::ptrace(PTRACE_SYSCALL, pid, nullptr, signal) == 0;) {
-        ::waitpid(pid, &status, 0);
-        if (!WIFSTOPPED(status)) {
-            return false;
-        }
-        signal = WSTOPSIG(status) == (SIGTRAP | 0x80) ? 0 : WSTOPSIG(status);
-        __ptrace_syscall_info call{};
-        ::ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof call, &call);
-        constexpr std::array kChanges{SYS_rename, SYS_renameat2, SYS_unlink, SYS_unlinkat};
-        if (call.op == PTRACE_SYSCALL_INFO_ENTRY
-            && std::ranges::find(kChanges, long(call.entry.nr)) != kChanges.end() && --step == 0) {
-            ::kill(pid, SIGKILL);
-            ::waitpid(pid, &status, 0);
-            return true;
-        }
-    }
-    return false;
-}
-
 /// The tunnel cannot be made, so that all that was made of it is taken back.
 TEST_F(Router6Ctl, RestoringLosesNothingWheneverItIsKilled) {
     std::filesystem::create_directories("/etc/sysconfig/network-scripts");
@@ -149,7 +114,10 @@ TEST_F(Router6Ctl, RestoringLosesNothingWheneverItIsKilled) {
     broken.replace(broken.find("::2/64"), 6, "::2/129");
     WriteFile(file, broken);
     int steps = 1;
-    while (KilledAt(steps, {"vexonetctl", "router6", "restore", nullptr})) {
+    const auto restore = [] {
+        ::execl(CtlProgram().c_str(), "vexonetctl", "router6", "restore", nullptr);
+    };
+    while (KilledAt(steps, restore)) {
         ASSERT_EQ(ReadFile(file), broken) << "before change " << steps;
         vexotest::Run(Words("ip tunnel del 6in4-wan1"));
         ++steps;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include <vexobase/ip_prefix.h>
+#include <vexonetwork/ipv6/router/routed_prefix.h>
 
 #include "failure.h"
 
@@ -33,14 +34,6 @@ std::optional<IpPrefix> PrefixV6(const std::string& text, int longest) {
     const bool isOne = prefix && text.find('/') != text.npos && prefix->Length() > 0
                        && prefix->Length() <= longest;
     return isOne ? prefix : std::nullopt;
-}
-
-/// Whether LANs could be given a part of it: no multicast, no link-local or reserved address.
-bool IsForLans(const IpPrefix& prefix) {
-    constexpr const char* kOthers[] = {"::/8", "fe80::/10", "ff00::/8"};
-    return std::ranges::none_of(kOthers, [&prefix](const char* other) {
-        return prefix.Overlaps(*ParsePrefix(AF_INET6, other, vexobase::HostBits::kRefused));
-    });
 }
 
 std::optional<int> ToPriority(std::string_view word) {
@@ -98,11 +91,10 @@ std::string CheckAddressLengthV6(const std::string& word) {
 
 std::string CheckRoutedPrefix(const std::string& word) {
     constexpr int kLongest = 64;
-    const auto prefix = PrefixV6(word, kLongest);
-    if (!prefix) {
+    if (!PrefixV6(word, kLongest)) {
         return "'" + word + "' is no prefix of at most 64 bits such as 2001:db8:8::/48";
     }
-    return IsForLans(*prefix)
+    return vexo::network::ipv6::router::IsRoutedPrefix(word)
                ? ""
                : "'" + word
                      + "' is no prefix that hosts of a LAN can have, such as 2001:db8:8::/48";

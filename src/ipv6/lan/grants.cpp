@@ -1,112 +1,40 @@
 #include "ipv6/lan/grants.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
-#include <array>
+#include <iterator>
+#include <map>
 #include <optional>
 
 #include <vexobase/log.h>
-#include <vexonetwork/ipv6/router/router6_prefix.h>
 #include <vexonetwork/utils/file.h>
 
+#include "ipv6/router/lan_parts.h"
 #include "ipv6/router/router_names.h"
 
 namespace vexo::network::ipv6::router {
 
 namespace {
 
+using vexobase::IpPrefix;
+using Parts = std::vector<IpPrefix>;
+using Places = std::map<std::string, int>;
+
 constexpr char kNoPrefix[] = "none";
-constexpr int kLanLength = 64;
-constexpr std::size_t kNetworkBytes = kLanLength / 8;
-
-/// Clears the bits past the length.
-in6_addr Masked(in6_addr address, int length) {
-    for (int byte = 0; byte < int(sizeof address.s6_addr); ++byte) {
-        const int kept = std::clamp(length - byte * 8, 0, 8);
-        address.s6_addr[byte] &= static_cast<std::uint8_t>(0xff00 >> kept);
-    }
-    return address;
-}
-
-std::optional<in6_addr> NetworkOf(const std::string& text, int length = kLanLength) {
-    in6_addr address{};
-    if (::inet_pton(AF_INET6, text.c_str(), &address) != 1) {
-        return std::nullopt;
-    }
-    return Masked(address, length);
-}
-
-bool IsSame(const in6_addr& one, const in6_addr& other) {
-    return IN6_ARE_ADDR_EQUAL(&one, &other);
-}
-
-/// The /64s that are handed out of the prefix, the first one first.
-std::vector<in6_addr> PartsOf(const Router6Attr& router) {
-    if (router.prefix.empty()) {
-        return {};
-    }
-    const AddressLength prefix = SplitAddress(router.prefix);
-    std::vector<in6_addr> parts;
-    for (const std::string& text :
-         Router6Prefix::EnumPrefix64(prefix.address, prefix.length.value_or(-1))) {
-        if (const auto network = NetworkOf(text)) {
-            parts.push_back(*network);
-        }
-    }
-    return parts;
-}
-
-bool Contains(const std::vector<in6_addr>& parts, const std::optional<in6_addr>& network) {
-    return network && std::ranges::any_of(parts, [&](const in6_addr& each) {
-               return IsSame(each, *network);
-           });
-}
-
-/// Of the two parts of a prefix the second one has the last bit of the network.
-std::size_t PlaceOf(const in6_addr& network, const std::vector<in6_addr>& parts) {
-    return parts.size() > 1 ? network.s6_addr[kNetworkBytes - 1] & 1 : 0;
-}
-
-bool IsTaken(const Router6Attr& router, const in6_addr& part) {
-    return std::ranges::any_of(router.lans, [&](const auto& lan) {
-        const auto network = NetworkOf(lan.second);
-        return network && IsSame(*network, part);
-    });
-}
-
-std::string ToText(const in6_addr& address) {
-    std::array<char, INET6_ADDRSTRLEN> text{};
-    ::inet_ntop(AF_INET6, &address, text.data(), text.size());
-    return text.data();
-}
 
 /// @return what the client holds, kNoPrefix, or "" when it has not told anything
 std::string ToldByClient(const std::string& wan) {
     const std::string path = "/run/vexo/router6/" + wan + ".delegated";
     std::string told = vexonetwork::utils::FileToStr(path);
     told.erase(std::min(told.find('\n'), told.size()));
-    const AddressLength prefix = SplitAddress(told);
-    const int length = prefix.length.value_or(-1);
-    const bool isPrefix = NetworkOf(prefix.address) && length > 0 && length <= kLanLength;
-    if (told.empty() || told == kNoPrefix || isPrefix) {
+    if (told.empty() || told == kNoPrefix) {
         return told;
+    }
+    if (const auto prefix = ParseRoutedPrefix(told)) {
+        return ToText(*prefix);
     }
     VEXO_LOG(LOG_ERR, "Left out, as it is no prefix for LANs: [%s] of %s", told.c_str(),
              path.c_str());
     return "";
-}
-
-}  // namespace
-
-std::string LanPrefix::Text() const {
-    return ToText(network);
-}
-
-in6_addr LanPrefix::OwnAddress() const {
-    in6_addr own = network;
-    own.s6_addr[sizeof own.s6_addr - 1] = 1;
-    return own;
 }
 
 bool FollowDelegation(Router6Attr& router) {
@@ -125,51 +53,138 @@ bool FollowDelegation(Router6Attr& router) {
     return true;
 }
 
-bool MoveGrants(Router6Attr& router) {
-    const auto parts = PartsOf(router);
-    bool moved = false;
-    for (auto& [lan, prefix] : router.lans) {
-        const auto network = NetworkOf(prefix);
-        if (parts.empty() || !network || Contains(parts, network)) {
-            continue;
-        }
-        const in6_addr& part = parts[PlaceOf(*network, parts)];
-        if (!IsTaken(router, part)) {
-            prefix = ToText(part);
-            moved = true;
-        }
-    }
-    return moved;
+Parts PartsOf(const Router6Attr& router) {
+    const auto whole = ParseRoutedPrefix(router.prefix);
+    return whole ? LanParts(*whole) : Parts();
 }
 
-std::optional<vexonetlink::IpPrefix> WholeOf(const Router6Attr& router) {
-    const AddressLength prefix = SplitAddress(router.prefix);
-    const int length = prefix.length.value_or(-1);
-    const auto network = NetworkOf(prefix.address, length);
-    if (!network || length <= 0) {
-        return std::nullopt;
-    }
-    return vexonetlink::IpPrefix{vexonetlink::FromInet(*network),
-                                 static_cast<std::uint8_t>(length)};
+/// @return the number of the part that a LAN has, or nothing
+std::optional<int> IndexOf(const Parts& parts, const std::string& lanPrefix) {
+    const auto network = ParseLanPrefix(lanPrefix);
+    const auto found = network ? std::ranges::find(parts, *network) : parts.end();
+    return found == parts.end() ? std::nullopt : std::optional(int(found - parts.begin()));
 }
 
-std::vector<LanPrefix> GrantsOf(const Router6Attr& router) {
-    const auto parts = PartsOf(router);
-    std::vector<LanPrefix> grants;
+Places Remembered(const RouterShare& share) {
+    Places places;
+    for (const LanShare& each : share.lans) {
+        if (each.place != LanShare::kNoPlace) {
+            places[each.lan] = each.place;
+        }
+    }
+    return places;
+}
+
+/// Takes down where the LANs are that have a part of the present prefix.
+void Learn(Places& places, const Router6Attr& router) {
+    const Parts parts = PartsOf(router);
     for (const auto& [lan, prefix] : router.lans) {
-        const auto network = NetworkOf(prefix);
-        if (!Contains(parts, network)) {
-            continue;
+        const auto index = IndexOf(parts, prefix);
+        // That it has the only one there is says nothing of where it belongs.
+        if (index && (parts.size() > 1 || !places.contains(lan))) {
+            places[lan] = *index;
         }
-        const LanPrefix grant{lan, *network};
-        const auto isSame = [&](const LanPrefix& each) {
-            return each.lan == grant.lan && IsSame(each.network, grant.network);
-        };
-        if (std::ranges::none_of(grants, isSame)) {
-            grants.push_back(grant);
+    }
+}
+
+bool IsTaken(const Router6Attr& router, const IpPrefix& part) {
+    return std::ranges::any_of(
+        router.lans, [&](const auto& grant) { return ParseLanPrefix(grant.second) == part; });
+}
+
+std::optional<IpPrefix> PartFor(const Router6Attr& router, const Parts& parts,
+                                std::optional<int> place) {
+    const bool isAny = !place || parts.size() == 1;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        if ((isAny || int(i) == *place) && !IsTaken(router, parts[i])) {
+            return parts[i];
+        }
+    }
+    return std::nullopt;
+}
+
+void MoveGrants(Router6Attr& router, const Parts& parts, const Places& places) {
+    const auto placeOf = [&](const auto* grant) {
+        const auto place = places.find(grant->first);
+        return place == places.end() ? std::nullopt : std::optional(place->second);
+    };
+    const auto isBefore = [&](const auto* one, const auto* other) {
+        const auto place = placeOf(one);
+        return place && (!placeOf(other) || *place < *placeOf(other));
+    };
+    std::vector<Router6Attr::LanList::value_type*> waiting;
+    for (auto& grant : router.lans) {
+        if (ParseLanPrefix(grant.second) && !IndexOf(parts, grant.second)) {
+            waiting.push_back(&grant);
+        }
+    }
+    std::ranges::stable_sort(waiting, isBefore);
+    for (auto* grant : waiting) {
+        if (const auto part = PartFor(router, parts, placeOf(grant))) {
+            grant->second = ToText(part->Network());
+        }
+    }
+}
+
+RouterShare ShareOf(const Router6Attr& router, const Parts& parts, const Places& places) {
+    RouterShare share{.whole = ParseRoutedPrefix(router.prefix).value_or(IpPrefix()), .lans = {}};
+    for (const auto& [lan, prefix] : router.lans) {
+        const auto place = places.find(lan);
+        const auto index = IndexOf(parts, prefix);
+        share.lans.push_back({lan, place == places.end() ? LanShare::kNoPlace : place->second,
+                              index ? parts[std::size_t(*index)] : IpPrefix()});
+    }
+    return share;
+}
+
+}  // namespace
+
+std::string LanPrefix::Text() const {
+    return ToText(network.Network());
+}
+
+vexobase::IpAddress LanPrefix::OwnAddress() const {
+    vexobase::IpAddress own = network.Network();
+    own.bytes.back() = 1;
+    return own;
+}
+
+bool BringInStep(Router6Attr& router, RouterShare& share) {
+    const auto former = router.lans;
+    Places places = Remembered(share);
+    Learn(places, router);
+    const bool followed = FollowDelegation(router);
+    const Parts parts = PartsOf(router);
+    MoveGrants(router, parts, places);
+    Learn(places, router);
+    share = ShareOf(router, parts, places);
+    return followed || router.lans != former;
+}
+
+std::vector<LanPrefix> GrantsOf(const LanBook& book) {
+    std::vector<LanPrefix> grants;
+    for (const auto& [ifname, share] : book.routers) {
+        for (const LanShare& each : share.lans) {
+            const auto holder = std::ranges::find(grants, each.network, &LanPrefix::network);
+            if (each.network && holder == grants.end()) {
+                grants.push_back({each.lan, each.network});
+            } else if (each.network && holder->lan != each.lan) {
+                VEXO_LOG(LOG_ERR, "[%s] does not get %s, which [%s] has", each.lan.c_str(),
+                         ToText(each.network).c_str(), holder->lan.c_str());
+            }
         }
     }
     return grants;
+}
+
+std::vector<IpPrefix> WholesOf(const LanBook& book) {
+    std::vector<IpPrefix> wholes;
+    for (const auto& [ifname, share] : book.routers) {
+        if (share.whole) {
+            wholes.push_back(share.whole);
+        }
+    }
+    return wholes;
 }
 
 }  // namespace vexo::network::ipv6::router

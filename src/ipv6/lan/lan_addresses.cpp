@@ -54,7 +54,7 @@ Addresses OnInterfacesThatAreThere(const std::vector<LanPrefix>& grants) {
         }
         found.push_back({.family = AF_INET6,
                          .index = index,
-                         .local = vexonetlink::FromInet(each.OwnAddress()),
+                         .local = each.OwnAddress(),
                          .prefixLength = kLanLength,
                          .protocol = kLan});
     }

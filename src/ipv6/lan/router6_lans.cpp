@@ -1,4 +1,10 @@
 #include <array>
+#include <ctime>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <vexobase/log.h>
 #include <vexonetwork/ipv6/router/router6_lans.h>
@@ -9,12 +15,16 @@
 #include "ipv6/lan/announcements.h"
 #include "ipv6/lan/grants.h"
 #include "ipv6/lan/lan_addresses.h"
+#include "ipv6/lan/lan_book.h"
 #include "ipv6/lan/lan_mark.h"
 #include "ipv6/lan/lan_routes.h"
+#include "ipv6/router/stored_router.h"
 
 namespace vexo::network::ipv6::router {
 
 namespace {
+
+using Routers = std::vector<StoredRouter>;
 
 /// What has been loaded is the daemon's word of this moment, which is none where the daemon does
 /// not run; the file keeps what it says.
@@ -27,52 +37,88 @@ int SaveWithFormerFlag(Router6Attr router) {
     return router.SaveConfig();
 }
 
-int BringInStep(Router6Attr& router) {
-    const bool changed = FollowDelegation(router);
-    const bool moved = MoveGrants(router);
-    if ((changed || moved) && SaveWithFormerFlag(router) != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to save the prefix of WAN [%s]", router.wan.c_str());
-        return -1;
+/// What is to be: the book, and the routers that are others now.
+struct Plan {
+    LanBook book;
+    Routers changed;
+    bool isWhole = true;  ///< nothing is unknown
+};
+
+Plan Prepare(Routers routers, const LanBook& former) {
+    Plan plan;
+    for (StoredRouter& router : routers) {
+        const auto known = former.routers.find(router.ifname);
+        RouterShare share = known == former.routers.end() ? RouterShare() : known->second;
+        if (!router.isWhole) {
+            VEXO_LOG(LOG_ERR,
+                     "LANs keep what they have of [%s]: what that router is now is unknown",
+                     router.ifname.c_str());
+            plan.isWhole = false;
+        } else if (BringInStep(router.attr, share)) {
+            plan.changed.push_back(router);
+        }
+        plan.book.routers[router.ifname] = std::move(share);
     }
-    return 0;
+    return plan;
 }
 
-int ApplyGrants(const std::vector<LanPrefix>& grants) {
-    const Announcements former = FormerAnnouncements();
-    const Announcements next = NextAnnouncements(former, grants, std::time(nullptr));
+int Save(const Routers& routers) {
+    int result = 0;
+    for (const StoredRouter& each : routers) {
+        if (SaveWithFormerFlag(each.attr) != 0) {
+            VEXO_LOG(LOG_ERR, "Failed to save the prefix of WAN [%s]", each.attr.wan.c_str());
+            result = -1;
+        }
+    }
+    return result;
+}
+
+std::set<std::string> Without(std::set<std::string> names, const std::set<std::string>& others) {
+    std::erase_if(names, [&](const std::string& name) { return others.contains(name); });
+    return names;
+}
+
+int WriteIfOther(const LanBook& book, const LanBook& former) {
+    return book == former ? 0 : WriteLanBook(book);
+}
+
+/// The book is written before anything that it must remember is done, so that a power cut leaves
+/// nothing that nobody knows of.
+int CarryOut(Plan plan, const LanBook& former) {
+    const auto grants = GrantsOf(plan.book);
+    const Announcements announced = FormerAnnouncements();
+    const Announcements next = NextAnnouncements(announced, grants, std::time(nullptr));
     const auto lans = LansOf(next);
-    std::set<std::string> gone = LansOf(former);
-    std::erase_if(gone, [&](const std::string& lan) { return lans.contains(lan); });
-    int result = MarkLans(lans, true);
+    plan.book.marked = LansOf(announced);
+    plan.book.marked.insert(former.marked.begin(), former.marked.end());
+    plan.book.marked.insert(lans.begin(), lans.end());
+
+    int result = WriteIfOther(plan.book, former);
+    result |= Save(plan.changed);
+    result |= PutLanRoutes(WholesOf(plan.book));
+    result |= MarkLans(lans, true);
     result |= PutLanAddresses(grants);
     result |= Announce(next);
-    result |= MarkLans(gone, false);
-    return result;
+    if (MarkLans(Without(plan.book.marked, lans), false) != 0) {
+        return -1;
+    }
+    const LanBook written = plan.book;
+    plan.book.marked = lans;
+    return result | WriteIfOther(plan.book, written);
 }
 
 }  // namespace
 
 int ApplyRouter6Lans() {
-    // Without the files nothing is known, which is not that nothing is granted.
     const Router6Lock lock;
-    if (!lock || ::VLIBCFileCheckDir("/etc/sysconfig/networking") != 1) {
+    auto routers = lock ? Router6Prefix::LoadStored() : std::nullopt;
+    if (!routers) {
         return -1;
     }
-    Router6Prefix all;
-    int result = 0;
-    std::vector<LanPrefix> grants;
-    std::vector<vexonetlink::IpPrefix> wholes;
-    for (Router6Attr& router : all.routers) {
-        result |= BringInStep(router);
-        const auto more = GrantsOf(router);
-        grants.insert(grants.end(), more.begin(), more.end());
-        if (const auto whole = WholeOf(router)) {
-            wholes.push_back(*whole);
-        }
-    }
-    result |= PutLanRoutes(wholes);
-    result |= ApplyGrants(grants);
-    return result == 0 ? 0 : -1;
+    const LanBook former = ReadLanBook();
+    Plan plan = Prepare(std::move(*routers), former);
+    const bool isWhole = plan.isWhole;
+    return CarryOut(std::move(plan), former) == 0 && isWhole ? 0 : -1;
 }
 
 }  // namespace vexo::network::ipv6::router

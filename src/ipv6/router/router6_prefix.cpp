@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 
+#include <vexobase/ip_prefix.h>
 #include <vexobase/log.h>
 #include <vexobase/replace_file.h>
 #include <vexonetwork/dbus/net_client.h>
@@ -15,6 +16,7 @@
 #include <vexonetwork/utils/json_reader.h>
 #include <vlib/file.h>
 
+#include "ipv6/router/lan_parts.h"
 #include "ipv6/router/router6_file.h"
 #include "ipv6/router/router_names.h"
 #include "ipv6/router/stored_router.h"
@@ -25,6 +27,7 @@ namespace vexo::network::ipv6::router {
 
 namespace {
 
+using vexobase::IpPrefix;
 using Texts = std::vector<std::string>;
 
 constexpr char kFolder[] = "/etc/sysconfig/networking";
@@ -84,6 +87,13 @@ std::string ToText(const in6_addr& address) {
     return ::inet_ntop(AF_INET6, &address, text, sizeof text) == nullptr ? "" : text;
 }
 
+/// The /64 that an address is in; nothing, with a log line, when it is none.
+std::optional<IpPrefix> LanPrefixOf(const std::string& text) {
+    const auto address = ParseAddress(text);
+    return address ? std::optional(IpPrefix(vexobase::FromInet(*address), kLanLength))
+                   : std::nullopt;
+}
+
 /// The router's /64s in canonical form, or nothing, with a log line, when its prefix is none.
 std::optional<Texts> CandidatesOf(const Router6Attr& router) {
     const AddressLength parts = SplitAddress(router.prefix);
@@ -91,9 +101,15 @@ std::optional<Texts> CandidatesOf(const Router6Attr& router) {
         VEXO_LOG(LOG_WARNING, "Unable to tokenize prefix %s, skip", router.prefix.c_str());
         return std::nullopt;
     }
-    auto candidates = Router6Prefix::EnumPrefix64(parts.address, *parts.length);
-    std::ranges::transform(candidates, candidates.begin(), Router6Prefix::NormalizePrefix);
-    std::erase(candidates, "");
+    // What is behind the length makes no other prefix of it, and no other parts.
+    const auto whole = ParseRoutedPrefix(router.prefix);
+    const std::string first = whole ? ToText(whole->Network()) : parts.address;
+    Texts candidates;
+    for (const std::string& text : Router6Prefix::EnumPrefix64(first, *parts.length)) {
+        if (const auto network = LanPrefixOf(text)) {
+            candidates.push_back(ToText(network->Network()));
+        }
+    }
     return candidates;
 }
 
@@ -113,8 +129,9 @@ bool HasPrefix(const Router6Attr& router, const std::string& lan) {
 
 /// Takes a /64 from a LAN, in whatever form its file has it.
 void TakeBack(Router6Attr& router, const std::string& prefix, const std::string& lan) {
+    const auto wanted = LanPrefixOf(prefix);
     const auto held = std::ranges::find_if(router.lans, [&](const auto& grant) {
-        return grant.first == lan && Router6Prefix::NormalizePrefix(grant.second) == prefix;
+        return grant.first == lan && LanPrefixOf(grant.second) == wanted;
     });
     if (held != router.lans.end()) {
         router.lans.erase(held);
@@ -262,9 +279,9 @@ std::vector<std::string> Router6Prefix::EnumPrefix64(const std::string& address,
 }
 
 std::string Router6Prefix::AllocatedTo(const std::string& prefix, const Router6Attr& router) const {
-    const std::string wanted = NormalizePrefix(prefix);
+    const auto wanted = LanPrefixOf(prefix);
     for (const auto& [lan, lanPrefix] : router.lans) {
-        if (!wanted.empty() && NormalizePrefix(lanPrefix) == wanted) {
+        if (wanted && LanPrefixOf(lanPrefix) == wanted) {
             return lan;
         }
     }

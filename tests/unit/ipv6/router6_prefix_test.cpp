@@ -138,7 +138,7 @@ TEST_F(Router6Files, OfferTwoSubnets) {
 }
 
 TEST_F(Router6Files, GrantEachSubnetOnce) {
-    ASSERT_EQ(Tunnel("wan0", "2001:db8:0:10::/60").SaveConfig(), 0);
+    ASSERT_EQ(Tunnel("wan0", "2001:db8:0:1f::5/60").SaveConfig(), 0);
     ASSERT_EQ(Tunnel("wan1", "2001:db8:0:10::/64").SaveConfig(), 0);
     Router6Prefix one;
     Router6Prefix other;

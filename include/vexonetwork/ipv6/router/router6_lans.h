@@ -11,9 +11,12 @@ namespace vexo::network::ipv6::router {
 ///   told to let it go, for as long as other prefixes are announced.
 /// - Of each router's prefix, what no LAN has is unreachable.
 ///
-/// What is so already is not touched. A LAN whose interface is not there waits for the next call.
-/// Takes the Router6Lock.
-/// @return 0, or -1 with a log line for each thing that could not be done; the others are
+/// LANs keep their places in a router's prefix, the first or the second /64, over boots and while
+/// it has none or has room for one. What belongs to a router that is unknown stays: its file cannot
+/// be read whole, or its PPPoE connection is down. What is so already is not touched. A LAN whose
+/// interface is not there waits for the next call. Takes the Router6Lock.
+/// @return 0, or -1 with a log line for each thing that is unknown or could not be done; the others
+///         are
 int ApplyRouter6Lans();
 
 }  // namespace vexo::network::ipv6::router
