@@ -33,9 +33,9 @@ void ReadRoutes(const std::string& text) {
 void ReadTableNumbers(const std::string& text) {
     for (const auto& [name, number] : network::ParseTableNumbers(text)) {
         Require(!name.empty());
-        // What is written down for a table is found again, unless its name stands before it.
+        // What is written down for a table is found again.
         const auto again = network::ParseTableNumbers(std::to_string(number) + "\t" + name + "\n");
-        Require(again.size() == 1 && again.at(name) == number);
+        Require(again == network::TableNumbers{{name, number}});
     }
 }
 

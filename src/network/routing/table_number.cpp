@@ -1,9 +1,6 @@
 #include "network/routing/table_number.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <sstream>
@@ -14,7 +11,7 @@
 
 #include "network/parse_number.h"
 #include "network/routing/locks.h"
-#include "network/routing/route_socket.h"
+#include "network/routing/table_usage.h"
 
 #define VEXO_LOG_SOURCE "policy_route"
 #include <vexobase/log.h>
@@ -46,33 +43,36 @@ std::optional<std::uint32_t> ToNumber(std::string_view text) {
 }
 
 /// The files beside the one of ours, as ip(8) reads them.
-std::string ReadFurtherTables() {
+std::optional<std::string> ReadFurtherTables() {
     std::string text;
-    std::error_code ignored;
-    for (std::filesystem::directory_iterator entry(kFurtherTables, ignored), end; entry != end;
-         entry.increment(ignored)) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(kFurtherTables, error), end;
+         !error && entry != end; entry.increment(error)) {
         if (entry->path().extension() == ".conf") {
-            text += ReadTables(entry->path()).value_or("");
+            const auto further = ReadTables(entry->path());
+            if (!further) {
+                return std::nullopt;
+            }
+            text += *further;
         }
     }
-    return text;
+    const bool isKnown = !error || error == std::errc::no_such_file_or_directory
+                         || error == std::errc::not_a_directory;
+    return isKnown ? std::optional(text) : std::nullopt;
 }
 
-/// Those who use tables need not give them names.
-bool IsUsedByOthers(RouteSocket& socket, std::uint32_t number) {
-    return std::ranges::any_of(std::array{AF_INET, AF_INET6}, [&](int family) {
-        const auto routes = socket.Routes(family, number);
-        return routes && std::ranges::any_of(*routes, [](const Route& route) {
-                   return route.protocol != kOurProtocol;
-               });
-    });
+/// The lines of all files, ours first.
+std::optional<TableNumbers> ReadNumbers() {
+    const auto ours = ReadTables(kRouteTables);
+    const auto further = ReadFurtherTables();
+    return ours && further ? std::optional(ParseTableNumbers(*ours + *further)) : std::nullopt;
 }
 
 std::optional<std::uint32_t> Free(const TableNumbers& numbers) {
-    RouteSocket socket;
+    TableUsage usage;
     for (std::uint32_t number = kFirstFree; number <= kLastFree; ++number) {
-        if (std::ranges::none_of(numbers, [=](const auto& used) { return used.second == number; })
-            && !IsUsedByOthers(socket, number)) {
+        if (std::ranges::find(numbers, number, &TableNumbers::value_type::second) == numbers.end()
+            && !usage.IsUsed(number)) {
             return number;
         }
     }
@@ -80,7 +80,7 @@ std::optional<std::uint32_t> Free(const TableNumbers& numbers) {
 }
 
 std::optional<std::uint32_t> Usable(const TableNumbers& numbers, const std::string& table) {
-    const auto found = numbers.find(table);
+    const auto found = std::ranges::find(numbers, table, &TableNumbers::value_type::first);
     const bool kernels = found != numbers.end()
                          && (found->second == 0 || (found->second >= 253 && found->second <= 255));
     return found == numbers.end() || kernels ? std::nullopt : std::optional(found->second);
@@ -97,7 +97,7 @@ TableNumbers ParseTableNumbers(const std::string& text) {
         std::string name;
         if (words >> number >> name) {
             if (const auto value = ToNumber(number)) {
-                numbers.emplace(name, *value);
+                numbers.emplace_back(name, *value);
             }
         }
     }
@@ -114,18 +114,17 @@ bool IsTableName(const std::string& name) {
 }
 
 std::optional<std::uint32_t> FindTableNumber(const std::string& table) {
-    return Usable(ParseTableNumbers(ReadTables(kRouteTables).value_or("") + ReadFurtherTables()),
-                  table);
+    const auto numbers = ReadNumbers();
+    return numbers ? Usable(*numbers, table) : std::nullopt;
 }
 
 bool AreTableNumbersKnown() {
-    return ReadTables(kRouteTables).has_value();
+    return ReadNumbers().has_value();
 }
 
 std::vector<std::string> TableNames(std::uint32_t number) {
     std::vector<std::string> names;
-    for (const auto& [name, its] :
-         ParseTableNumbers(ReadTables(kRouteTables).value_or("") + ReadFurtherTables())) {
+    for (const auto& [name, its] : ReadNumbers().value_or(TableNumbers())) {
         if (its == number) {
             names.push_back(name);
         }
@@ -137,17 +136,20 @@ std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
     if (const auto number = FindTableNumber(table)) {
         return number;
     }
-    const ConfigLock lock(kRouteTables);
+    const TablesLock lock;
     if (!lock) {
         return std::nullopt;
     }
     auto text = ReadTables(kRouteTables);
-    if (!text) {
-        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", kRouteTables);
+    const auto further = ReadFurtherTables();
+    if (!text || !further) {
+        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", text ? kFurtherTables : kRouteTables);
         return std::nullopt;
     }
-    const TableNumbers numbers = ParseTableNumbers(*text + ReadFurtherTables());
-    if (numbers.contains(table)) {
+    const TableNumbers numbers = ParseTableNumbers(*text + *further);
+    const bool isNamed =
+        std::ranges::find(numbers, table, &TableNumbers::value_type::first) != numbers.end();
+    if (isNamed) {
         return Usable(numbers, table);
     }
     const auto number = Free(numbers);

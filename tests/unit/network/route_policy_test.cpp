@@ -1,6 +1,9 @@
 // Policy tables in the kernel, and their numbers in the file of tables.
 
+#include <chrono>
+
 #include <vexonetwork/network/policy_route.h>
+#include <vexonetwork/utils/lock.h>
 
 #include "unit/network/gateway/route_world.h"
 
@@ -77,17 +80,44 @@ TEST_F(Policy, GoodRoutesServeAndBadOnesAreNamed) {
                             HasSubstr("Failed to add route [10.6.0.0/16] via [203.0.113.1]")));
 }
 
-TEST_F(Policy, ANumberThatSomebodyElseHasTakenIsLeftToHim) {
-    WriteFile(kStatic, "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
-    Must("ip route add 10.8.0.0/16 dev wan0 table 100");
-    ASSERT_EQ(policy.RenewTable(IPType::V4, "static", "all"), 0);
-    EXPECT_THAT(Routes("-4", "101"), StartsWith("10.7.0.0/16"));
+TEST_F(Policy, ANumberThatSomebodyElseUsesIsLeftToHim) {
+    WriteFile("/etc/iproute2/config/lan-table", "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
+    Must("ip rule add fwmark 1 lookup 100");
+    Must("ip route add local default dev lo table 101");
+    Must("ip -6 route add blackhole 2001:db8:f::/48 table 102");
+    Must("ip -6 rule add iif lo lookup 103");
+    Must("ip rule add from 10.9.0.0/16 prohibit table 104");
+    Must("ip route add 10.8.0.0/16 dev wan0 table 105");
+    WriteFile(kTables, "106 one\n107 one\n");
+    WriteFile("/etc/iproute2/rt_tables.d/further.conf", "0x6c theirs\n");
+    const auto install = [&] { return policy.RenewTable(IPType::V4, "lan", "10.9.0.0/24"); };
+    ASSERT_EQ(install(), 0);
+    EXPECT_EQ(ReadFile(kTables), "106 one\n107 one\n109\tlan\n");
+    EXPECT_THAT(Routes("-4", "109"), StartsWith("10.7.0.0/16"));
 
-    WriteFile(kTables, "101 theirs\n150 static\n");
-    ASSERT_EQ(policy.RenewTable(IPType::V4, "static", "all"), 0);
-    EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 150 proto 86\n");
-    EXPECT_EQ(Routes("-4", "101"), "");
+    WriteFile(kTables, "109 theirs\n150 lan\n");
+    ASSERT_EQ(install(), 0);
+    EXPECT_EQ(Rules("-4"), "32000:\tfrom 10.9.0.0/24 lookup 150 proto 86\n");
+    EXPECT_EQ(Routes("-4", "109"), "");
     EXPECT_THAT(Routes("-4", "150"), StartsWith("10.7.0.0/16"));
+
+    WriteFile(kTables, "");
+    Must("mkdir /etc/iproute2/rt_tables.d/folder.conf");
+    EXPECT_EQ(install(), -1) << "who has which number is not known";
+    EXPECT_EQ(log.Messages().back(), "Failed to read config [/etc/iproute2/rt_tables.d]");
+}
+
+TEST_F(Policy, WhoHoldsTheNumbersDelaysNobodyForLong) {
+    WriteFile("/etc/iproute2/config/lan-table", "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
+    vexonetwork::utils::FileLock lock("/run/vexo/rt_tables.lock", true);
+    ASSERT_TRUE(lock.Lock());
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(policy.RenewTable(IPType::V4, "lan", "10.9.0.0/24"), -1);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
+    ASSERT_TRUE(lock.Unlock());
+    EXPECT_EQ(policy.RenewTable(IPType::V4, "lan", "10.9.0.0/24"), 0);
 }
 
 TEST_F(Policy, NamesAndNumbersThatWouldHarmAreRefused) {
