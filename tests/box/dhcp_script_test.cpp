@@ -69,6 +69,8 @@ TEST_F(DhcpScript, OfIpv4TakesAddressesAndNumbersOnly) {
           {"new_ip_address", kCommand},
           {"new_subnet_mask", "128.0.0.0"},
           {"new_subnet_mask", "255.0.255.0"},
+          {"new_subnet_mask", "255.255.08.0"},
+          {"new_subnet_mask", "255.256.0.0"},
           {"new_subnet_mask", "255." + kCommand},
           {"new_expiry", "a[" + kCommand + "]"},
           {"new_expiry", "09"},
@@ -84,7 +86,8 @@ TEST_F(DhcpScript, OfIpv4TakesAddressesAndNumbersOnly) {
          {kCommand, std::string("192.0.2.1;touch /tmp/owned"), std::string("192.0.2.1\n192.0.2.2"),
           std::string("--help"), std::string("* *"), std::string("0.0.0.0"),
           std::string("127.0.0.1"), std::string("255.255.255.255"), std::string("1.2.3.4.5"),
-          std::string("192.0.2.100"), std::string(60'000, '1')}) {
+          std::string("192.0.2.100"), std::string("192.0.2.0"), std::string("192.0.2.255"),
+          std::string("192.0.2.08"), std::string(60'000, '1')}) {
         EXPECT_EQ(Call4({{"new_routers", value}, {"new_interface_mtu", value}}).status, 0);
         EXPECT_EQ(ReadFile(kHandedOn), "gateway none\ndns 192.0.2.53\n") << value;
         EXPECT_EQ(Stored("-4", "gateway"), "") << value;
@@ -94,6 +97,17 @@ TEST_F(DhcpScript, OfIpv4TakesAddressesAndNumbersOnly) {
         EXPECT_THAT(Must("ip link show wan0"), HasSubstr("mtu 1500")) << mtu;
     }
     EXPECT_EQ(ReadFile(kHandedOn), "gateway 192.0.2.1\ndns 192.0.2.53\n");
+
+    // The same address with another netmask takes the place of the former; in a subnet of two both
+    // are hosts.
+    for (const auto& [mask, router, length] : {std::tuple{"255.255.255.128", "192.0.2.1", "/25"},
+                                               {"255.255.254.0", "192.0.2.255", "/23"},
+                                               {"255.255.255.254", "192.0.2.101", "/31"}}) {
+        EXPECT_EQ(Call4({{"new_subnet_mask", mask}, {"new_routers", router}}).status, 0);
+        EXPECT_EQ(Count(Addresses(), "inet"), 1U) << Addresses();
+        EXPECT_THAT(Addresses(), HasSubstr(std::string("192.0.2.100") + length));
+        EXPECT_THAT(ReadFile(kHandedOn), HasSubstr(std::string("gateway ") + router + "\n"));
+    }
 
     // One without end is the client's too, and goes with the lease.
     const auto never = std::to_string(std::time(nullptr) + 5'000'000'000);
