@@ -40,7 +40,9 @@ ConflictReport::~ConflictReport() {
         stopping = true;
     }
     changed.notify_one();
-    VEXOHookStop(kHookGraceMilliseconds);
+    if (VEXOHookStop != nullptr) {
+        VEXOHookStop(kHookGraceMilliseconds);
+    }
     thread.join();
 }
 

@@ -57,7 +57,9 @@ void EndWatch::Watch(int signals) const {
     std::array<pollfd, 3> beginnings = {
         {{signals, POLLIN, 0}, {begun.Get(), POLLIN, 0}, {over.Get(), POLLIN, 0}}};
     Await(beginnings, kForever);
-    VEXOHookStop(kHookGraceMilliseconds);
+    if (VEXOHookStop != nullptr) {
+        VEXOHookStop(kHookGraceMilliseconds);
+    }
     if (!Await(std::span(&beginnings.back(), 1), kLongestEndMilliseconds)) {
         VEXO_LOG(LOG_ERR, "The end hangs in a request or a module; ending without it");
         ::_exit(1);

@@ -65,8 +65,10 @@ class Modules {
   public:
     Modules() {
         ModuleManager& manager = ModuleManager::GetInstance();
-        manager.FrameRequests(
-            {[] { VEXOHookRequestBegin(kRequestHookMilliseconds); }, VEXOHookRequestEnd});
+        if (VEXOHookRequestBegin != nullptr && VEXOHookRequestEnd != nullptr) {
+            manager.FrameRequests(
+                {[] { VEXOHookRequestBegin(kRequestHookMilliseconds); }, VEXOHookRequestEnd});
+        }
         const bool initialised = manager.Initialize();
         const bool started = manager.Start();
         if (!initialised || !started) {

@@ -52,7 +52,9 @@ guint StartWatchdog() {
     }
     lastTurn = steady_clock::now().time_since_epoch().count();
     const auto count = duration_cast<milliseconds>(*interval).count();
-    VEXOHookWatch(OnHookProgress, static_cast<int>(count));
+    if (VEXOHookWatch != nullptr) {
+        VEXOHookWatch(OnHookProgress, static_cast<int>(count));
+    }
     return g_timeout_add(static_cast<guint>(count), OnWatchdog, nullptr);
 }
 
@@ -64,7 +66,9 @@ Supervision::Supervision(int signals, vexonetsdk::dbus::DBusServer& server)
       readySource(g_idle_add_full(G_PRIORITY_HIGH, OnReady, this, nullptr)) {}
 
 Supervision::~Supervision() {
-    VEXOHookWatch(nullptr, 0);
+    if (VEXOHookWatch != nullptr) {
+        VEXOHookWatch(nullptr, 0);
+    }
     TellSupervisor("STOPPING=1");
     for (const guint source : {signalSource, watchdogSource, readySource}) {
         if (source != 0) {

@@ -41,9 +41,6 @@ extern "C" {
 int VLIBCProcPidFileCreate(const char*) {
     return 0;
 }
-int VLIBPluginHasHooks(const char*, const char*) {
-    return 1;
-}
 int VEXOLogSet1(int, int, int, const char*, const char*, const char*, const char*, const char*,
                 const char*, const char*) {
     return 0;

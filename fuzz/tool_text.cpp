@@ -30,7 +30,7 @@ int sender = -1;
 std::string Framed(const std::string& text) {
     nlmsghdr header{};
     header.nlmsg_len = static_cast<uint32_t>(NLMSG_HDRLEN + text.size() + 1);
-    header.nlmsg_type = 0x7678;
+    header.nlmsg_type = VEXO_HOOK_REPORT_TYPE;
     return std::string(reinterpret_cast<const char*>(&header), sizeof header) + text + '\0';
 }
 
@@ -41,8 +41,18 @@ void CheckShown(const std::string& text) {
     Require(LengthWithin(shown, WidthOf(shown)) == shown.size() || shown.empty());
 }
 
+/// Datagrams of our own, which the kernel marks with their sender as it does the group's.
+vexobase::UniqueFd OpenReports() {
+    const int on = 1;
+    int ends[2];
+    Require(::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) == 0);
+    Require(::setsockopt(ends[0], SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0);
+    sender = ends[1];
+    return vexobase::UniqueFd(ends[0]);
+}
+
 std::optional<Event> Report(const std::string& datagram) {
-    static HookEvents hooks;
+    static HookEvents hooks(OpenReports());
     ::send(sender, datagram.data(), datagram.size(), 0);
     return hooks.Read();
 }
@@ -91,16 +101,6 @@ void ReadRouterFile(const std::string& text) {
 }
 
 }  // namespace
-
-/// Datagrams of our own, which the kernel marks with their sender as it does the group's.
-int VEXOHookReportOpen() {
-    const int on = 1;
-    int ends[2];
-    Require(::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) == 0);
-    Require(::setsockopt(ends[0], SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0);
-    sender = ends[1];
-    return ends[0];
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     return Choose(bytes, size, Report, ReadReport, ReadLog, ReadRouterFile);

@@ -3,7 +3,7 @@
 #include <map>
 #include <string_view>
 
-#include <vlib/plugin.h>
+#include <vexobase/hook_folder.h>
 
 namespace vexonetwork {
 
@@ -45,7 +45,7 @@ class HookPresence {
   private:
     static constexpr int kMaxTold = 16;
 
-    static bool Look(const char* event) { return VLIBPluginHasHooks("net", event) == 1; }
+    static bool Look(const char* event) { return vexobase::MayHaveHooks("net", event); }
 
     bool remembers = false;
     int inBurst = 0;

@@ -1,12 +1,12 @@
 #include "facts/hook_events.h"
 
-#include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
-#include <vexo/hook_report.h>
 #include <vexonetwork/utils/json_reader.h>
 
+#include "facts/hook_reports.h"
 #include "failure.h"
 
 namespace vexonetctl {
@@ -54,7 +54,9 @@ Event ToEvent(const Json::Value& report) {
 
 }  // namespace
 
-HookEvents::HookEvents() : socket(::VEXOHookReportOpen()) {
+HookEvents::HookEvents() : HookEvents(OpenHookReports()) {}
+
+HookEvents::HookEvents(vexobase::UniqueFd reports) : socket(std::move(reports)) {
     if (!socket) {
         trouble = errno == EPERM ? "only root may hear what becomes of hooks"
                                  : std::string("hooks cannot be heard: ") + std::strerror(errno);
@@ -62,16 +64,16 @@ HookEvents::HookEvents() : socket(::VEXOHookReportOpen()) {
 }
 
 std::optional<Event> HookEvents::Read() {
-    std::array<char, VEXO_HOOK_REPORT_MAX> text{};
-    const int result = ::VEXOHookReportRead(socket.Get(), text.data(), int(text.size()));
-    if (result < 0 && errno == ENOBUFS) {
+    const auto text = TakeHookReport(socket);
+    if (!text && errno == ENOBUFS) {
         return LostEvent("hook");
     }
-    if (result < 0) {
+    if (!text && errno != EAGAIN && errno != EINTR) {
         throw Failure(kRefused, std::string("cannot hear the hooks: ") + std::strerror(errno));
     }
     Json::Value report;
-    if (result == 0 || !vexonetwork::utils::ParseJson(text.data(), report) || !report.isObject()) {
+    if (!text || text->empty() || !vexonetwork::utils::ParseJson(*text, report)
+        || !report.isObject()) {
         return std::nullopt;
     }
     return ToEvent(report);

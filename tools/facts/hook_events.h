@@ -15,6 +15,9 @@ class HookEvents {
     /// Begins to listen. Without the right to, nothing ever comes.
     HookEvents();
 
+    /// Takes what comes on a descriptor that OpenHookReports has opened.
+    explicit HookEvents(vexobase::UniqueFd reports);
+
     /// Readable when a hook has ended; -1 when nothing can be heard.
     int Descriptor() const { return socket.Get(); }
 

@@ -15,9 +15,6 @@ bool VEXOCSystemdDisable(const char* unit);
 bool VEXOCSystemdStart(const char* unit);
 bool VEXOCSystemdStop(const char* unit);
 
-/// Has a unit read its configuration again; one that does not run is started.
-bool VEXOCSystemdReload(const char* unit);
-
 /// @return 1 when the unit is active, 0 when not, -1 when the manager cannot be asked
 int VEXOCSystemdActiveStatusGet(const char* unit);
 

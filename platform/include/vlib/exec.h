@@ -44,9 +44,6 @@ FILE* VLIBCPopen(const char* path, const char* mode, ...) __attribute__((sentine
 /// @return as VLIBCExecl, or -1 when the stream is none of VLIBCPopen's
 int VLIBCPclose(FILE* stream);
 
-/// The same for a program that is not to go on: it is killed with its process group first.
-int VLIBCPkill(FILE* stream);
-
 #ifdef __cplusplus
 }
 #endif

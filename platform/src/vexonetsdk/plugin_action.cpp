@@ -2,6 +2,7 @@
 #include <exception>
 #include <thread>
 
+#include <vexobase/hook_folder.h>
 #include <vexobase/log.h>
 
 #include "vexo/hooks/hook_runner.h"
@@ -74,7 +75,7 @@ int VLIBPluginAction_S(VLIBPLUGIN* session) {
         VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    if (VLIBPluginHasHooks(session->category.c_str(), session->name.c_str()) == 0) {
+    if (!vexobase::MayHaveHooks(session->category.c_str(), session->name.c_str())) {
         return 0;
     }
     if ((session->blocking ? RunAction(*session) : StartAction(*session)) != 0) {

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <memory>
 #include <mutex>
@@ -115,19 +114,6 @@ FILE* OpenPipeTo(const Arguments& arguments, bool reading) {
     return stream.release();
 }
 
-int Close(FILE* stream, bool killing) {
-    const pid_t pid = Streams().Take(stream);
-    if (pid < 0) {
-        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
-        return -1;
-    }
-    if (killing) {
-        ::kill(-pid, SIGKILL);
-    }
-    std::fclose(stream);
-    return WaitFor(pid);
-}
-
 }  // namespace
 
 extern "C" {
@@ -168,10 +154,12 @@ FILE* VLIBCPopen(const char* path, const char* mode, ...) {
 }
 
 int VLIBCPclose(FILE* stream) {
-    return Close(stream, false);
-}
-
-int VLIBCPkill(FILE* stream) {
-    return Close(stream, true);
+    const pid_t pid = Streams().Take(stream);
+    if (pid < 0) {
+        VLIBCErrSet(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    std::fclose(stream);
+    return WaitFor(pid);
 }
 }

@@ -3,11 +3,9 @@
 #include <limits.h>
 
 #include <cctype>
-#include <cstdio>
 #include <string_view>
 
 #include "plugin_session.h"
-#include "vexo/hooks/hook_folder.h"
 #include "vlib/error.h"
 
 namespace {
@@ -66,16 +64,5 @@ int VLIBPluginSetBlocking(VLIBPLUGIN* session, int blocking) {
 
 void VLIBPluginExit(VLIBPLUGIN* session) {
     delete session;
-}
-
-int VLIBPluginHasHooks(const char* category, const char* name) {
-    if (!IsFolderName(category) || !IsFolderName(name)) {
-        return 0;
-    }
-    // On the stack: this is asked for every address event.
-    constexpr std::size_t kNameSize = NAME_MAX + 1;
-    char path[sizeof vexoplatform::kHookFolder + 2 * kNameSize];
-    std::snprintf(path, sizeof path, "%s/%s/%s", vexoplatform::kHookFolder, category, name);
-    return vexoplatform::MayHoldHooks(path) ? 1 : 0;
 }
 }

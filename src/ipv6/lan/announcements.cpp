@@ -15,6 +15,7 @@
 #include <vexobase/replace_file.h>
 #include <vexonetwork/utils/file.h>
 #include <vexonetwork/utils/json_reader.h>
+#include <vlib/exec.h>
 #include <vlib/file.h>
 
 namespace vexo::network::ipv6::router {
@@ -114,7 +115,7 @@ int Stop() {
 }
 
 int StartOrReload() {
-    if (!::VEXOCSystemdReload(kUnit)) {
+    if (::VLIBCExecl(VLIB_EXEC_QUIET, "/bin/systemctl", "reload-or-restart", kUnit, nullptr) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to start or reload %s", kUnit);
         return -1;
     }

@@ -9,9 +9,8 @@
 #include <cstdio>
 #include <string_view>
 
-#include <vlib/exec.h>
-
 #include "network/advertisements/wait.h"
+#include "network/piped_program.h"
 
 namespace vexonetwork::network::module {
 namespace {
@@ -74,15 +73,11 @@ std::optional<bool> OutputContains(int output, std::string_view wanted, SteadyTi
 std::optional<bool> AnswersNeighbourDiscovery(const std::string& gateway, const std::string& ifname,
                                               int stop) {
     const auto deadline = steady_clock::now() + kNdiscTime;
-    FILE* stream = VLIBCPopen("/usr/bin/ndisc6", "r", gateway.c_str(), ifname.c_str(), nullptr);
-    if (stream == nullptr) {
+    const auto program = network::StartProgram("/usr/bin/ndisc6", gateway.c_str(), ifname.c_str());
+    if (!program) {
         return false;
     }
-    const auto answer =
-        OutputContains(::fileno(stream), "Target link-layer address", deadline, stop);
-    // It may hang, or go on for as long as someone listens.
-    VLIBCPkill(stream);
-    return answer;
+    return OutputContains(::fileno(program.get()), "Target link-layer address", deadline, stop);
 }
 
 }  // namespace vexonetwork::network::module

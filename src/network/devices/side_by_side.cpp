@@ -7,18 +7,10 @@
 #include <limits>
 #include <utility>
 
-#include <vlib/exec.h>
-
 namespace vexonetwork::network {
 
-void SideBySide::Kill::operator()(FILE* stream) const {
-    // It may hang with its output closed, or go on for as long as someone listens.
-    VLIBCPkill(stream);
-}
-
-void SideBySide::Add(FILE* program, Heard heard) {
-    programs.push_back(
-        {std::unique_ptr<FILE, Kill>(program), Clock::now() + limits.patience, std::move(heard)});
+void SideBySide::Add(PipedProgram program, Heard heard) {
+    programs.push_back({std::move(program), Clock::now() + limits.patience, std::move(heard)});
 }
 
 void SideBySide::AppendTo(std::vector<pollfd>& events) const {

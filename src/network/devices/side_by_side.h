@@ -3,12 +3,12 @@
 #include <poll.h>
 
 #include <chrono>
-#include <cstdio>
 #include <functional>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "network/piped_program.h"
 
 namespace vexonetwork::network {
 
@@ -33,9 +33,8 @@ class SideBySide {
     bool HasRoom() const { return programs.size() < limits.atOnce; }
     bool IsIdle() const { return programs.empty(); }
 
-    /// @param program  the stream of VLIBCPopen, for reading
-    /// @param heard    called once, by Serve, unless the object dies before
-    void Add(FILE* program, Heard heard);
+    /// @param heard  called once, by Serve, unless the object dies before
+    void Add(PipedProgram program, Heard heard);
 
     /// Appends an event to wait for of each program.
     void AppendTo(std::vector<pollfd>& events) const;
@@ -49,11 +48,8 @@ class SideBySide {
     void Serve(std::span<const pollfd> events);
 
   private:
-    struct Kill {
-        void operator()(FILE* stream) const;
-    };
     struct Program {
-        std::unique_ptr<FILE, Kill> stream;
+        PipedProgram stream;
         Clock::time_point deadline;
         Heard heard;
         std::string output = {};

@@ -129,7 +129,7 @@ TEST(SideBySideTest, AFailedReadIsNoWholeAnswer) {
     SideBySide programs({.atOnce = 1, .patience = std::chrono::hours(1), .output = 100});
     bool isWhole = true;
     // The end that is written to cannot be read, and tells that when the program has ended.
-    programs.Add(VLIBCPopen("/bin/true", "w", nullptr),
+    programs.Add(PipedProgram(VLIBCPopen("/bin/true", "w", nullptr)),
                  [&](const std::string&, bool whole) { isWhole = whole; });
     std::vector<pollfd> events;
     programs.AppendTo(events);

@@ -17,11 +17,12 @@
 
 #include <vexo/change_hook.h>
 #include <vexo/hook_limits.h>
-#include <vexo/hook_report.h>
+#include <vexobase/hook_folder.h>
 #include <vexobase/unique_fd.h>
 #include <vexonetsdk/sdk_s.h>
 #include <vlib/plugin.h>
 
+#include "facts/hook_reports.h"
 #include "support/appliance.h"
 #include "support/syslog_spy.h"
 #include "vexo/hooks/hook_end.h"
@@ -107,10 +108,9 @@ TEST_F(Hooks, AreLookedAtAgainAfterTheOnesBefore) {
 
 /// The next report of root's that waits.
 std::string NextReport(const vexobase::UniqueFd& reports) {
-    char text[VEXO_HOOK_REPORT_MAX] = "";
-    pollfd event{reports.Get(), POLLIN, 0};
-    while (*text == '\0' && ::poll(&event, 1, 0) == 1) {
-        VEXOHookReportRead(reports.Get(), text, sizeof text);
+    std::string text;
+    for (pollfd event{reports.Get(), POLLIN, 0}; text.empty() && ::poll(&event, 1, 0) == 1;) {
+        text = vexonetctl::TakeHookReport(reports).value_or("");
     }
     return text;
 }
@@ -120,7 +120,7 @@ void ExpectNobodyIsHeard() {
     if (nobody == 0) {
         const bool isNobody = ::setresuid(65534, 65534, 65534) == 0;
         vexoplatform::SendHookReport("net/demo", "/tmp/forged", {{"FORGED", "yes"}}, {});
-        ::_exit(isNobody && VEXOHookReportOpen() < 0 ? errno : 0);
+        ::_exit(isNobody && !vexonetctl::OpenHookReports() ? errno : 0);
     }
     int status = 0;
     EXPECT_EQ(::waitpid(nobody, &status, 0), nobody);
@@ -131,7 +131,7 @@ TEST_F(Hooks, ThatFailAreToldAndDoNotStopTheOthers) {
     const std::string kLeaveGroup = "'setpgrp(0, getpgrp(getppid())); sleep 1000'";
     ::setpgid(0, 0);  // a group that the hook can see and join
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const vexobase::UniqueFd reports(VEXOHookReportOpen());
+    const vexobase::UniqueFd reports = vexonetctl::OpenHookReports();
     ExpectNobodyIsHeard();
     const int before = OpenDescriptors();
     WriteScript(kFolder + "1", "exit 3");
@@ -269,10 +269,10 @@ TEST_F(PluginSession, RunsWithTheLastArgumentsAndTellsOfFailures) {
     VLIBPluginSetArg(session, "A", "x;y $(z)");
     VLIBPluginSetBlocking(session, 1);
     fs::create_directories(kFolder);
-    EXPECT_EQ(VLIBPluginHasHooks("net", "demo"), 0);
+    EXPECT_FALSE(vexobase::MayHaveHooks("net", "demo"));
     EXPECT_EQ(VLIBPluginAction_S(session), 0) << "nobody listens";
     WriteScript(kFolder + "show", "echo \"$A $B\" >> " + kOut + "; exit $B");
-    EXPECT_EQ(VLIBPluginHasHooks("net", "demo"), 1);
+    EXPECT_TRUE(vexobase::MayHaveHooks("net", "demo"));
     for (const auto& [status, result] : {std::pair{"0", 0}, {"7", -1}}) {
         VLIBPluginSetArg(session, "B", status);
         EXPECT_EQ(VLIBPluginAction_S(session), result);

@@ -62,21 +62,6 @@ vexobase::UniqueFd OpenTrustedPath(const std::string& path) {
 
 }  // namespace
 
-bool MayHoldHooks(const char* path) {
-    const Folder folder(::opendir(path));
-    if (!folder) {
-        return errno != ENOENT;
-    }
-    errno = 0;
-    while (const dirent* entry = ::readdir(folder.Get())) {
-        const std::string_view name(entry->d_name);
-        if (name != "." && name != "..") {
-            return true;
-        }
-    }
-    return errno != 0;
-}
-
 HookFolder::HookFolder(const std::string& path) : folderPath(path), fd(OpenTrustedPath(path)) {}
 
 std::optional<std::vector<std::string>> HookFolder::List() const {

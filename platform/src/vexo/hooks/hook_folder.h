@@ -8,13 +8,6 @@
 
 namespace vexoplatform {
 
-/// Where the folders CATEGORY/NAME of the hooks stand.
-constexpr char kHookFolder[] = "/usr/vexo/hooks";
-
-/// Whether anything may be in a folder of hooks; a few microseconds.
-/// @return false when it certainly is not there or has no entries
-bool MayHoldHooks(const char* path);
-
 /// A folder of hooks. Whoever else could change what runs from it would run it as root, so every
 /// folder from / down to it must be root's, no symbolic link, and not for others to write. While
 /// that is so its path leads nowhere else, and a hook in it can be started by its path.

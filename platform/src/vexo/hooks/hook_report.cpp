@@ -7,8 +7,6 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -19,27 +17,8 @@
 
 namespace {
 
-using vexobase::UniqueFd;
-
-constexpr unsigned kGroup = 24;
-
-/// Others may use the group too; theirs are other types.
-constexpr std::uint16_t kType = 0x7678;
-
 /// Bytes of keys and values that a report tells. Each may become six as JSON text.
 constexpr std::size_t kMaxEnvironment = 4096;
-
-sockaddr_nl GroupAddress() {
-    sockaddr_nl address{};
-    address.nl_family = AF_NETLINK;
-    address.nl_groups = 1U << (kGroup - 1);
-    return address;
-}
-
-UniqueFd OpenSocket() {
-    return UniqueFd(
-        ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_USERSOCK));
-}
 
 void PutEnvironment(Json::Value& report, const vexoplatform::HookEnvironment& environment) {
     Json::Value& told = report["environment"] = Json::Value(Json::objectValue);
@@ -74,36 +53,10 @@ std::string ToMessage(const Json::Value& report) {
     const std::string text = Json::writeString(compact, report);
     nlmsghdr header{};
     header.nlmsg_len = static_cast<std::uint32_t>(NLMSG_HDRLEN + text.size() + 1);
-    header.nlmsg_type = kType;
+    header.nlmsg_type = VEXO_HOOK_REPORT_TYPE;
     std::string message(NLMSG_HDRLEN, '\0');
     std::memcpy(message.data(), &header, sizeof header);
     return message + text + '\0';
-}
-
-/// The kernel itself fills in who sent a message.
-bool IsFromRoot(msghdr& message) {
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr;
-         part = CMSG_NXTHDR(&message, part)) {
-        if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_CREDENTIALS) {
-            ucred sender{};
-            std::memcpy(&sender, CMSG_DATA(part), sizeof sender);
-            return sender.uid == 0;
-        }
-    }
-    return false;
-}
-
-/// @param length  of what was received
-/// @return the text, which ends with a NUL within the message; null for what is no report
-const char* TextOf(const char* message, std::size_t length) {
-    nlmsghdr header{};
-    if (length <= NLMSG_HDRLEN) {
-        return nullptr;
-    }
-    std::memcpy(&header, message, sizeof header);
-    const bool isReport =
-        header.nlmsg_type == kType && header.nlmsg_len == length && message[length - 1] == '\0';
-    return isReport ? message + NLMSG_HDRLEN : nullptr;
 }
 
 }  // namespace
@@ -112,7 +65,8 @@ namespace vexoplatform {
 
 void SendHookReport(const std::string& hook, const std::string& path,
                     const HookEnvironment& environment, const HookEnd& end) {
-    const UniqueFd socket = OpenSocket();
+    const vexobase::UniqueFd socket(
+        ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK));
     if (!socket) {
         return;
     }
@@ -124,7 +78,9 @@ void SendHookReport(const std::string& hook, const std::string& path,
     PutEnvironment(report, environment);
     PutEnd(report, end);
     const std::string message = ToMessage(report);
-    const sockaddr_nl group = GroupAddress();
+    sockaddr_nl group{};
+    group.nl_family = AF_NETLINK;
+    group.nl_groups = 1U << (VEXO_HOOK_REPORT_GROUP - 1);
     // Always fails: it is also meant for the kernel, which has no ear for this family.
     [[maybe_unused]] const ssize_t sent =
         ::sendto(socket.Get(), message.data(), message.size(), MSG_DONTWAIT,
@@ -132,40 +88,3 @@ void SendHookReport(const std::string& hook, const std::string& path,
 }
 
 }  // namespace vexoplatform
-
-int VEXOHookReportOpen(void) {
-    UniqueFd socket = OpenSocket();
-    const sockaddr_nl group = GroupAddress();
-    const int on = 1;
-    if (!socket
-        || ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&group), sizeof group) != 0
-        || ::setsockopt(socket.Get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0) {
-        return -1;
-    }
-    return socket.Release();
-}
-
-int VEXOHookReportRead(int fd, char* report, int size) {
-    if (size < VEXO_HOOK_REPORT_MAX) {
-        errno = EINVAL;
-        return -1;
-    }
-    std::array<char, VEXO_HOOK_REPORT_MAX> buffer;
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred)) + 64> control{};
-    iovec part{buffer.data(), buffer.size()};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    const ssize_t length = ::recvmsg(fd, &message, MSG_DONTWAIT);
-    if (length < 0) {
-        return errno == EAGAIN || errno == EINTR ? 0 : -1;
-    }
-    const char* text = TextOf(buffer.data(), static_cast<std::size_t>(length));
-    if (text == nullptr || (message.msg_flags & MSG_TRUNC) != 0 || !IsFromRoot(message)) {
-        return 0;
-    }
-    std::strcpy(report, text);
-    return 1;
-}

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <vector>
 
+#include <vexobase/hook_folder.h>
 #include <vexobase/log.h>
 #include <vexobase/unique_fd.h>
 
@@ -141,7 +142,7 @@ class HookCall {
     HookCall(const std::string& category, const std::string& eventName,
              const HookEnvironment& hookEnvironment)
         : name(category + "/" + eventName),
-          path(std::string(kHookFolder) + "/" + name),
+          path(std::string(vexobase::kHookFolder) + "/" + name),
           environment(hookEnvironment) {}
 
     /// @return whether no hook failed and none was left out
@@ -153,8 +154,6 @@ class HookCall {
         const auto hooks = folder.List();
         return hooks && TellAll(*hooks, timeout);
     }
-
-    const std::string& Path() const { return path; }
 
   private:
     bool TellAll(const std::vector<std::string>& hooks, milliseconds timeout) const {
@@ -210,8 +209,9 @@ int RunHooks(const std::string& category, const std::string& name,
                  name.c_str());
         return -1;
     }
-    const HookCall call(category, name, environment);
-    return !MayHoldHooks(call.Path().c_str()) || call.Make(timeout) ? 0 : -1;
+    const bool isDone = !vexobase::MayHaveHooks(category.c_str(), name.c_str())
+                        || HookCall(category, name, environment).Make(timeout);
+    return isDone ? 0 : -1;
 }
 
 }  // namespace vexoplatform

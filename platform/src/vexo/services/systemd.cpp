@@ -52,12 +52,6 @@ bool VEXOCSystemdStop(const char* unit) {
     });
 }
 
-bool VEXOCSystemdReload(const char* unit) {
-    return AskAbout(unit, false, [](SystemManager& manager, const std::string& name) {
-        return manager.RunJob("ReloadOrRestartUnit", name);
-    });
-}
-
 int VEXOCSystemdActiveStatusGet(const char* unit) {
     return AskAbout(unit, -1, [](SystemManager& manager, const std::string& name) {
         return manager.IsActive(name);

@@ -6,15 +6,16 @@
 
 #include <string>
 
-#include <vexo/system.h>
+#include <vlib/file.h>
 
 namespace vexonetwork::network {
 
 namespace {
 
 std::string Fact(const char* key) {
-    char value[256];
-    return VEXOSystemInfoGet(key, value, sizeof value) < 0 ? "" : value;
+    char value[257];  // one more than is taken tells a value that was cut
+    const int length = VLIBCFileGetKeyValue("/etc/vexoinfo.conf", key, value, sizeof value, 0);
+    return length > 0 && length < int(sizeof value) - 1 ? value : "";
 }
 
 std::string HostName() {

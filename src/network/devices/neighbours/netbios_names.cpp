@@ -7,10 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <set>
 
-#include <vlib/exec.h>
 #include <vlib/net.h>
 
 #include "network/devices/device_texts.h"
@@ -143,18 +141,19 @@ void NetbiosNames::StartQuestions(SideBySide& programs) {
         if (!address) {
             return;
         }
-        FILE* program = VLIBCPopen(kProgram, "r", "-A", address->c_str(), nullptr);
-        if (program == nullptr) {
+        auto program = StartProgram(kProgram, "-A", address->c_str());
+        if (!program) {
             VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s -A %s]", kProgram, address->c_str());
             Note(*address, "", false);
             const std::lock_guard guard(mutex);
             ++failures;
             continue;
         }
-        programs.Add(program, [this, address = *address](const std::string& answer, bool isWhole) {
-            const std::string name = ParseNodeStatus(answer);
-            Note(address, name, name.empty() && !isWhole);
-        });
+        programs.Add(std::move(program),
+                     [this, address = *address](const std::string& answer, bool isWhole) {
+                         const std::string name = ParseNodeStatus(answer);
+                         Note(address, name, name.empty() && !isWhole);
+                     });
     }
 }
 

@@ -1,7 +1,5 @@
 #include "network/devices/upnp/description_fetch.h"
 
-#include <vlib/exec.h>
-
 #define VEXO_LOG_SOURCE "upnpscanner"
 #include <vexobase/log.h>
 
@@ -17,16 +15,15 @@ constexpr std::string_view kSuccess = "\n200 0";
 
 }  // namespace
 
-FILE* StartFetch(const std::string& ifname, const std::string& location) {
+PipedProgram StartFetch(const std::string& ifname, const std::string& location) {
     // A name that could be a host's is taken for one unless it is said to be an interface's.
     const std::string interface = "if!" + ifname;
     const std::string maxBytes = std::to_string(kMaxDescriptionBytes);
-    FILE* program =
-        VLIBCPopen(kProgram, "r", "-q", "--silent", "--globoff", "--path-as-is", "--proto", "=http",
-                   "--max-redirs", "0", "--noproxy", "*", "--max-time", "5", "--max-filesize",
-                   maxBytes.c_str(), "--interface", interface.c_str(), "--write-out", kReport,
-                   "--url", location.c_str(), nullptr);
-    if (program == nullptr) {
+    auto program = StartProgram(
+        kProgram, "-q", "--silent", "--globoff", "--path-as-is", "--proto", "=http", "--max-redirs",
+        "0", "--noproxy", "*", "--max-time", "5", "--max-filesize", maxBytes.c_str(), "--interface",
+        interface.c_str(), "--write-out", kReport, "--url", location.c_str());
+    if (!program) {
         VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s --url %s]", kProgram, location.c_str());
     }
     return program;

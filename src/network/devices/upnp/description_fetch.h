@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,8 +15,8 @@ constexpr SideBySide::Limits kFetchLimits = {
 
 /// Starts curl(1) to fetch a description over one interface, without redirects and proxies.
 /// @param location  of plain ASCII, as ParseSsdp gives it
-/// @return the stream of VLIBCPopen; null, after a log line, when it cannot be started
-FILE* StartFetch(const std::string& ifname, const std::string& location);
+/// @return null, after a log line, when it cannot be started
+PipedProgram StartFetch(const std::string& ifname, const std::string& location);
 
 /// Reads all that the program has said.
 /// @return nothing when it did not get the whole of a description that can be used

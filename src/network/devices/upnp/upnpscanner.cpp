@@ -110,14 +110,15 @@ class UpnpWatch {
             if (!fetch) {
                 return;
             }
-            FILE* program = StartFetch(fetch->ifname, fetch->location);
-            if (program == nullptr) {
+            auto program = StartFetch(fetch->ifname, fetch->location);
+            if (!program) {
                 Describe(*fetch, std::nullopt);
                 continue;
             }
-            fetches.Add(program, [this, fetch = *fetch](const std::string& output, bool isWhole) {
-                Describe(fetch, isWhole ? ReadFetched(output) : std::nullopt);
-            });
+            fetches.Add(std::move(program),
+                        [this, fetch = *fetch](const std::string& output, bool isWhole) {
+                            Describe(fetch, isWhole ? ReadFetched(output) : std::nullopt);
+                        });
         }
     }
 
