@@ -102,7 +102,7 @@ Measurement SilentDevices() {
     std::string name;
     Measurement result = Alternate(
         3, [] { ArpScanner::Inst()->GetData(); },
-        [&] { ArpScanner::Inst()->GetNmbInfoByIP("192.0.2.2", name); });
+        [&] { ArpScanner::Inst()->GetNmbInfoByIP("192.0.2.254", name); });
     result.note =
         std::to_string(ArpScanner::Inst()->GetData()["ClientList"].size()) + " devices listed";
     vexotest::Must("ip link del br0");

@@ -240,6 +240,9 @@ void IPv6Module::HandlePacket(unsigned char* packet, int len, const in6_addr& se
 /// @return whether it was the advertisement of a default router
 bool IPv6Module::Handle(unsigned char* packet, int len, const in6_addr& sender, int hopLimit,
                         const std::string& ifname, bool paced) {
+    if (len < 1) {
+        return false;  // whoever has received it says so
+    }
     const unsigned messageType = packet[0];
     if (messageType != ND_ROUTER_SOLICIT && messageType != ND_ROUTER_ADVERT) {
         VEXO_LOG(LOG_ERR, "icmpv6 filter failed");

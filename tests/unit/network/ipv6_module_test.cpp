@@ -399,6 +399,7 @@ TEST_F(Advertisements, AreDiscardedAsHostsMust) {
         packet[at] = byte;
         return packet;
     };
+    Hand({});
     Hand(with(0, ND_ROUTER_SOLICIT));
     Hand(with(1, 1));
     Hand(with(7, 0));  // no default router

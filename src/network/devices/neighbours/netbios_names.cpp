@@ -53,12 +53,13 @@ std::vector<std::string> NetbiosNames::Find(const std::vector<std::string>& addr
                                             Clock::duration patience) {
     std::unique_lock lock(mutex);
     ForgetOthers(addresses);
-    const std::vector<std::string> due = DueOf(addresses);
-    Queue(due);
-    const auto isAnswered = [&, done = due.begin()]() mutable {
-        done = std::find_if(done, due.end(),
-                            [this](const auto& address) { return devices[address].isAsked; });
-        return done == due.end();
+    Queue(DueOf(addresses));
+    const auto begin = Clock::now() - patience;
+    const auto isAnswered = [&, next = addresses.begin()]() mutable {
+        next = std::find_if(next, addresses.end(), [&](const auto& address) {
+            return devices[address].isAsked && devices[address].asked > begin;
+        });
+        return next == addresses.end();
     };
     answered.wait_for(lock, patience, isAnswered);
     std::vector<std::string> names;
@@ -101,6 +102,7 @@ void NetbiosNames::Queue(const std::vector<std::string>& addresses) {
     }
     for (const std::string& address : addresses) {
         devices[address].isAsked = true;
+        devices[address].asked = Clock::now();
         waiting.push_back(address);
     }
 }
@@ -159,8 +161,7 @@ void NetbiosNames::StartQuestions(SideBySide& programs) {
 
 std::optional<std::string> NetbiosNames::NextQuestion() {
     const std::lock_guard guard(mutex);
-    const auto now = Clock::now();
-    if (failures >= kMaxFailures || now >= lastStart) {
+    if (failures >= kMaxFailures || Clock::now() >= lastStart) {
         DropWaiting();
     }
     if (waiting.empty()) {
@@ -168,13 +169,13 @@ std::optional<std::string> NetbiosNames::NextQuestion() {
     }
     std::string address = std::move(waiting.front());
     waiting.pop_front();
-    devices[address].asked = now;
     return address;
 }
 
 void NetbiosNames::DropWaiting() {
     for (const std::string& address : waiting) {
         devices[address].isAsked = false;
+        devices[address].asked = {};
     }
     waiting.clear();
     answered.notify_all();

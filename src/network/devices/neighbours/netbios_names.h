@@ -27,11 +27,11 @@ class NetbiosNames {
     NetbiosNames(const NetbiosNames&) = delete;
     NetbiosNames& operator=(const NetbiosNames&) = delete;
 
-    /// Asks these devices and waits for their answers, but not for those that an earlier call has
-    /// asked. One that has kept silent is not asked again for a minute; one that there was no time
-    /// for within 15 s is among the first that the next call asks.
+    /// Asks these devices and waits for their answers. One that has kept silent is not asked again
+    /// for a minute; one that there was no time for within 15 s is among the first that the next
+    /// call asks.
     /// @param addresses  IPv4; what is no address is not asked. The others are forgotten
-    /// @param patience   how long to wait at most
+    /// @param patience   how long to wait at most; not at all for one that was asked longer ago
     /// @return what each was last heard to call itself, in their order; "" where that is not known
     std::vector<std::string> Find(const std::vector<std::string>& addresses,
                                   Clock::duration patience);
@@ -44,7 +44,7 @@ class NetbiosNames {
         std::string name;
         bool isAsked = false;  ///< and has neither answered yet nor was it given up
         bool isSilent = false;
-        Clock::time_point asked;  ///< last
+        Clock::time_point asked;  ///< or told to be, last
     };
     struct End;
 
