@@ -49,12 +49,11 @@ AddressWatch::Verdict AddressWatch::Judge(const ArpPacket& packet, Clock::time_p
         return {};
     }
     if (IsProbing()) {
-        // What somebody else has is not claimed.
+        isLost = true;
         sent = kAll;
         due = Clock::time_point::max();
-        return {.isConflict = true};
     }
-    if (defended && now - *defended < kDefendInterval) {
+    if (isLost || (defended && now - *defended < kDefendInterval)) {
         return {.isConflict = true};
     }
     defended = now;

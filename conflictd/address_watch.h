@@ -17,7 +17,8 @@ using Draw = std::function<Clock::duration(Clock::duration least, Clock::duratio
 ///
 /// The kernel has the address already, so a probe is a check. When nobody objects, the address is
 /// announced; then it is watched for as long as it is there. An administrator's address is not
-/// given up, but it is defended no more often than every DEFEND_INTERVAL (section 2.4).
+/// given up, but it is defended no more often than every DEFEND_INTERVAL (section 2.4). One that a
+/// probe has found with somebody else is his (section 2.1.1): it is not defended at all.
 class AddressWatch {
   public:
     enum class Send { kNothing, kProbe, kAnnouncement };
@@ -48,6 +49,7 @@ class AddressWatch {
     Draw draw;
     int sent = 0;  ///< probes and announcements
     Clock::time_point due;
+    bool isLost = false;  ///< somebody else had it first
     std::optional<Clock::time_point> defended;
 };
 

@@ -32,7 +32,7 @@ sockaddr_ll LinkAddress(unsigned index) {
 ArpSocket::ArpSocket(unsigned interfaceIndex)
     : index(interfaceIndex), fd(::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     if (!fd) {
-        Fail("no packet socket");
+        Fail("cannot open a packet socket");
     }
     // It can stay at the default.
     ::setsockopt(fd.Get(), SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);

@@ -20,7 +20,10 @@ int MillisecondsTo(Clock::time_point time, Clock::time_point now) {
 
 }  // namespace
 
-ConflictDetector::ConflictDetector(Draw randomTime) : draw(std::move(randomTime)) {}
+ConflictDetector::ConflictDetector(Draw randomTime) : draw(std::move(randomTime)) {
+    constexpr unsigned kAnyInterface = 0;
+    const ArpSocket mayBeOpened(kAnyInterface);
+}
 
 void ConflictDetector::Turn(Clock::time_point until, int wake) {
     const auto readable = Wait(until, wake);

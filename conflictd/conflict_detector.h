@@ -13,7 +13,7 @@ namespace conflictd {
 /// Watches the addresses of all interfaces of this network namespace.
 class ConflictDetector {
   public:
-    /// Throws std::system_error.
+    /// Throws std::system_error, also when this process may not open packet sockets.
     explicit ConflictDetector(Draw randomTime);
 
     /// Waits for packets and changes and handles them.

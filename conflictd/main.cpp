@@ -1,12 +1,11 @@
 #include <poll.h>
 #include <string.h>
-#include <vexoservice/options.h>
+#include <vexoservice/program.h>
 #include <vexoservice/signals.h>
 #include <vexoservice/supervisor.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <exception>
 #include <optional>
 #include <random>
 #include <string>
@@ -92,18 +91,5 @@ std::string Run() {
 }  // namespace conflictd
 
 int main(int argc, char* argv[]) {
-    using namespace conflictd;
-    vexoservice::ExitCode exitCode = vexoservice::kEnded;
-    const auto options = vexoservice::ReadOptions(kProgram, argc, argv, exitCode);
-    if (!options) {
-        return exitCode;
-    }
-    vexoservice::OpenLog(kProgram, *options);
-    std::string why;
-    try {
-        why = Run();
-    } catch (const std::exception& error) {
-        why = error.what();
-    }
-    return why.empty() ? vexoservice::kEnded : vexoservice::EndWith(kProgram, *options, why);
+    return vexoservice::RunService(conflictd::kProgram, argc, argv, conflictd::Run);
 }

@@ -1,9 +1,8 @@
 #include <string.h>
-#include <vexoservice/options.h>
+#include <vexoservice/program.h>
 #include <vexoservice/signals.h>
 
 #include <cerrno>
-#include <exception>
 #include <string>
 
 #include <vexo/hook_limits.h>
@@ -28,8 +27,6 @@ using vexonetwork::network::module::GatewayFollower;
 using vexonetwork::network::module::MODULE_ROUTE;
 using vexonetwork::network::module::MODULE_TYPE;
 using vexonetwork::network::module::ModuleManager;
-using vexoservice::ExitCode;
-using vexoservice::Options;
 
 constexpr vexoservice::Program kProgram = {
     .name = "vexonetd",
@@ -133,18 +130,5 @@ std::string Run() {
 }  // namespace vexonetd
 
 int main(int argc, char* argv[]) {
-    using namespace vexonetd;
-    ExitCode exitCode = vexoservice::kEnded;
-    const auto options = vexoservice::ReadOptions(kProgram, argc, argv, exitCode);
-    if (!options) {
-        return exitCode;
-    }
-    vexoservice::OpenLog(kProgram, *options);
-    std::string why;
-    try {
-        why = Run();
-    } catch (const std::exception& error) {
-        why = error.what();
-    }
-    return why.empty() ? vexoservice::kEnded : vexoservice::EndWith(kProgram, *options, why);
+    return vexoservice::RunService(vexonetd::kProgram, argc, argv, vexonetd::Run);
 }

@@ -104,6 +104,14 @@ TEST_F(Conflict, IsToldAtOnceAndAStormOfForgedOnesIsBounded) {
     EXPECT_EQ(appliance.StopDaemon(), 0);
 }
 
+TEST_F(Conflict, CannotBeFoundWithoutTheRightToHearIt) {
+    const Outcome outcome =
+        vexotest::Run({"/usr/bin/setpriv", "--bounding-set", "-net_raw", VEXO_CONFLICTD});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err,
+              "vexonet-conflictd: cannot open a packet socket: Operation not permitted\n");
+}
+
 TEST_F(Conflict, HooksThatHangDoNotHoldUpTheEnd) {
     for (const char* name : {"20", "30"}) {
         WriteScript(std::string("/usr/vexo/hooks/net/ip_conflict/") + name,

@@ -39,7 +39,8 @@ TEST(AddressWatch, ChecksAnnouncesAndDefendsInTheTimesOfTheRfc) {
          {"999 time - 1000 time probe 2999 time - 3000 time probe 5000 time probe 6000 question - "
           "6999 time - 7000 time announcement 7000 probe - 9000 time announcement 300000 time - "
           "360000 answer defended 369999 claim conflict 370000 claim defended 371000 question -",
-          "1000 time probe 1000 answer conflict 3000 time - 3000 probe - 4000 claim defended",
+          "1000 time probe 1000 answer conflict 3000 time - 3000 probe - "
+          "4000 claim conflict 400000 answer conflict",
           "1000 probe conflict 300000 time -"}) {
         AddressWatch watch(kAddress, kStart, [](auto, auto most) { return most; });
         std::istringstream steps(story);

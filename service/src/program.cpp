@@ -1,13 +1,21 @@
-#include "vexoservice/options.h"
+#include "vexoservice/program.h"
 
 #include <getopt.h>
 
 #include <cstdio>
+#include <exception>
+#include <optional>
 
 #include <vexobase/log.h>
 
 namespace vexoservice {
 namespace {
+
+enum ExitCode { kEnded = 0, kFailed = 1, kWrongUsage = 2 };
+
+struct Options {
+    bool foreground = false;  ///< the log goes to stderr too
+};
 
 constexpr option kLongOptions[] = {
     {"foreground", no_argument, nullptr, 'f'},
@@ -60,21 +68,26 @@ std::optional<ExitCode> Read(const Program& program, int argc, char* argv[], Opt
     return std::nullopt;
 }
 
+std::string WhyEnded(std::string (*work)()) {
+    try {
+        return work();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
 }  // namespace
 
-std::optional<Options> ReadOptions(const Program& program, int argc, char* argv[],
-                                   ExitCode& exitCode) {
+int RunService(const Program& program, int argc, char* argv[], std::string (*work)()) {
     Options options;
-    const auto ended = Read(program, argc, argv, options);
-    exitCode = ended.value_or(exitCode);
-    return ended ? std::nullopt : std::optional(options);
-}
-
-void OpenLog(const Program& program, const Options& options) {
+    if (const auto ended = Read(program, argc, argv, options)) {
+        return *ended;
+    }
     ::openlog(program.name, LOG_PID | (options.foreground ? LOG_PERROR : 0), LOG_DAEMON);
-}
-
-ExitCode EndWith(const Program& program, const Options& options, const std::string& why) {
+    const std::string why = WhyEnded(work);
+    if (why.empty()) {
+        return kEnded;
+    }
     VEXO_LOG(LOG_ERR, "%s", why.c_str());
     if (!options.foreground) {  // else the log is on stderr already
         std::fprintf(stderr, "%s: %s\n", program.name, why.c_str());
