@@ -46,6 +46,28 @@ Line ParsePair(std::string_view text, std::string_view separator) {
     return {LineKind::kPair, key, text.substr(position + separator.size())};
 }
 
+/// Where the sections stand in their list. Most files have a few, which are quickest compared one
+/// by one; of many, an index is kept.
+class SectionPlaces {
+  public:
+    /// @return the number of the section, that of the next one when it is new
+    std::size_t Find(std::string_view name, const std::vector<SectionPairs>& sections) {
+        constexpr std::size_t kFew = 8;
+        if (sections.size() < kFew) {
+            const auto known = std::ranges::find(sections, name, &SectionPairs::name);
+            return static_cast<std::size_t>(known - sections.begin());
+        }
+        for (std::size_t i = index.size(); i < sections.size(); ++i) {
+            index.emplace(sections[i].name, i);
+        }
+        const auto known = index.find(name);
+        return known == index.end() ? sections.size() : known->second;
+    }
+
+  private:
+    std::unordered_map<std::string_view, std::size_t> index;
+};
+
 }  // namespace
 
 Line ParseLine(std::string_view text, std::string_view separator) {
@@ -93,8 +115,9 @@ std::string_view LineText(std::string_view line) {
 }
 
 std::vector<SectionPairs> ParseSections(std::string_view text) {
+    constexpr std::size_t kUsualPairs = 8;
     std::vector<SectionPairs> sections;
-    std::unordered_map<std::string_view, std::size_t> places;
+    SectionPlaces places;
     std::size_t place = 0;
     std::string_view line;
     bool inside = false;
@@ -102,9 +125,10 @@ std::vector<SectionPairs> ParseSections(std::string_view text) {
         const Line parsed = ParseLine(LineText(line));
         if (parsed.kind == LineKind::kHeader) {
             inside = true;
-            place = places.try_emplace(parsed.name, sections.size()).first->second;
+            place = places.Find(parsed.name, sections);
             if (place == sections.size()) {
                 sections.push_back({parsed.name, {}});
+                sections.back().pairs.reserve(kUsualPairs);
             }
         } else if (inside && parsed.kind == LineKind::kPair) {
             sections[place].pairs.emplace_back(parsed.name, parsed.value);

@@ -201,6 +201,7 @@ std::optional<std::vector<StoredRouter>> Router6Prefix::LoadStored() {
     }
     const Router6Attr::PriorityOf places = GatewayPlaces();
     std::vector<StoredRouter> loaded;
+    loaded.reserve(static_cast<std::size_t>(names->count));
     for (int i = 0; i < names->count; ++i) {
         const char* const ifname = VLIBCSzListGet(names.Get(), i) + std::strlen(kNames);
         // A file on its way to replace one, or what a power cut has left of it, is no router's.
