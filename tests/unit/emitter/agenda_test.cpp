@@ -108,6 +108,7 @@ TEST_F(AgendaTest, AFailedResyncIsTriedAgainWhileEventsAreHandled) {
     EXPECT_FALSE(agenda.AwaitsResync());
     agenda.NoteChange("wan0", kLinkChange, At(20ms));
     EXPECT_EQ(TasksAt(20ms), kElectWhenIdle);
+    EXPECT_EQ(agenda.Deadline(), At(20ms));
     agenda.TakeChanges();
     EXPECT_EQ(agenda.Deadline(), At(210ms));
     EXPECT_EQ(TasksAt(209ms), kNothing);

@@ -39,11 +39,11 @@ void MakeWan0(std::initializer_list<const char*> addresses = {}) {
     ASSERT_TRUE(Eventually([] { return ReadFile("/sys/class/net/wan0/operstate") == "up\n"; }));
 }
 
-/// Has wan0 and no other in both lists.
+/// Has wan0 and the guests in both lists.
 class Gateways : public GatewayFollower {
   public:
     bool HasGateway(std::optional<GATEWAY_TYPE>, const std::string& ifname) override {
-        return ifname == "wan0";
+        return ifname == "wan0" || ifname == "tap0" || ifname == "docker0";
     }
     void OnLinkUp(const std::string& ifname) override {
         linked.push_back(ifname);
@@ -165,7 +165,7 @@ TEST_F(Emitter, AnnouncesRoutesOfTheMainTable) {
 
 /// Changes that come faster than they are handled, so that the socket overruns.
 TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
-    Must("rm -r /usr/vexo/hooks/net");
+    Must("rm -r /usr/vexo/hooks/net/ipv6_add /usr/vexo/hooks/net/ipv6_change");
     MakeWan0({"192.0.2.1/24"});
     Must("ip link add idle type veth peer name idler");
     Must("ip link set idler up");
@@ -184,7 +184,7 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
     }
     // The address of the beginning goes and comes back, which no difference tells.
     batch << "link set idle up\naddress del 192.0.2.1/24 dev wan0\n"
-          << "address add 192.0.2.1/24 dev wan0\n";
+          << "address add 192.0.2.1/24 dev wan0\naddress add 192.0.2.2/24 dev wan0 label wan0:1\n";
     batch.close();
     Must("ip -batch /tmp/batch");
     HandleEverything();
@@ -194,6 +194,8 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
                                      Pair("2001:db8::2", 128), Pair("2001:db8::3", 128),
                                      Pair("2001:db8::4", 128)));
     EXPECT_EQ(emitter.Links().at("idle"), true);
+    EXPECT_EQ(Hooks("ipv4_change", "wan0").size(), 0U) << "not for each of thousands";
+    EXPECT_EQ(emitter.IPv4Addresses().at("wan0:1"), "192.0.2.2");
     EXPECT_EQ(Count(PrintToString(spy.Messages()), "Resync with the kernel"), 1U);
     EXPECT_THAT(Elections(), ElementsAre("both"));
     EXPECT_EQ(gateways.followed.back(), "{}");
@@ -209,6 +211,13 @@ TEST_F(Emitter, AddressesOfTheStartGoAndReturn) {
                 ElementsAre("ipv6_delete DELETE_ADDRESSES=2001:db8::2/64 IFNAME=wan0 IS_LINK=true "
                             "ORIGIN_ADDRESSES=2001:db8::2/64,2001:db8::1/64"));
     EXPECT_THAT(Elections(), ElementsAre("IPv6"));
+
+    // The kernel tells of none that it still tries, but rules follow them.
+    gateways.followed.clear();
+    emitter.ProcessIPv6Event("wan0", "2001:db8::9", 64, false);
+    HandleEverything();
+    EXPECT_THAT(gateways.followed, ElementsAre("{ \"wan0\" }"));
+    EXPECT_THAT(Elections(), IsEmpty());
 
     // One with a label belongs to its interface.
     Must("ip address add 192.0.2.11/24 dev wan0 label wan0:1");
@@ -226,6 +235,52 @@ TEST_F(Emitter, AddressesOfTheStartGoAndReturn) {
                 ElementsAre("ipv6_add IFNAME=wan0 IS_LINK=true NEW_ADDRESSES=2001:db8::1/64 "
                             "ORIGIN_ADDRESSES="));
     EXPECT_THAT(Elections(), Not(IsEmpty()));
+}
+
+TEST_F(Emitter, GuestsAreFollowedAndNothingMore) {
+    Begin();
+    Must("ip link add tap0 type veth peer name docker0");
+    for (const std::string guest : {"tap0", "docker0"}) {
+        Must("ip link set " + guest + " up");
+        Must("ip address add 192.0.2.7/32 dev " + guest);
+        HandleEverything();
+        EXPECT_THAT(gateways.followed.back(), HasSubstr(guest));
+        EXPECT_THAT(Hooks("", guest), IsEmpty());
+    }
+    EXPECT_EQ(emitter.Links().at("docker0"), true);
+    EXPECT_THAT(gateways.linked, IsEmpty());
+    EXPECT_THAT(Elections(), IsEmpty());
+}
+
+/// Nobody serves units in the box, so whoever asks is told so.
+TEST_F(Emitter, OnlyAPortOfItsOwnWithDHCPAsksForItsAddress) {
+    MakeWan0();
+    const auto hasAsked = [this](const char* ifname, int result) {
+        spy.Clear();
+        EXPECT_EQ(emitter.RequestDHCPIP(ifname), result) << ifname;
+        return Count(PrintToString(spy.Messages()), "VEXONetSetCard1_S failed") == 1;
+    };
+    EXPECT_FALSE(hasAsked("wan0", -1));
+    for (const std::string ifname : {"wan0", "wlan0"}) {
+        WriteFile("/etc/sysconfig/network-scripts/ifcfg-" + ifname, "BOOTPROTO=dhcp\n");
+    }
+    EXPECT_TRUE(hasAsked("wan0", -1));
+    EXPECT_FALSE(hasAsked("wlan0", 0));
+    Must("ip link add br0 type bridge");
+    Must("ip link set wan0 master br0");
+    EXPECT_FALSE(hasAsked("wan0", -1));
+}
+
+TEST_F(Emitter, AMessageTooLongForItsBufferIsNotLost) {
+    MakeWan0();
+    Begin();
+    for (int i = 10; i < 60; ++i) {
+        Must("ip link property add dev wan0 altname " + std::string(100, 'x') + std::to_string(i));
+    }
+    Must("ip link set wan0 down");
+    HandleEverything();
+    EXPECT_EQ(emitter.Links().at("wan0"), false);
+    EXPECT_THAT(Elections(), ElementsAre("both"));
 }
 
 TEST_F(Emitter, ManyInterfacesHideNoUplink) {

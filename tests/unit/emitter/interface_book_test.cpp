@@ -162,8 +162,9 @@ TEST(InterfaceBook, MessagesBecomeChanges) {
          "wan0 down, wan0 192.0.2.1 > none, wan0 [fd::1/64,fd::2/64] > [fd::2/64], wan0 [fd::2/64] "
          "> [], new [] > [fd::1/64], new [fd::1/64] > [fd::1/64,fd::2/64], new up, new none > "
          "192.0.2.1"},
-        {"renamed while down, and back", "5 wan0 down", "5 new down, 5 wan0 down, 5 wan0 up",
-         "new down, wan0 up"},
+        {"renamed while down, and while up, and back", "5 wan0 down",
+         "5 new down, 5 wan0 down, 5 wan0 up, 5 new up, 5 wan0 down",
+         "new down, wan0 up, wan0 down, new up, new down"},
         {"two swap their names", "5 a up, 6 b up, + a fd::a/64, + b fd::b/64",
          "5 tmp up, 6 a up, 5 b up",
          "a down, a [fd::a/64] > [], tmp [] > [fd::a/64], tmp up, b down, b [fd::b/64] > [], a [] "

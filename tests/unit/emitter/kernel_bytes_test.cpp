@@ -13,6 +13,7 @@
 #include <vexonetwork/emitter/network_event_emitter.h>
 #include <vexonetwork/emitter/parse_rtattr.h>
 
+#include "support/files.h"
 #include "support/syslog_spy.h"
 
 // Bytes as no kernel sends them. Each datagram stands at the very end of its memory, so that the
@@ -113,9 +114,9 @@ TEST(KernelBytes, AddressesMustBeOfTheirFamily) {
     // An interface that went before its name was ever seen.
     EXPECT_EQ(check(both), 0);
     EXPECT_EQ(emitter.IPv4Addresses().count("if4711"), 1U);
-    for (const char* guest : {"tap3", "mydocker1"}) {
-        EXPECT_EQ(check(both + Attribute(IFA_LABEL, guest)), 0);
-        EXPECT_EQ(emitter.IPv4Addresses().count(guest), 0U);
+    for (const auto& [name, count] : {std::pair{"tap3", 0U}, {"mydocker1", 0U}, {"mytap", 1U}}) {
+        EXPECT_EQ(check(both + Attribute(IFA_LABEL, name)), 0);
+        EXPECT_EQ(emitter.IPv4Addresses().count(name), count) << name;
     }
 }
 
@@ -148,6 +149,7 @@ TEST(KernelBytes, EachFailureIsSaid) {
     const auto link = [](const std::string& bytes) {
         return [bytes](Emitter& e) { return e.CheckNewLinkEvent(Datagram(bytes).First()); };
     };
+    WriteFile("/etc/sysconfig/network-scripts/ifcfg-p3", "SLAVE=yes, of bond0\n");
     const Saying sayings[] = {
         {[](Emitter& e) { return e.CheckNewLinkEvent(nullptr); }, "Null pointer"},
         {[](Emitter& e) { return e.CheckIPChangeEvent(nullptr); }, "Null pointer"},
@@ -159,6 +161,8 @@ TEST(KernelBytes, EachFailureIsSaid) {
          "Failed to inet_ntop() for IP change event."},
         {[](Emitter& e) { return e.HandleIpEvent("gone0"); }, "Get gone0 net info failed"},
         {[](Emitter& e) { return e.OnInterfaceStatusChange("p1", true, true); },
+         "Drop event by slave=[1], linkStatus=[0]", 0, LOG_DEBUG},
+        {[](Emitter& e) { return e.HandleLinkEvent("p3", IFF_RUNNING); },
          "Drop event by slave=[1], linkStatus=[0]", 0, LOG_DEBUG},
         {[](Emitter& e) { return e.HandleLinkEvent("p2", 0) - e.HandleLinkEvent("p2", 0); },
          "Drop event by slave=[0], linkStatus=[1]", 0, LOG_DEBUG},
