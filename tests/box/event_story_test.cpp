@@ -49,36 +49,6 @@ TEST_F(EventStory, AddressesOfTheListedMatterAndStrangersDoNot) {
     EXPECT_EQ(changed + DefaultRouteChanges(), 2U) << "more than the election because of wan1";
 }
 
-TEST_F(EventStory, ARenamedUplinkLosesTheRouteAndGetsItBack) {
-    Must("ip link set wan0 name other");
-    EXPECT_TRUE(MovesTo(wan1));
-    ExpectDefaultRoutes("-6", {"via 2001:db8:1::1 dev wan1"});
-    Must("ip link set other name wan0");
-    SetLink(wan1, false);
-    EXPECT_TRUE(MovesTo(wan0));
-    ExpectDefaultRoutes("-6", {"via 2001:db8::1 dev wan0"});
-}
-
-/// Its IPv6 address comes last, after the election because of its link.
-TEST_F(EventStory, AnUplinkThatVanishesAndReturnsAsItWasIsElected) {
-    SetLink(wan1, false);
-    appliance.StopDaemon();
-    appliance.StartDaemon();
-    EXPECT_TRUE(MovesTo(wan0));
-    Must("ip link del wan0");
-    Must("ip link add wan0 type veth peer name far netns isp-wan0");
-    WriteFile("/proc/sys/net/ipv6/conf/wan0/accept_dad", "0");
-    Must("ip -n isp-wan0 addr add 192.0.2.1/24 dev far");
-    Must("ip -n isp-wan0 addr add 2001:db8:0::1/64 dev far nodad");
-    Must("ip addr add 192.0.2.10/24 dev wan0");
-    Must("ip link set wan0 up");
-    SetLink(wan0, true);
-    EXPECT_TRUE(MovesTo(wan0));
-    Calm();
-    Must("ip addr add 2001:db8:0::10/64 dev wan0 nodad");
-    ExpectDefaultRoutes("-6", {"via 2001:db8::1 dev wan0"});
-}
-
 /// The daemon does not read while more happens than its socket has room for.
 TEST_F(EventStory, WhatGoesAndComesBackWhileEventsAreLostIsElected) {
     const std::string batch = folder / "batch";
@@ -104,23 +74,6 @@ TEST_F(EventStory, WhatGoesAndComesBackWhileEventsAreLostIsElected) {
     EXPECT_TRUE(MovesTo(wan0));
     ExpectDefaultRoutes("-6", {"via 2001:db8::1 dev wan0"});
     EXPECT_EQ(Count(appliance.Log(), "Resync with the kernel"), 1U);
-}
-
-TEST_F(EventStory, ThereIsAnElectionAtStartBehindAnyNumberOfInterfaces) {
-    appliance.StopDaemon();
-    for (const Uplink& uplink : {wan0, wan1}) {
-        Must("ip link del " + uplink.ifname);
-        Must("ip netns del " + uplink.provider);
-    }
-    for (int i = 0; i < 20; ++i) {
-        Must("ip link add lan" + std::to_string(i) + " type veth");
-    }
-    wan0 = MakeUplink(0);
-    appliance.StartDaemon();
-    EXPECT_TRUE(MovesTo(wan0));
-    SetLink(wan0, false);
-    wan1 = MakeUplink(1);
-    EXPECT_TRUE(MovesTo(wan1));
 }
 
 }  // namespace

@@ -248,44 +248,6 @@ TEST(KernelValues, DumpsEndWithTheirEnd) {
     EXPECT_THAT(ends, ElementsAre(std::nullopt, std::nullopt, std::nullopt, KernelError()));
 }
 
-/// The bytes as a stranger's: cut, or with other bytes in them, they give nothing or a value.
-void ReadEverything(const std::vector<std::byte>& bytes) {
-    Messages messages(bytes);
-    while (const auto message = messages.Next()) {
-        ReadLink(*message);
-        ReadAddress(*message);
-        ReadRoute(*message);
-        ReadRule(*message);
-        ReadError(*message);
-    }
-    EXPECT_LE(messages.Left().size(), bytes.size());
-}
-
-TEST(KernelBytes, WhateverLengthsSayNothingIsReadBeyond) {
-    for (const char* name : {"link_up", "bridge_port", "address_label", "address_v6_peer",
-                             "route_multipath", "route_via_other_family", "route_expires_v6",
-                             "rule_others", "error_reason", "error_whole_request", "dump_failed"}) {
-        const std::string whole = Captured(name);
-        ASSERT_GT(whole.size(), sizeof(nlmsghdr)) << name;
-        for (std::uint32_t length = 0; length <= whole.size(); ++length) {
-            std::string cut = whole.substr(0, length);
-            ReadEverything(Memory(cut));
-            // The header says so too, so that the attributes are looked at.
-            if (length >= sizeof length) {
-                std::memcpy(cut.data(), &length, sizeof length);
-                ReadEverything(Memory(cut));
-            }
-        }
-        for (std::size_t place = sizeof(nlmsghdr); place < whole.size(); ++place) {
-            for (const char other : {'\x00', '\x03', '\x7f', '\xff'}) {
-                std::string changed = whole;
-                changed[place] = other;
-                ReadEverything(Memory(changed));
-            }
-        }
-    }
-}
-
 TEST(KernelBytes, AMessageThatLiesEndsItsDatagram) {
     const std::string good = Captured("rule_source");
     const auto rule = ReadOne("rule_source", ReadRule);

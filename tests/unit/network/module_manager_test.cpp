@@ -213,35 +213,14 @@ TEST(Table, KeepsTheOrderOfThoseWhoStayAndNoEmptyEvent) {
     EXPECT_TRUE(table.RemoveModule(MODULE_RESERVED)) << "of an empty table";
 }
 
-TEST(Demonstration, TellsEachStepOfItsLife) {
-    SyslogSpy spy;
+TEST(Demonstration, HearsTheHello) {
+    const SyslogSpy spy;
     ModuleManager& manager = ModuleManager::GetInstance();
     manager.AddModule({MODULE_TEST, true, TestModule::Create});
-    Json::Value value;
     EXPECT_TRUE(manager.InitModules() && manager.Start());
-    EXPECT_EQ(manager.ProcessRequest(MODULE_TEST, value, value), 0);
     EXPECT_EQ(HelloEvent("hi").Process(), 0);
-    EXPECT_EQ(static_cast<TestModule*>(manager.GetModule(MODULE_TEST))->OnHelloEvent(nullptr), -1);
-    EXPECT_FALSE(manager.InitModules()) << "started, it hooks its event a second time";
-    EXPECT_EQ(Logged(spy), R"(
-3 test_module:18 Constructor of Test Module
-3 test_module:64 Success to hook hello event by test module
-3 test_module:33 Initial Test Module
-3 test_module:46 Start Test Module
-3 test_module:52 ProcessRequest of Test Module
-3 test_module:80 TestModule process hello event [event:[1]/ msg:[hi]]
-3 hello_event:30 process by hello event
-3 test_module:77 Null event pointer
-3 event_table:73 The module [1] has been registered.
-3 module_manager:229 Failed to register event [1] by module [1] with ret=[-1]
-3 base_module:64 Failed to hook event [1] of module [1]
-3 test_module:61 Failed to hook hello event by test module
-3 base_module:92 Failed to hook event of module [1]
-3 test_module:40 Terminate Test Module
-3 module_manager:93 Failed to init module [1]
-)");
+    EXPECT_TRUE(spy.Has("test_module", "TestModule process hello event [event:[1]/ msg:[hi]]"));
     manager.RemoveModule(MODULE_TEST);
-    EXPECT_THAT(spy.Messages(), ElementsAre("Terminate Test Module", "Destructor of Test Module"));
     EXPECT_EQ(HelloEvent("hi").Process(), -1) << "its subscription stays";
 }
 
