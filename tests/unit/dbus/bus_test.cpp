@@ -141,7 +141,9 @@ TEST_F(OnTheBus, NothingIsBadOnlyForTheSetterOfDevices) {
 }
 
 TEST_F(OnTheBus, RepliesAreStyledText) {
-    Answer(R"([[1, -2.5], [], {}, "\u0001\u00e9/", [{"a": true}]])");
+    Answer(
+        "// of a file\n"
+        R"([[1, -2.5], [], {}, "\u0001\u00e9/", [{"a": true}]])");
     std::string reply;
     EXPECT_EQ(appliance.Call("GetGatewayListData", "null", &reply), 0);
     EXPECT_EQ(reply, Parsed(reply).toStyledString());

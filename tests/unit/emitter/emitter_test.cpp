@@ -104,6 +104,8 @@ TEST_F(Emitter, BeginsWithWhatIsThere) {
                                                "PREFIX_LENGTH=24",
                                                "link_up IFNAME=wan0"));
     EXPECT_FALSE(vexonetwork::utils::IsNetLinkProcessing());
+    WriteFile("/tmp/.net_link_is_processing", "999999\n");
+    EXPECT_FALSE(vexonetwork::utils::IsNetLinkProcessing()) << "left by one that was killed";
     EXPECT_EQ(emitter.Links().at("wan0"), true);
     EXPECT_EQ(emitter.Links().at("idle"), false);
     HandleEverything();
@@ -169,6 +171,7 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
     MakeWan0({"192.0.2.1/24"});
     Must("ip link add idle type veth peer name idler");
     Must("ip link set idler up");
+    Must("ip link add alone type veth peer name absent");
     Begin();
 
     constexpr int kKept = 5;
@@ -183,7 +186,7 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
         }
     }
     // The address of the beginning goes and comes back, which no difference tells.
-    batch << "link set idle up\naddress del 192.0.2.1/24 dev wan0\n"
+    batch << "link set idle up\nlink set alone up\naddress del 192.0.2.1/24 dev wan0\n"
           << "address add 192.0.2.1/24 dev wan0\naddress add 192.0.2.2/24 dev wan0 label wan0:1\n";
     batch.close();
     Must("ip -batch /tmp/batch");
@@ -199,6 +202,9 @@ TEST_F(Emitter, KnowsTheKernelsStateAfterABurst) {
     EXPECT_EQ(Count(PrintToString(spy.Messages()), "Resync with the kernel"), 1U);
     EXPECT_THAT(Elections(), ElementsAre("both"));
     EXPECT_EQ(gateways.followed.back(), "{}");
+    Must("ip link set alone down");
+    HandleEverything();
+    EXPECT_THAT(gateways.followed.back(), HasSubstr("alone")) << "it was up, without a link";
 }
 
 TEST_F(Emitter, AddressesOfTheStartGoAndReturn) {

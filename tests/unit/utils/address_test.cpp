@@ -51,7 +51,8 @@ TEST(IPAddress, ListsAnInterface) {
 
 TEST(MacAddress, FormalizesAndCountsTheSixthOctetModulo255) {
     EXPECT_EQ(MacAddress("001122AABBcc").ToString(), "00:11:22:AA:BB:cc");
-    for (const char* text : {"00-11-22-33-44-55", "00:11:22:33:44:5g", "00112233445g", ""}) {
+    for (const char* text :
+         {"00-11-22-33-44-55", "00:11:22:33:44:5g", "00112233445g", "00:11:22:33:44::5", ""}) {
         EXPECT_FALSE(MacAddress(text).IsFormalized());
         EXPECT_EQ(MacAddress(text).ToString(), text);
     }
