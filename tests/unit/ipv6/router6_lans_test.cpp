@@ -19,9 +19,10 @@ namespace {
 bool announces = false;
 }  // namespace
 
-extern "C" bool VEXOCSystemdReload(const char* /*unit*/) {
+/// What is run is the system manager's program, to start the announcer.
+extern "C" int VLIBCExecl(int /*options*/, const char* /*path*/, ...) {
     announces = true;
-    return true;
+    return 0;
 }
 extern "C" bool VEXOCSystemdStop(const char* /*unit*/) {
     announces = false;
