@@ -117,7 +117,7 @@ TEST_F(Router6, ANewPrefixTakesThePlaceOfTheFormerOne) {
     EXPECT_THAT(announced(), HasSubstr("interface lan1\n{\n    AdvSendAdvert on;\n"
                                        "    AdvCurHopLimit 0;\n    AdvDefaultLifetime 0;\n"));
     machine.Do("vexonetctl prefix allocate 2001:db8:8000:201::/64 lan1");
-    EXPECT_EQ(Count(announced(), "AdvDefaultLifetime 1800"), 2U);
+    EXPECT_EQ(Count(announced(), "DeprecatePrefix on"), 2U);
 
     // Room for one: the first comes first.
     Serve("2001:db8:8000:300::", "64");

@@ -145,15 +145,69 @@ TEST_F(DhcpScript, OfIpv6TakesAddressesPrefixesAndNumbersOnly) {
     EXPECT_EQ(Call6({{"new_dhcp6_name_servers", "2001:db8::53 ::1"}, {"kind", "info"}}).status, 0);
     EXPECT_EQ(Stored("-6", "dns"), "2001:db8::53");
 
-    for (const std::string& value :
-         {kCommand + "/56", std::string("2001:db8::/0"), std::string("2001:db8::/65"),
-          std::string("fe80::/56"), std::string("2001:db8::/56\nnone"), std::string("/56"),
-          std::string("2001:db8::/56/56"), std::string("none")}) {
-        EXPECT_EQ(Call6({{"new_ip6_prefix", value}, {"kind", "pd"}}).status, 0);
-        EXPECT_EQ(ReadFile(kDelegated), "") << value;
+    for (const auto& [name, value] :
+         {std::pair<std::string, std::string>{"new_ip6_prefix", kCommand + "/56"},
+          {"new_ip6_prefix", "2001:db8::/0"},
+          {"new_ip6_prefix", "2001:db8::/65"},
+          {"new_ip6_prefix", "fe80::/56"},
+          {"new_ip6_prefix", "2001:db8::/56\nnone"},
+          {"new_ip6_prefix", "/56"},
+          {"new_ip6_prefix", "2001:db8::/56/56"},
+          {"new_ip6_prefix", "none"},
+          {"new_life_starts", "x[" + kCommand + "]"},
+          {"new_max_life", "599"},
+          {"new_max_life", kCommand},
+          {"new_preferred_life", "-1"}}) {
+        Environment values{{name, value}, {"kind", "pd"}};
+        values.emplace("new_ip6_prefix", "2001:db8::/56");
+        EXPECT_EQ(Call6(values).status, 0);
+        EXPECT_EQ(ReadFile(kDelegated), "") << name << " " << value;
     }
-    EXPECT_EQ(Call6({{"new_ip6_prefix", "2001:db8:8::/56"}, {"kind", "pd"}}).status, 0);
-    EXPECT_EQ(ReadFile(kDelegated), "2001:db8:8::/56\n");
+}
+
+/// Of each prefix until when it is preferred and valid, by the clock that nobody sets.
+TEST_F(DhcpScript, KeepsEachPrefixWithItsLifetimes) {
+    const auto call = [](const std::string& prefix, Environment values) {
+        values.merge(Environment{{prefix[0] == '-' ? "old_ip6_prefix" : "new_ip6_prefix",
+                                  prefix.substr(prefix[0] == '-' ? 1 : 0)},
+                                 {"new_life_starts", std::to_string(std::time(nullptr))},
+                                 {"kind", "pd"}});
+        EXPECT_EQ(Call6(values).status, 0);
+        // Times are told in hundreds of seconds from now.
+        std::string told;
+        for (const std::string& word : Words(ReadFile(kDelegated))) {
+            const long end = std::atol(word.c_str()) - std::atol(ReadFile("/proc/uptime").c_str());
+            const bool isTime = word.find_first_not_of("0123456789") == word.npos;
+            told += (told.empty() ? "" : " ") + (isTime ? std::to_string((end + 50) / 100) : word);
+        }
+        return told;
+    };
+    const std::string a = "2001:db8:a::/56";
+    const std::string b = "2001:db8:b::/60";
+    EXPECT_EQ(call(a, {}), a + " 6 forever dns");
+    const std::string dns = "2001:db8::53 * 192.0.2.1 $(touch /tmp/owned) ::1 2001:db8::54";
+    EXPECT_EQ(
+        call(b, {{"reason", "RENEW6"}, {"new_max_life", "700"}, {"new_dhcp6_name_servers", dns}}),
+        b + " 6 7 " + a + " 6 forever dns 2001:db8::53 2001:db8::54");
+    EXPECT_EQ(call(a, {{"reason", "REBIND6"}, {"new_preferred_life", "0"}}),
+              a + " 0 forever " + b + " 6 7 dns");
+    // A clock that was set makes a lifetime no longer.
+    EXPECT_EQ(
+        call(a, {{"reason", "RENEW6"}, {"new_life_starts", "4000000000"}, {"new_max_life", "900"}}),
+        a + " 6 9 " + b + " 6 7 dns");
+    EXPECT_EQ(call("-" + a, {{"reason", "EXPIRE6"}}), b + " 6 7 dns");
+    // Two of one new binding, of which the former has no part.
+    const std::string starts = std::to_string(std::time(nullptr) - 100);
+    const std::string c = "2001:db8:c::/60";
+    EXPECT_EQ(call(a, {{"new_life_starts", starts}}), a + " 5 forever dns");
+    EXPECT_EQ(call(c, {{"new_life_starts", starts}}), c + " 5 forever " + a + " 5 forever dns");
+    EXPECT_EQ(call(a, {{"reason", "RENEW6"}, {"new_preferred_life", "0"}, {"new_max_life", "0"}}),
+              c + " 5 forever dns");
+    EXPECT_EQ(call("-", {{"reason", "STOP6"}}), "none");
+    for (int i = 0; i < 10; ++i) {
+        call("2001:db8:" + std::to_string(i) + "::/56", {{"reason", "RENEW6"}});
+    }
+    EXPECT_THAT(Words(ReadFile(kDelegated)), SizeIs(8 * 3 + 1));
 }
 
 }  // namespace

@@ -27,7 +27,8 @@ using vexobase::ReplaceFile;
 using vexonetwork::utils::GetString;
 
 constexpr char kConfiguration[] = "/run/vexo/radvd.conf";
-constexpr char kRecord[] = "/run/vexo/lan_prefixes.json";
+// Kept over a boot: hosts do not forget what was announced before it (RFC 9096, 3.5).
+constexpr char kRecord[] = "/var/lib/vexonet/lan_prefixes.json";
 constexpr char kUnit[] = "vexonet-radvd.service";
 
 // A host keeps what is withdrawn for two hours at most (RFC 4862, 5.5.3).
@@ -36,7 +37,20 @@ constexpr std::time_t kToldToLetGo = 7200;
 // Short, so that hosts which a withdrawal did not reach do not hold on for days (RFC 9096, 3.3).
 constexpr int kPreferredSeconds = 2700;
 constexpr int kValidSeconds = 5400;
+
+// Of a router and its DNS servers, which hosts learn again three times in that time.
 constexpr int kRouterSeconds = 1800;
+constexpr int kMinRouterSeconds = 30;  // radvd advertises every ten seconds at most
+
+// One renewal may fail.
+constexpr int kUnseenSeconds = 2 * kRenewal;
+
+/// What radvd is to say of a prefix.
+struct Terms {
+    int preferred = 0;
+    int valid = 0;
+    bool countDown = false;
+};
 
 bool IsGranted(const Announcement& announcement) {
     return announcement.withdrawnUntil == 0;
@@ -60,25 +74,74 @@ bool CanBeWritten(const std::string& lan) {
               });
 }
 
-std::string PrefixText(const Announcement& each) {
-    const std::string lifetimes =
-        IsGranted(each) ? "        AdvPreferredLifetime " + std::to_string(kPreferredSeconds)
-                              + ";\n        AdvValidLifetime " + std::to_string(kValidSeconds)
-                              + ";\n        DeprecatePrefix on;\n"
-                        : "        AdvPreferredLifetime 0;\n        AdvValidLifetime 0;\n";
-    return "    prefix " + each.prefix + "/64\n    {\n" + lifetimes + "    };\n";
+int SecondsLeft(std::time_t until, std::time_t now, std::time_t limit) {
+    return static_cast<int>(std::clamp<std::time_t>(until - now, 0, limit));
 }
 
-std::string InterfaceText(const std::string& lan, const Announcements& prefixes) {
+/// radvd counts the whole seconds between two advertisements, which are three seconds apart at
+/// least; so its clock may be slow by a quarter.
+int CountFrom(std::time_t until, std::time_t now, int usual) {
+    return std::min(usual, SecondsLeft(until, now, 2 * usual) * 3 / 4);
+}
+
+Terms TermsOf(const Lifetimes& until, std::time_t now) {
+    if (until.preferredUntil <= now) {
+        // radvd does not announce what has counted down to its end.
+        return {0, SecondsLeft(until.validUntil, now + kUnseenSeconds, kValidSeconds), false};
+    }
+    const auto mayEndUnseen = [now](std::time_t end, int usual) {
+        return SecondsLeft(end, now, usual + kUnseenSeconds) < usual + kUnseenSeconds;
+    };
+    if (!mayEndUnseen(until.preferredUntil, kPreferredSeconds)
+        && !mayEndUnseen(until.validUntil, kValidSeconds)) {
+        return {kPreferredSeconds, kValidSeconds, false};
+    }
+    const int valid = CountFrom(until.validUntil, now, kValidSeconds);
+    const int preferred = CountFrom(until.preferredUntil, now, kPreferredSeconds);
+    return {std::max(1, std::min(preferred, valid)), std::max(1, valid), true};
+}
+
+Terms TermsOf(const Announcement& each, std::time_t now) {
+    return IsGranted(each) ? TermsOf(each.until, now) : Terms();
+}
+
+std::string PrefixText(const Announcement& each, std::time_t now) {
+    const Terms terms = TermsOf(each, now);
+    return "    prefix " + each.prefix + "/64\n    {\n        AdvPreferredLifetime "
+           + std::to_string(terms.preferred) + ";\n        AdvValidLifetime "
+           + std::to_string(terms.valid) + ";\n"
+           + (terms.countDown ? "        DecrementLifetimes on;\n" : "")
+           + (IsGranted(each) ? "        DeprecatePrefix on;\n" : "") + "    };\n";
+}
+
+std::string NameServerText(const std::vector<std::string>& servers, int seconds) {
+    std::string text;
+    for (const std::string& each : servers) {
+        text += " " + each;
+    }
+    return text.empty() ? ""
+                        : "    RDNSS" + text + "\n    {\n        AdvRDNSSLifetime "
+                              + std::to_string(seconds) + ";\n    };\n";
+}
+
+std::string InterfaceText(const std::string& lan, const Announcements& prefixes,
+                          const Outside& outside, std::time_t now) {
+    int valid = 0;
+    for (const Announcement& each : prefixes) {
+        valid = std::max(valid, TermsOf(each, now).valid);
+    }
     // Without a prefix of its own a LAN has nothing that could be answered to.
-    const bool isRouter = std::ranges::any_of(prefixes, IsGranted);
+    const bool isRouter = valid > 0 && outside.isReached;
+    const int seconds =
+        valid > 0 ? std::clamp(valid, kMinRouterSeconds, kRouterSeconds) : kRouterSeconds;
     std::string text = "interface " + lan + "\n{\n    AdvSendAdvert on;\n    AdvCurHopLimit 0;\n"
                        "    AdvDefaultLifetime "
-                       + std::to_string(isRouter ? kRouterSeconds : 0) + ";\n";
+                       + std::to_string(isRouter ? seconds : 0) + ";\n    MaxRtrAdvInterval "
+                       + std::to_string(seconds / 3) + ";\n";
     for (const Announcement& each : prefixes) {
-        text += PrefixText(each);
+        text += PrefixText(each, now);
     }
-    return text + "};\n";
+    return text + (isRouter ? NameServerText(outside.nameServers, seconds / 3 * 2) : "") + "};\n";
 }
 
 std::string RecordText(const Announcements& announcements) {
@@ -87,13 +150,15 @@ std::string RecordText(const Announcements& announcements) {
         Json::Value entry;
         entry["lan"] = each.lan;
         entry["prefix"] = each.prefix;
+        entry["preferred_until"] = Json::Int64(each.until.preferredUntil);
+        entry["valid_until"] = Json::Int64(each.until.validUntil);
         entry["withdrawn_until"] = Json::Int64(each.withdrawnUntil);
         all.append(entry);
     }
     return vexonetwork::utils::ToTabbedText(all);
 }
 
-/// Derived, and of this boot only: it need not survive a power cut.
+/// A power cut may bring the former one back, by which at worst a prefix ends too early.
 int Write(const char* path, const std::string& text) {
     if (ReplaceFile(path, text, FolderSync::kLater) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to write %s: %s", path, std::strerror(errno));
@@ -122,6 +187,31 @@ int StartOrReload() {
     return 0;
 }
 
+/// A time of the record; nothing when there is none.
+std::optional<std::time_t> TimeOf(const Json::Value& entry, const char* member) {
+    const Json::Value time = entry.isObject() ? entry.get(member, Json::Value()) : Json::Value();
+    return time.isInt64() ? std::optional<std::time_t>(time.asInt64()) : std::nullopt;
+}
+
+std::optional<Announcement> ReadAnnouncement(const Json::Value& entry) {
+    const auto lan = GetString(entry, "lan");
+    const auto prefix = GetString(entry, "prefix");
+    const auto preferred = TimeOf(entry, "preferred_until");
+    const auto valid = TimeOf(entry, "valid_until");
+    const auto withdrawn = TimeOf(entry, "withdrawn_until");
+    return lan && prefix && preferred && valid && withdrawn
+               ? std::optional(Announcement{*lan, *prefix, {*preferred, *valid}, *withdrawn})
+               : std::nullopt;
+}
+
+/// Those that it was announced with, as long as nobody has told others.
+std::optional<Lifetimes> FormerLifetimes(const Announcements& former, const Announcement& wanted) {
+    const auto same = std::ranges::find_if(former, [&](const Announcement& each) {
+        return each.lan == wanted.lan && each.prefix == wanted.prefix;
+    });
+    return same == former.end() ? std::nullopt : std::optional(same->until);
+}
+
 }  // namespace
 
 Announcements FormerAnnouncements() {
@@ -132,23 +222,25 @@ Announcements FormerAnnouncements() {
         return announcements;
     }
     for (const Json::Value& each : all) {
-        const auto lan = GetString(each, "lan");
-        const auto prefix = GetString(each, "prefix");
-        const Json::Value until =
-            each.isObject() ? each.get("withdrawn_until", Json::Value()) : Json::Value();
-        if (lan && prefix && until.isInt64()) {
-            announcements.push_back({*lan, *prefix, static_cast<std::time_t>(until.asInt64())});
+        if (const auto announcement = ReadAnnouncement(each)) {
+            announcements.push_back(*announcement);
         }
     }
     return announcements;
 }
 
 Announcements NextAnnouncements(const Announcements& former, const std::vector<LanPrefix>& grants,
-                                std::time_t now) {
+                                const Outside& outside, std::time_t now) {
     Announcements next;
     for (const LanPrefix& each : grants) {
         if (CanBeWritten(each.lan)) {
-            next.push_back({each.lan, each.Text(), 0});
+            Announcement wanted{each.lan, each.Text(), {}, 0};
+            const auto told = LifetimesOf(each.network, outside.prefixes);
+            const auto until = told ? told : FormerLifetimes(former, wanted);
+            wanted.until = until.value_or(Lifetimes{now + kPreferredSeconds, now + kValidSeconds});
+            if (wanted.until.validUntil > now) {
+                next.push_back(wanted);
+            }
         } else {
             VEXO_LOG(LOG_ERR,
                      "Nothing is announced on interface [%s]: its name must be of letters, digits "
@@ -164,6 +256,8 @@ Announcements NextAnnouncements(const Announcements& former, const std::vector<L
         if (IsGranted(each)) {
             each.withdrawnUntil = now + kToldToLetGo;
         }
+        // A clock that was set makes that no longer.
+        each.withdrawnUntil = std::min(each.withdrawnUntil, now + kToldToLetGo);
         if (each.withdrawnUntil > now && !HasGrant(granted, each)) {
             next.push_back(each);
         }
@@ -171,14 +265,15 @@ Announcements NextAnnouncements(const Announcements& former, const std::vector<L
     return next;
 }
 
-std::string RadvdConfiguration(const Announcements& announcements) {
+std::string RadvdConfiguration(const Announcements& announcements, const Outside& outside,
+                               std::time_t now) {
     std::map<std::string, Announcements> lans;
     for (const Announcement& each : announcements) {
         lans[each.lan].push_back(each);
     }
     std::string text = "# Made of the routers' configuration; to change it: vexonetctl prefix\n";
     for (const auto& [lan, prefixes] : lans) {
-        text += InterfaceText(lan, prefixes);
+        text += InterfaceText(lan, prefixes, outside, now);
     }
     return text;
 }
@@ -191,19 +286,19 @@ std::set<std::string> LansOf(const Announcements& announcements) {
     return lans;
 }
 
-int Announce(const Announcements& announcements) {
+int Announce(const Announcements& announcements, const Outside& outside, std::time_t now) {
     if (announcements.empty()) {
         return Stop();
     }
-    const std::string text = RadvdConfiguration(announcements);
+    if (announcements != FormerAnnouncements() && Write(kRecord, RecordText(announcements)) != 0) {
+        return -1;
+    }
+    const std::string text = RadvdConfiguration(announcements, outside, now);
     const bool isSame = vexonetwork::utils::FileToStr(kConfiguration) == text;
     if (isSame && ::VEXOCSystemdActiveStatusGet(kUnit) == 1) {
         return 0;
     }
-    if (Write(kRecord, RecordText(announcements)) != 0 || Write(kConfiguration, text) != 0) {
-        return -1;
-    }
-    return StartOrReload();
+    return Write(kConfiguration, text) == 0 ? StartOrReload() : -1;
 }
 
 }  // namespace vexo::network::ipv6::router

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "ipv6/lan/delegation.h"
 #include "ipv6/lan/grants.h"
+#include "ipv6/lan/outside.h"
 
 namespace vexo::network::ipv6::router {
 
@@ -13,6 +15,7 @@ namespace vexo::network::ipv6::router {
 struct Announcement {
     std::string lan;
     std::string prefix;  ///< in canonical form, without a length
+    Lifetimes until;     ///< while the LAN has it
     /// 0 while the LAN has it; then until when its hosts are told to let it go.
     std::time_t withdrawnUntil = 0;
 
@@ -20,21 +23,27 @@ struct Announcement {
 };
 using Announcements = std::vector<Announcement>;
 
-/// What is to be announced when this was announced before.
+/// What is to be announced when this was announced before. A /64 of a prefix whose lifetimes are
+/// not known, as before its client has told them, keeps those it was announced with.
 /// @return nothing when no LAN has a prefix any more: radvd withdraws all when it ends
 Announcements NextAnnouncements(const Announcements& former, const std::vector<LanPrefix>& grants,
-                                std::time_t now);
+                                const Outside& outside, std::time_t now);
 
-/// The configuration for radvd.conf(5).
-std::string RadvdConfiguration(const Announcements& announcements);
+/// The configuration for radvd.conf(5). No lifetime in it goes beyond that of the prefix, if it is
+/// made anew every kRenewal seconds; one that is near its end counts down.
+std::string RadvdConfiguration(const Announcements& announcements, const Outside& outside,
+                               std::time_t now);
 
-/// What radvd announces now.
+/// How often whoever announces looks anew, in seconds.
+inline constexpr int kRenewal = 600;
+
+/// What radvd announces now, or announced before the machine was started anew.
 Announcements FormerAnnouncements();
 
 std::set<std::string> LansOf(const Announcements& announcements);
 
 /// Makes radvd announce this, in place of what it has announced.
 /// @return 0, or -1 with a log line
-int Announce(const Announcements& announcements);
+int Announce(const Announcements& announcements, const Outside& outside, std::time_t now);
 
 }  // namespace vexo::network::ipv6::router

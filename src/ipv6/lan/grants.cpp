@@ -6,8 +6,8 @@
 #include <optional>
 
 #include <vexobase/log.h>
-#include <vexonetwork/utils/file.h>
 
+#include "ipv6/lan/delegation.h"
 #include "ipv6/router/lan_parts.h"
 #include "ipv6/router/router_names.h"
 
@@ -19,32 +19,16 @@ using vexobase::IpPrefix;
 using Parts = std::vector<IpPrefix>;
 using Places = std::map<std::string, int>;
 
-constexpr char kNoPrefix[] = "none";
-
-/// @return what the client holds, kNoPrefix, or "" when it has not told anything
-std::string ToldByClient(const std::string& wan) {
-    const std::string path = "/run/vexo/router6/" + wan + ".delegated";
-    std::string told = vexonetwork::utils::FileToStr(path);
-    told.erase(std::min(told.find('\n'), told.size()));
-    if (told.empty() || told == kNoPrefix) {
-        return told;
-    }
-    if (const auto prefix = ParseRoutedPrefix(told)) {
-        return ToText(*prefix);
-    }
-    VEXO_LOG(LOG_ERR, "Left out, as it is no prefix for LANs: [%s] of %s", told.c_str(),
-             path.c_str());
-    return "";
-}
-
 bool FollowDelegation(Router6Attr& router) {
     const std::string wan = Router6Attr::ConvertInterface(router.wan);
     if (router.type != "native" || wan.empty() || !HasFiles(wan)) {
         return false;
     }
-    const std::string told = ToldByClient(wan);
-    const std::string prefix = told == kNoPrefix ? "" : told;
-    if (told.empty() || prefix == router.prefix) {
+    const auto told = ToldByClient(wan);
+    const IpPrefix current = ParseRoutedPrefix(router.prefix).value_or(IpPrefix());
+    const std::string prefix =
+        told ? ToText(BestPrefix(told->prefixes, current, std::time(nullptr))) : router.prefix;
+    if (prefix == router.prefix) {
         return false;
     }
     VEXO_LOG(LOG_NOTICE, "The prefix delegated on [%s] was [%s] and is [%s]", wan.c_str(),

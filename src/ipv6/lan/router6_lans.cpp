@@ -18,6 +18,7 @@
 #include "ipv6/lan/lan_book.h"
 #include "ipv6/lan/lan_mark.h"
 #include "ipv6/lan/lan_routes.h"
+#include "ipv6/lan/outside.h"
 #include "ipv6/router/stored_router.h"
 
 namespace vexo::network::ipv6::router {
@@ -84,10 +85,11 @@ int WriteIfOther(const LanBook& book, const LanBook& former) {
 
 /// The book is written before anything that it must remember is done, so that a power cut leaves
 /// nothing that nobody knows of.
-int CarryOut(Plan plan, const LanBook& former) {
+int CarryOut(Plan plan, const LanBook& former, const Outside& outside) {
+    const std::time_t now = std::time(nullptr);
     const auto grants = GrantsOf(plan.book);
     const Announcements announced = FormerAnnouncements();
-    const Announcements next = NextAnnouncements(announced, grants, std::time(nullptr));
+    const Announcements next = NextAnnouncements(announced, grants, outside, now);
     const auto lans = LansOf(next);
     plan.book.marked = LansOf(announced);
     plan.book.marked.insert(former.marked.begin(), former.marked.end());
@@ -98,7 +100,7 @@ int CarryOut(Plan plan, const LanBook& former) {
     result |= PutLanRoutes(WholesOf(plan.book));
     result |= MarkLans(lans, true);
     result |= PutLanAddresses(grants);
-    result |= Announce(next);
+    result |= Announce(next, outside, now);
     if (MarkLans(Without(plan.book.marked, lans), false) != 0) {
         return -1;
     }
@@ -116,9 +118,10 @@ int ApplyRouter6Lans() {
         return -1;
     }
     const LanBook former = ReadLanBook();
+    const Outside outside = LookOutside(*routers);
     Plan plan = Prepare(std::move(*routers), former);
     const bool isWhole = plan.isWhole;
-    return CarryOut(std::move(plan), former) == 0 && isWhole ? 0 : -1;
+    return CarryOut(std::move(plan), former, outside) == 0 && isWhole ? 0 : -1;
 }
 
 }  // namespace vexo::network::ipv6::router

@@ -85,7 +85,8 @@ Router6Attr Tunnel(const std::string& wan, const std::string& prefix) {
 
 /// What the client tells, and what follows from it.
 int Delegate(const std::string& told) {
-    WriteFile("/run/vexo/router6/wan0.delegated", told + "\n");
+    WriteFile("/run/vexo/router6/wan0.delegated",
+              told + (told == "none" ? "\n" : " forever forever\n"));
     return ApplyRouter6Lans();
 }
 
