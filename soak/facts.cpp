@@ -215,10 +215,8 @@ void Inspector::CheckStaticRoutes() {
             wanted.insert(pairs["destination"]);
         }
     }
-    for (const Json::Value& route : Ask("ip -j -4 route show table all")) {
-        if (route["table"] == "static") {
-            present.insert(route["dst"].asString());
-        }
+    for (const Json::Value& route : Ask("ip -j -4 route show table main proto 86")) {
+        present.insert(route["dst"].asString());
     }
     if (wanted != present) {
         broken.push_back("static routes: wanted are" + Text(wanted) + ", there are"

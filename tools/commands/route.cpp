@@ -93,9 +93,9 @@ void DeclareList(CLI::App& group, Command& chosen) {
 void DeclareAdd(CLI::App& group, Command& chosen) {
     const Declared add =
         Declare(group, chosen, "add", "Add a static route", AddRoute,
-                "It goes before the routes of the main table, a default route only before its\n"
-                "default routes, and is kept across reboots and changes of links.\nAt least one of "
-                "--gateway and --interface is needed.\n\n"
+                "Among all routes the longest prefix decides; a default route goes before those\n"
+                "of the gateway lists. It is kept across reboots and changes of links.\n"
+                "At least one of --gateway and --interface is needed.\n\n"
                 "Example: vexonetctl route add 10.20.0.0/16 --gateway 192.0.2.254");
     add.Destination().Families(kOfADefault).Metric("Of several, the lowest serves").Quiet();
     add.command->add_option("--gateway", add.options->gateway, "A neighbour that knows the way")

@@ -15,6 +15,10 @@ enum class IPType { V4, V6 };
 /// route via "0.0.0.0" or "::" is one by the device alone. A route by an interface that is not
 /// there, or down, waits for it. Numbers of tables are kept in "/etc/iproute2/rt_tables".
 ///
+/// The table "static" for "all" is that of the static routes: only its default routes stand in it,
+/// the others in the main table, and only while it has one there are rules, just before the main
+/// table's. Those of other tables for "all" have that place too, behind the rules of others.
+///
 /// Rules and routes are set by rtnetlink(7) and carry protocol 86; those of others are left alone.
 /// Results are 0, or -1 after a log line; an object says what stays wrong only once. No lock is
 /// taken. For one thread.

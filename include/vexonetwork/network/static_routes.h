@@ -42,8 +42,9 @@ struct StaticRouteStatus {
     std::string reason;  ///< why it is not installed
 };
 
-/// The static routes: those of the policy table "static", which all packets are looked up in before
-/// the main table. They stand in "/etc/iproute2/config/static-table", which people edit too: what
+/// The static routes: in the kernel those to networks stand in the main table, beside those of
+/// others, and default ones in the table "static", which goes before the main table's default
+/// routes. They are told by "/etc/iproute2/config/static-table", which people edit too: what
 /// is not changed stays there line by line. For one thread; several processes may change the file
 /// at once.
 ///

@@ -49,12 +49,6 @@ inline Rule OurRule(std::uint32_t priority, const Prefix& source, std::uint32_t 
             .protocol = kOurProtocol};
 }
 
-/// Whether a rule looks at nothing but the source, as ours do.
-inline bool IsBySource(const Rule& rule) {
-    return rule.action == FR_ACT_TO_TBL && rule.destination.Length() == 0 && rule.iif.empty()
-           && rule.oif.empty() && rule.mark == 0 && rule.markMask == 0;
-}
-
 /// One address of an interface, and what is connected through it.
 struct ConnectedAddress {
     unsigned index = 0;

@@ -11,19 +11,18 @@
 
 #include <vexobase/log.h>
 
-#include "network/routing/links.h"
 #include "network/routing/locks.h"
 #include "network/routing/policy_table.h"
 #include "network/routing/priorities.h"
 #include "network/routing/table_number.h"
-#include "network/routing/table_sync.h"
+#include "network/routing/table_plan.h"
 
 namespace vexonetwork::network {
 namespace {
 
 bool IsTableRule(const Rule& rule) {
     return rule.protocol == kOurProtocol && rule.priority >= kTableNetworksPriority
-           && rule.priority <= kTablePriority;
+           && rule.priority <= kLastPriority;
 }
 
 /// Whether a number is that of a table with a file, as far as is known; not so when it was given to
@@ -38,39 +37,23 @@ bool IsTableInUse(std::uint32_t number) {
 
 /// The tables that are looked after with one: itself, and those that our rules lead to but that
 /// have lost their number or file.
-Scope ScopeOf(IPType type, std::optional<std::uint32_t> number, const std::vector<Rule>& rules) {
+Scope ScopeOf(const TableUse& use, const std::vector<Rule>& rules) {
     std::vector<std::uint32_t> tables;
     for (const Rule& rule : rules) {
         if (IsTableRule(rule) && rule.table != kMainTable && !IsTableInUse(rule.table)) {
             tables.push_back(rule.table);
         }
     }
-    if (number) {
-        tables.push_back(*number);
+    if (use.number) {
+        tables.push_back(*use.number);
     }
-    return {FamilyOf(type), tables, kTableNetworksPriority, kTablePriority, tables};
+    return {FamilyOf(use.type), tables, kTableNetworksPriority,
+            kLastPriority,      tables, use.name == kStaticTable};
 }
 
 std::optional<Prefix> ParseSource(IPType type, const std::string& source) {
     const int family = FamilyOf(type);
     return source == "all" ? Prefix::All(family) : ParsePrefix(family, source, HostBits::kMasked);
-}
-
-RoutingState Wanted(const std::vector<PolicyTableRoute>& routes, std::uint32_t number,
-                    const Prefix& from) {
-    RoutingState wanted;
-    wanted.rules = {OurRule(kTableNetworksPriority, from, number, DefaultRoutes::DO_NOT_COUNT),
-                    OurRule(kTableMainPriority, from, kMainTable, DefaultRoutes::DO_NOT_COUNT),
-                    OurRule(kTablePriority, from, number)};
-    Links links;
-    for (const PolicyTableRoute& route : routes) {
-        const LinkState link = route.ifname.empty() ? LinkState{0, true} : links.Find(route.ifname);
-        if (link.isUp) {
-            wanted.routes.push_back(
-                OurRoute(number, route.destination, route.metric, route.gateway, link.index));
-        }
-    }
-    return wanted;
 }
 
 void AddMissing(std::vector<Rule>& rules, const Rule& rule) {
@@ -102,20 +85,21 @@ void KeepRules(const std::vector<Rule>& present, const Scope& scope,
     }
 }
 
-/// Brings one table in step. Without a number only stale rules can remain.
-bool Synchronise(IPType type, std::optional<std::uint32_t> number, RoutingState wanted, bool alone,
+/// Brings one table in step with the routes of its file.
+/// @param alone  its rules for other sources go
+bool Synchronise(const TableUse& use, const std::vector<PolicyTableRoute>& routes, bool alone,
                  const std::function<bool()>& isCurrent, Complaints& complaints) {
     RouteSocket socket;
-    const auto rules = socket.Rules(FamilyOf(type));
+    const auto rules = socket.Rules(FamilyOf(use.type));
     if (!rules) {
         complaints.Say(std::string("Failed to read rules: ") + ::strerror(errno));
         return false;
     }
-    const Scope scope = ScopeOf(type, number, *rules);
-    if (scope.tables.empty()) {
-        return true;
-    }
-    KeepRules(*rules, scope, number, alone, wanted.rules);
+    const Scope scope = ScopeOf(use, *rules);
+    Links links;
+    Neighbourhood neighbourhood(socket);
+    RoutingState wanted = PlanTable(use, routes, links, neighbourhood);
+    KeepRules(*rules, scope, use.number, alone, wanted.rules);
     return BringInStep(socket, scope, wanted, isCurrent, complaints);
 }
 
@@ -130,8 +114,7 @@ struct PolicyRoute::Memory {
         PolicyTable contents;
 
         bool Read(IPType type, const std::string& name);
-        bool Install(IPType type, const Prefix& source, bool alone,
-                     const std::function<bool()>& isCurrent);
+        bool Install(TableUse use, bool alone, const std::function<bool()>& isCurrent);
     };
     Family v4;
     Family v6;
@@ -156,19 +139,20 @@ bool PolicyRoute::Memory::Family::Read(IPType type, const std::string& name) {
     return true;
 }
 
-/// A table without routes has no rules either, and needs no number.
-bool PolicyRoute::Memory::Family::Install(IPType type, const Prefix& source, bool alone,
+/// Without a number stale rules can remain, and the static routes of the main table.
+bool PolicyRoute::Memory::Family::Install(TableUse use, bool alone,
                                           const std::function<bool()>& isCurrent) {
-    const bool isEmpty = contents.routes.empty();
-    if (isEmpty && !alone) {
+    if (contents.routes.empty() && !alone) {
         return true;
     }
-    const auto number = isEmpty ? FindTableNumber(table) : AllotTableNumber(table);
-    if (!isEmpty && !number) {
+    const bool needsNumber = std::ranges::any_of(
+        contents.routes, [&use](const auto& route) { return use.NeedsNumber(route); });
+    use.number = needsNumber ? AllotTableNumber(use.name) : FindTableNumber(use.name);
+    const bool hasNumber = use.number || !needsNumber;
+    if (!hasNumber && !use.IsStatic()) {
         return false;
     }
-    auto wanted = isEmpty ? RoutingState() : Wanted(contents.routes, *number, source);
-    return Synchronise(type, number, std::move(wanted), alone, isCurrent, complaints);
+    return Synchronise(use, contents.routes, alone, isCurrent, complaints) && hasNumber;
 }
 
 PolicyRoute::PolicyRoute() : memory(std::make_unique<Memory>()) {}
@@ -183,9 +167,8 @@ int PolicyRoute::DisableTable(IPType type, const std::string& table) {
     }
     const KernelTurn turn;
     const auto always = [] { return true; };
-    return Synchronise(type, FindTableNumber(table), {}, true, always, memory->Of(type).complaints)
-               ? 0
-               : -1;
+    const TableUse use{type, table, Prefix::All(FamilyOf(type)), FindTableNumber(table)};
+    return Synchronise(use, {}, true, always, memory->Of(type).complaints) ? 0 : -1;
 }
 
 int PolicyRoute::EnableTable(IPType type, const std::string& table, const std::string& source) {
@@ -212,7 +195,7 @@ int PolicyRoute::Install(IPType type, const std::string& table, const std::strin
         if (!mine.Read(type, table)) {
             return -1;
         }
-        const bool done = mine.Install(type, *prefix, alone, isCurrent);
+        const bool done = mine.Install({type, table, *prefix}, alone, isCurrent);
         if (isCurrent() || attempt == kMaxAttempts) {
             return done && !mine.contents.malformed ? 0 : -1;
         }

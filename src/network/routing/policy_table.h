@@ -18,6 +18,9 @@ constexpr int FamilyOf(IPType type) {
     return type == IPType::V4 ? AF_INET : AF_INET6;
 }
 
+/// The name of the table of the static routes.
+inline constexpr char kStaticTable[] = "static";
+
 /// One route of a policy table's file.
 struct PolicyTableRoute {
     std::string section;

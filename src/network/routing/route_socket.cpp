@@ -48,18 +48,15 @@ std::nullopt_t NotOpen() {
 
 }  // namespace
 
-std::optional<std::vector<Route>> RouteSocket::Routes(int family, std::uint32_t table) {
+std::optional<std::vector<Route>> RouteSocket::Routes(int family, std::uint32_t table,
+                                                      std::uint8_t protocol) {
     return IsOpen() ? vexonetlink::ListRoutes(
-               *socket, {.family = family, .table = table, .type = RTN_UNICAST})
+               *socket, {.family = family, .table = table, .protocol = protocol})
                     : NotOpen();
 }
 
 std::optional<std::vector<Rule>> RouteSocket::Rules(int family) {
-    auto rules = IsOpen() ? vexonetlink::ListRules(*socket, family) : NotOpen();
-    if (rules) {
-        std::erase_if(*rules, [](const Rule& rule) { return !IsBySource(rule); });
-    }
-    return rules;
+    return IsOpen() ? vexonetlink::ListRules(*socket, family) : NotOpen();
 }
 
 std::optional<std::vector<ConnectedAddress>> RouteSocket::Addresses(unsigned index) {

@@ -35,10 +35,12 @@ class RouteSocket {
 
     // Each reads what the kernel has now: nothing, with errno, when it does not tell.
 
-    /// The unicast routes of one table; none for a table that was never filled.
-    std::optional<std::vector<Route>> Routes(int family, std::uint32_t table);
+    /// The routes of one table, of all types; none for a table that was never filled.
+    /// @param protocol  whose alone, or 0
+    std::optional<std::vector<Route>> Routes(int family, std::uint32_t table,
+                                             std::uint8_t protocol = 0);
 
-    /// The rules by source alone, in the order in which they are looked at.
+    /// The rules, in the order in which they are looked at.
     std::optional<std::vector<Rule>> Rules(int family);
 
     /// The addresses of one interface, of both families.

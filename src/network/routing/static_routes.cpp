@@ -1,38 +1,21 @@
 #include "vexonetwork/network/static_routes.h"
 
-#include <ifaddrs.h>
-#include <netinet/in.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <functional>
-#include <map>
 #include <tuple>
 #include <utility>
 
 #include "network/parse_number.h"
-#include "network/routing/links.h"
+#include "network/routing/kernel_routes.h"
 #include "network/routing/locks.h"
-#include "network/routing/policy_table.h"
-#include "network/routing/route_socket.h"
-#include "network/routing/table_number.h"
 
 namespace vexonetwork::network {
 namespace {
 
-constexpr char kTable[] = "static";
 constexpr IPType kTypes[] = {IPType::V4, IPType::V6};
 
 std::string File() {
-    return PolicyTableFile(kTable);
-}
-
-/// Where a route stands in the kernel.
-using Place = std::pair<Prefix, std::uint32_t>;
-
-Place PlaceOf(const PolicyTableRoute& route) {
-    return {route.destination, route.metric};
+    return PolicyTableFile(kStaticTable);
 }
 
 /// A default route by the device alone has the family of an unspecified gateway.
@@ -72,73 +55,6 @@ std::string WhyNoNetwork(const std::string& destination, const PolicyTableRoute&
     return destination == "default" || ParsePrefix(family, destination, HostBits::kRefused)
                ? ""
                : "the network of " + destination + " is " + ToText(route.destination);
-}
-
-/// The kernel takes an IPv4 route through ourselves, which leads nowhere.
-std::string WhyNoGateway(const PolicyTableRoute& route) {
-    ifaddrs* all = nullptr;
-    if (route.gateway.family != AF_INET || ::getifaddrs(&all) != 0) {
-        return "";
-    }
-    bool isOurs = false;
-    for (const ifaddrs* each = all; each != nullptr && !isOurs; each = each->ifa_next) {
-        if (each->ifa_addr != nullptr && each->ifa_addr->sa_family == AF_INET) {
-            const auto& address = reinterpret_cast<const sockaddr_in*>(each->ifa_addr)->sin_addr;
-            isOurs = std::memcmp(&address, route.gateway.bytes.data(), sizeof address) == 0;
-        }
-    }
-    ::freeifaddrs(all);
-    return isOurs ? "its gateway " + ToText(route.gateway) + " is an address of this machine" : "";
-}
-
-std::string WhyRefused(const PolicyTableRoute& route, const Refusal& refusal) {
-    const std::string by = route.ifname.empty() ? "" : " on " + route.ifname;
-    switch (refusal.error.number) {
-        case EEXIST:
-            return "somebody else's route has its place in the kernel's table "
-                   + std::string(kTable);
-        case ENETUNREACH:
-        case EHOSTUNREACH:
-            return "its gateway " + ToText(route.gateway) + " is no neighbour" + by + " ("
-                   + refusal.error.text + "); see 'ip route get " + ToText(route.gateway) + "'";
-        default:
-            return "the kernel refuses it: " + refusal.error.text;
-    }
-}
-
-bool IsOurs(RouteSocket& socket, const Route& route) {
-    const auto routes = socket.Routes(route.destination.Family(), route.table);
-    return routes && std::ranges::any_of(*routes, [&route](const Route& each) {
-               return each.protocol == kOurProtocol && each.destination == route.destination
-                      && each.metric == route.metric;
-           });
-}
-
-/// Has the kernel judge a route, by installing it.
-std::string Try(const PolicyTableRoute& route) {
-    if (std::string why = WhyNoGateway(route); !why.empty()) {
-        return why;
-    }
-    Links links;
-    const LinkState link = route.ifname.empty() ? LinkState{0, true} : links.Find(route.ifname);
-    if (!link.isUp) {
-        return "";  // it will be tried when its interface comes
-    }
-    const auto number = AllotTableNumber(kTable);
-    if (!number) {
-        return "the table has no number; see /etc/iproute2/rt_tables";
-    }
-    const KernelTurn turn;
-    RouteSocket socket;
-    const Route wanted =
-        OurRoute(*number, route.destination, route.metric, route.gateway, link.index);
-    vexonetwork::network::Change change{Action::ADD, wanted};
-    auto refusals = socket.Apply({&change, 1});
-    if (!refusals.empty() && refusals.front().error.number == EEXIST && IsOurs(socket, wanted)) {
-        change.action = Action::REPLACE;
-        refusals = socket.Apply({&change, 1});
-    }
-    return refusals.empty() ? "" : WhyRefused(route, refusals.front());
 }
 
 std::string Unwritten() {
@@ -201,36 +117,6 @@ std::pair<Sections::iterator, std::string> FindRoute(SectionFile& file, const St
             found == file.sections.end() ? "there is no such route to " + which.destination : ""};
 }
 
-/// What the kernel has of ours in the table.
-std::map<Place, Route> Installed(RouteSocket& socket) {
-    std::map<Place, Route> installed;
-    const auto number = FindTableNumber(kTable);
-    for (const IPType type : kTypes) {
-        const auto routes = number ? socket.Routes(FamilyOf(type), *number) : std::nullopt;
-        for (const Route& route : routes ? *routes : std::vector<Route>()) {
-            if (route.protocol == kOurProtocol) {
-                installed.emplace(Place(route.destination, route.metric), route);
-            }
-        }
-    }
-    return installed;
-}
-
-std::pair<StaticRouteStatus::State, std::string> StateOf(const PolicyTableRoute& route,
-                                                         const std::map<Place, Route>& installed,
-                                                         Links& links) {
-    const LinkState link = route.ifname.empty() ? LinkState{0, true} : links.Find(route.ifname);
-    if (!link.isUp) {
-        return {StaticRouteStatus::WAITS,
-                link.index == 0 ? "waits for its interface" : "waits: its interface is down"};
-    }
-    const auto found = installed.find(PlaceOf(route));
-    const bool isThere = found != installed.end() && found->second.gateway == route.gateway
-                         && (link.index == 0 || found->second.oif == link.index);
-    return isThere ? std::pair(StaticRouteStatus::INSTALLED, std::string())
-                   : std::pair(StaticRouteStatus::ABSENT, std::string("is not in the kernel"));
-}
-
 }  // namespace
 
 struct StaticRoutes::State {
@@ -275,7 +161,7 @@ std::string StaticRoutes::Add(const StaticRoute& route) {
             return Taken(route);
         }
         file.sections.push_back(section);
-        return Try(*read.route);
+        return TryRoute(*read.route);
     }));
 }
 
@@ -296,7 +182,7 @@ std::string StaticRoutes::Change(const StaticRoute& which, const StaticRouteChan
         if (!read.route || IsTaken(file, *read.route)) {
             return read.route ? Taken(route) : read.fault;
         }
-        return Try(*read.route);
+        return TryRoute(*read.route);
     }));
 }
 
@@ -325,16 +211,14 @@ std::vector<StaticRouteStatus> StaticRoutes::List() {
         return {{File(), {}, StaticRouteStatus::BAD, "cannot be read"}};
     }
     std::vector<StaticRouteStatus> list;
-    RouteSocket socket;
-    const auto installed = Installed(socket);
-    Links links;
+    KernelRoutes kernel;
     std::set<Place> places;
     for (const Section& section : file->sections) {
         const auto read = ReadPolicyTableRoute(section);
         StaticRouteStatus status{section.Name(), ToStaticRoute(section), StaticRouteStatus::BAD,
                                  read.fault};
         if (read.route && places.insert(PlaceOf(*read.route)).second) {
-            std::tie(status.state, status.reason) = StateOf(*read.route, installed, links);
+            std::tie(status.state, status.reason) = kernel.StateOf(*read.route);
         } else if (read.route) {
             status.reason = "another section has the same destination and metric";
         }
@@ -362,7 +246,7 @@ int StaticRoutes::Apply() {
     state->Read();
     int result = 0;
     for (const IPType type : kTypes) {
-        result = state->table.RenewTable(type, kTable, "all") == 0 ? result : -1;
+        result = state->table.RenewTable(type, kStaticTable, "all") == 0 ? result : -1;
     }
     return result;
 }

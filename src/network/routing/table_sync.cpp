@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <set>
 #include <tuple>
@@ -22,11 +24,6 @@ Place PlaceOf(const Route& route) {
 
 bool IsOurs(const Route& route) {
     return route.protocol == kOurProtocol;
-}
-
-/// Whether the kernel's route does what is wanted, which may leave the interface to the kernel.
-bool Serves(const Route& present, const Route& wanted) {
-    return present.gateway == wanted.gateway && (wanted.oif == 0 || present.oif == wanted.oif);
 }
 
 void CompareRoutes(const RoutingState& wanted, const RoutingState& present, Steps& steps) {
@@ -56,23 +53,46 @@ void CompareRoutes(const RoutingState& wanted, const RoutingState& present, Step
     }
 }
 
-/// Added from the front and removed from the back: packets of an uplink's addresses are sent to its
-/// table only where the rules before have kept what stays inside.
+/// Rules whose order among each other counts.
+using RuleGroup = std::pair<std::uint32_t, Prefix>;
+
+RuleGroup GroupOf(const Rule& rule) {
+    return {rule.priority, rule.source};
+}
+
+/// Added from the front and removed from the back: packets are sent to a table only where the rules
+/// before have kept what stays inside. The kernel adds behind those of the same priority, and of
+/// equal rules removes the first one, so the last one counts.
 void CompareRules(const RoutingState& wanted, const RoutingState& present, Steps& steps) {
-    std::multiset<Rule> surplus(present.rules.begin(), present.rules.end());
+    constexpr std::size_t kAtEnd = std::numeric_limits<std::size_t>::max();
+    std::map<Rule, std::vector<std::size_t>> surplus;
+    for (std::size_t place = 0; place < present.rules.size(); ++place) {
+        surplus[present.rules[place]].push_back(place);
+    }
     std::vector<Rule> rules = wanted.rules;
-    std::sort(rules.begin(), rules.end());
+    std::ranges::stable_sort(rules, {}, GroupOf);
+    std::map<RuleGroup, std::size_t> reached;
     for (const Rule& rule : rules) {
-        if (const auto found = surplus.find(rule); found != surplus.end()) {
-            surplus.erase(found);
-        } else {
+        std::size_t& last = reached[GroupOf(rule)];
+        std::vector<std::size_t>& places = surplus[rule];
+        if (places.empty() || places.back() < last) {
             steps.additions.push_back({Action::ADD, rule});
+            last = kAtEnd;
+        } else {
+            last = places.back();
+            places.pop_back();
         }
     }
-    std::transform(surplus.rbegin(), surplus.rend(), std::back_inserter(steps.removals),
-                   [](const Rule& rule) {
-                       return Change{Action::REMOVE, rule};
-                   });
+    std::vector<std::size_t> places;
+    for (const auto& [rule, its] : surplus) {
+        places.insert(places.end(), its.begin(), its.end());
+    }
+    std::ranges::sort(places, std::greater(), [&present](std::size_t place) {
+        return std::pair(GroupOf(present.rules[place]), place);
+    });
+    for (const std::size_t place : places) {
+        steps.removals.push_back({Action::REMOVE, present.rules[place]});
+    }
 }
 
 std::string Describe(const Change& change) {
@@ -122,6 +142,11 @@ void TellForeign(const RoutingState& present, Complaints& complaints) {
 
 }  // namespace
 
+bool Serves(const Route& present, const Route& wanted) {
+    return present.type == wanted.type && present.gateway == wanted.gateway
+           && (wanted.oif == 0 || present.oif == wanted.oif);
+}
+
 bool Scope::Holds(const Rule& rule) const {
     return rule.protocol == kOurProtocol && rule.priority >= firstPriority
            && rule.priority <= lastPriority
@@ -153,8 +178,12 @@ std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
             tables.insert(rule.table);
         }
     }
+    if (scope.hasMainRoutes) {
+        tables.insert(kMainTable);
+    }
     for (const std::uint32_t table : tables) {
-        auto routes = socket.Routes(scope.family, table);
+        // Of the main table only ours: it may have those of the whole Internet.
+        auto routes = socket.Routes(scope.family, table, table == kMainTable ? kOurProtocol : 0);
         if (!routes) {
             return std::nullopt;
         }

@@ -14,8 +14,11 @@ namespace vexonetwork::network {
 /// Routes and rules of one family: as they should be, or as the kernel has them.
 struct RoutingState {
     std::vector<Route> routes;
-    std::vector<Rule> rules;
+    std::vector<Rule> rules;  ///< those of one priority and source in the order of their looking up
 };
+
+/// Whether the kernel's route does what is wanted, which may leave the interface to the kernel.
+bool Serves(const Route& present, const Route& wanted);
 
 /// What is to be done, in its order: nothing is taken away before its successor stands.
 struct Steps {
@@ -35,6 +38,7 @@ struct Scope {
     std::uint32_t firstPriority;
     std::uint32_t lastPriority;
     std::vector<std::uint32_t> ruledTables = {};  ///< only rules for these and main; any if empty
+    bool hasMainRoutes = false;                   ///< ours of the main table belong to it
 
     bool Holds(const Rule& rule) const;
 };

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include <vexonetwork/network/policy_route.h>
+#include <vexonetwork/network/static_routes.h>
 #include <vexonetwork/utils/lock.h>
 
 #include "unit/network/gateway/route_world.h"
@@ -13,6 +14,7 @@ namespace {
 using namespace testing;
 using vexonetwork::network::IPType;
 using vexonetwork::network::PolicyRoute;
+using vexonetwork::network::StaticRoutes;
 
 constexpr char kTables[] = "/etc/iproute2/rt_tables";
 constexpr char kStatic[] = "/etc/iproute2/config/static-table";
@@ -24,6 +26,11 @@ class Policy : public RouteWorld {
     }
     static std::string Routes(const std::string& family, const std::string& table = "101") {
         return vexotest::Run({"ip", family, "route", "show", "table", table}).out;
+    }
+
+    /// What is ours in the main table.
+    static std::string Ours(const std::string& family) {
+        return Must("ip " + family + " route show table main proto 86");
     }
 
     Uplink wan0 = MakeUplink(0);
@@ -38,26 +45,30 @@ TEST_F(Policy, TheModulesStartInstallsTheStaticTable) {
               "[2]\n\tdestination=2001:db8:f::/48\n\tifname=wan0\n"
               "[3]\n\tdestination=default\n\tgateway=::\n\tifname=wan0\n");
     const std::string before = Must("ip rule");
+    const std::string defaults =
+        "32765:\tnot from all to 0.0.0.0 lookup main suppress_prefixlength 0 proto 86\n"
+        "32765:\tfrom all lookup static proto 86\n";
     for (int start = 0; start < 2; ++start) {
         ASSERT_EQ(module.InitialModule(), 0);
         EXPECT_EQ(ReadFile(kTables),
                   "255 local\n0xc8 hexadecimal # kept\n100\tforeign\n101\tstatic\n");
-        EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 101 proto 86\n");
-        EXPECT_EQ(Rules("-6"), "32000:\tfrom all lookup 101 proto 86\n");
-        EXPECT_EQ(Routes("-4"),
-                  "default via 192.0.2.1 dev wan0 proto 86 metric 7 \n"
-                  "10.20.0.0/16 via 192.0.2.1 dev wan0 proto 86 \n");
-        EXPECT_THAT(Routes("-6"), HasSubstr("2001:db8:f::/48 dev wan0"));
-        EXPECT_THAT(Routes("-6"), HasSubstr("default dev wan0"));
+        EXPECT_EQ(Must("ip rule show priority 32765"), defaults);
+        EXPECT_THAT(Must("ip -6 rule show priority 32765"),
+                    HasSubstr("not from all to :: lookup main suppress_prefixlength 0"));
+        EXPECT_EQ(Routes("-4"), "default via 192.0.2.1 dev wan0 proto 86 metric 7 \n");
+        EXPECT_EQ(Ours("-4"), "10.20.0.0/16 via 192.0.2.1 dev wan0 \n");
+        EXPECT_THAT(Ours("-6"), StartsWith("2001:db8:f::/48 dev wan0"));
+        EXPECT_THAT(Routes("-6"), StartsWith("default dev wan0"));
         EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "all"), 0) << "twice is once";
-        EXPECT_EQ(Rules("-4"), "32000:\tfrom all lookup 101 proto 86\n");
+        EXPECT_EQ(Must("ip rule show priority 32765"), defaults);
         EXPECT_THAT(Must("ip route get 192.0.2.99"), StartsWith("192.0.2.99 dev wan0"));
         EXPECT_THAT(Must("ip route get 203.0.113.1"), HasSubstr("via 192.0.2.1"));
         EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "192.0.2.0/24"), 0);
+        EXPECT_THAT(Routes("-4"), HasSubstr("10.20.0.0/16 via 192.0.2.1"));
     }
     Must("rm /etc/iproute2/config/static-table");
     ASSERT_EQ(module.InitialModule(), 0);
-    EXPECT_EQ(Rules("-6") + Routes("-4") + Routes("-6"), "");
+    EXPECT_EQ(Routes("-4") + Routes("-6") + Ours("-4") + Ours("-6"), "");
     EXPECT_EQ(Must("ip rule"), before);
     EXPECT_EQ(log.Lines().size(), 0U);
 }
@@ -72,12 +83,97 @@ TEST_F(Policy, GoodRoutesServeAndBadOnesAreNamed) {
               "[refused]\n\tdestination=10.6.0.0/16\n\tgateway=203.0.113.1\n"
               "[good]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
     EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "all"), -1);
-    EXPECT_EQ(Routes("-4", "100"), "10.7.0.0/16 dev wan0 proto 86 scope link \n");
+    EXPECT_EQ(Ours("-4"), "10.7.0.0/16 dev wan0 scope link \n");
     EXPECT_THAT(log.Messages(),
                 ElementsAre(HasSubstr("Bad route [empty] in [/etc/iproute2/config/static-table]: "),
                             HasSubstr("[no way]"), HasSubstr("[name]"), HasSubstr("[metric]"),
                             HasSubstr("[option]"),
                             HasSubstr("Failed to add route [10.6.0.0/16] via [203.0.113.1]")));
+}
+
+TEST_F(Policy, StaticRoutesOverrideNobody) {
+    Must("ip link add lan0 type veth peer name vpn0");
+    for (const char* ifname : {"lan0", "vpn0"}) {
+        Must(std::string("ip link set ") + ifname + " up");
+    }
+    Must("ip addr add 10.9.0.1/24 dev lan0");
+    Must("ip rule add iif lan0 prohibit");
+    WriteFile(kStatic,
+              "[0]\n\tdestination=default\n\tgateway=192.0.2.1\n"
+              "[1]\n\tdestination=10.20.0.0/16\n\tgateway=192.0.2.1\n");
+    const auto install = [&] { return policy.RenewTable(IPType::V4, "static", "all"); };
+    const auto way = [](const std::string& destination) {
+        const std::string answer = Must("ip route get " + destination);
+        return answer.substr(0, answer.find(" src"));
+    };
+    ASSERT_EQ(install(), 0);
+    EXPECT_EQ(vexotest::Run(Words("ip route get 203.0.113.1 from 10.9.0.5 iif lan0")).status, 2)
+        << "a guest network stays shut";
+    Must("ip route add 10.20.7.0/24 dev vpn0");
+    EXPECT_EQ(way("10.20.7.1"), "10.20.7.1 dev vpn0") << "the longest prefix decides";
+    EXPECT_EQ(way("203.0.113.1"), "203.0.113.1 via 192.0.2.1 dev wan0 table static");
+
+    // As common VPN tools begin and end.
+    Must("ip route add default dev vpn0 table 5182");
+    Must("ip rule add not fwmark 0xca6c table 5182");
+    Must("ip rule add table main suppress_prefixlength 0");
+    EXPECT_EQ(way("203.0.113.1"), "203.0.113.1 dev vpn0 table 5182");
+    EXPECT_EQ(way("10.20.0.1"), "10.20.0.1 via 192.0.2.1 dev wan0");
+    const std::string ours = Must("ip rule show priority 32765");
+    while (Must("ip rule").find("from all lookup main suppress_prefixlength 0")
+           != std::string::npos) {
+        Must("ip rule del table main suppress_prefixlength 0");
+    }
+    EXPECT_EQ(Must("ip rule show priority 32765"), ours);
+    Must("ip rule del table 5182");
+
+    Must("ip rule del priority 32765 table main");
+    EXPECT_EQ(way("10.9.0.2"), "10.9.0.2 via 192.0.2.1 dev wan0 table static");
+    ASSERT_EQ(install(), 0);
+    EXPECT_EQ(Must("ip rule show priority 32765"), ours) << "also their order";
+
+    WriteFile(kStatic, "[1]\n\tdestination=10.20.0.0/16\n\tgateway=192.0.2.1\n");
+    ASSERT_EQ(install(), 0);
+    EXPECT_EQ(Must("ip rule show priority 32765"), "32765:\tfrom all iif lan0 prohibit\n");
+    EXPECT_EQ(way("10.20.0.1"), "10.20.0.1 via 192.0.2.1 dev wan0");
+    EXPECT_EQ(policy.DisableTable(IPType::V4, "static"), 0);
+    EXPECT_EQ(Ours("-4"), "");
+}
+
+TEST_F(Policy, AStaticRouteFollowsItsGateway) {
+    MakeUplink(1);
+    Must("ip addr add 10.9.0.1/24 dev wan0");
+    StaticRoutes routes;
+    ASSERT_EQ(routes.Add({"10.30.0.0/16", "10.9.0.2", "", ""}), "");
+    ASSERT_EQ(routes.Add({"2001:db8:77::/48", "2001:db8:9::2", "", ""}),
+              "its gateway 2001:db8:9::2 is no neighbour (No route to host); see 'ip route get "
+              "2001:db8:9::2'");
+    Must("ip addr del 10.9.0.1/24 dev wan0");
+    const auto state = [&] { return routes.List()[0].reason; };
+    EXPECT_EQ(state(), "its gateway is no neighbour any more");
+    Must("ip addr add 10.9.0.1/24 dev wan1");
+    EXPECT_EQ(state(), "the kernel has it on wan0 and not on wan1");
+    EXPECT_EQ(routes.Apply(), 0);
+    EXPECT_EQ(state(), "");
+    EXPECT_EQ(Ours("-4"), "10.30.0.0/16 via 10.9.0.2 dev wan1 \n");
+
+    // Of two interfaces in one network that with a link.
+    Must("ip addr add 10.9.0.3/24 dev wan0");
+    Must("ip -n isp-wan1 link set far down");
+    EXPECT_TRUE(Eventually([] { return Must("ip route").find("linkdown") != std::string::npos; }));
+    EXPECT_EQ(routes.Apply(), 0);
+    EXPECT_EQ(Ours("-4"), "10.30.0.0/16 via 10.9.0.2 dev wan0 \n");
+}
+
+TEST_F(Policy, AStaticRouteThatCannotBeStoredIsNotKept) {
+    StaticRoutes routes;
+    ASSERT_EQ(routes.Add({"10.30.0.0/16", "192.0.2.1", "", ""}), "");
+    Must("mount --bind /etc/iproute2/config /etc/iproute2/config");
+    Must("mount -o remount,bind,ro /etc/iproute2/config");
+    EXPECT_THAT(routes.Add({"10.31.0.0/16", "192.0.2.1", "", ""}), HasSubstr("cannot be written"));
+    EXPECT_THAT(routes.Change({"10.30.0.0/16", "", "", ""}, {"192.0.2.2", {}, {}}),
+                HasSubstr("cannot be written"));
+    EXPECT_EQ(Ours("-4"), "10.30.0.0/16 via 192.0.2.1 dev wan0 \n");
 }
 
 TEST_F(Policy, ANumberThatSomebodyElseUsesIsLeftToHim) {
@@ -135,7 +231,7 @@ TEST_F(Policy, NamesAndNumbersThatWouldHarmAreRefused) {
     WriteFile(kStatic, "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
     Must("rm /etc/iproute2/rt_tables");
     Must("mkdir /etc/iproute2/rt_tables");
-    EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "all"), -1);
+    EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "10.0.0.0/8"), -1);
     EXPECT_EQ(log.Messages().back(), "Failed to read config [/etc/iproute2/rt_tables]");
 }
 

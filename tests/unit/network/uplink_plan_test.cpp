@@ -138,12 +138,12 @@ TEST(UplinkFiles, NobodySharesATable) {
     MakeUplink(0);
     MakeUplink(1);
     WriteFile("/etc/iproute2/rt_tables", "100 static\n100 wan0\n101 wan1\n");
-    ASSERT_EQ(StaticRoutes().Add({"10.1.0.0/16", "", "wan0", ""}), "");
+    ASSERT_EQ(StaticRoutes().Add({"default", "192.0.2.1", "wan0", ""}), "");
     UplinkPolicy policy;
     EXPECT_THAT(policy.Enable({"wan0", "wan1"}),
                 HasSubstr("[wan0] has no routing table of its own"));
     EXPECT_EQ(policy.Status()[1].table, 101U);
-    EXPECT_THAT(Must("ip route show table 100"), StartsWith("10.1.0.0/16 dev wan0"));
+    EXPECT_THAT(Must("ip route show table 100"), StartsWith("default via 192.0.2.1 dev wan0"));
 
     Must("rm /etc/iproute2/config/policy");
     Must("mkdir /etc/iproute2/config/policy");
@@ -171,7 +171,7 @@ TEST(UplinkFiles, WritersAtOnceLoseNothing) {
         EXPECT_EQ(status, 0);
     }
     EXPECT_EQ(StaticRoutes().List().size(), 1U + kWriters * kRoutes);
-    EXPECT_EQ(Count(Must("ip route show table static"), "10.2"), size_t(kWriters * kRoutes));
+    EXPECT_EQ(Count(Must("ip route show proto 86"), "10.2"), size_t(kWriters * kRoutes));
     EXPECT_THAT(ReadFile(kStatic), StartsWith("# kept\n[by hand]\ndestination=10.1.0.0/16\n"));
 }
 
