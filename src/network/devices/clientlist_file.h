@@ -15,8 +15,8 @@ namespace vexonetwork::network {
 std::optional<std::string> ReadPlainFile(const std::string& path);
 
 /// Opens a file of this user's own for writing and empties it. A link, a pipe, another user's file
-/// and one with several names are removed first, another user's folder is renamed where it is not
-/// empty; a folder of this user's own and a device are a failure.
+/// and one with several names are removed first, another user's folder is renamed; a folder of this
+/// user's own and a device are a failure.
 /// @return an empty descriptor with errno on failure
 vexobase::UniqueFd OpenPlainFile(const std::string& path);
 

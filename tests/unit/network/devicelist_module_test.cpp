@@ -11,6 +11,7 @@
 #include <vexonetwork/utils/json_reader.h>
 
 #include "support/appliance.h"
+#include "support/event_queue.h"
 #include "support/syslog_spy.h"
 
 namespace vexotest {
@@ -149,6 +150,7 @@ TEST(DeviceListModuleTest, ADeviceThatIsSlowToTellItsNameHoldsNobodyUp) {
         return All(module)["02:00:00:00:00:03"]["displayName"] == "SLOW";
     })) << "it comes with a later list";
     module.TerminateModule();
+    EXPECT_EQ(ChildrenOf(::getpid()), "") << "those that the last list asked for";
 }
 
 TEST(DeviceListModuleTest, GoesOnAfterUnknownDevicesWereDeletedBySeveralAtOnce) {
@@ -223,9 +225,10 @@ TEST(DeviceListModuleTest, TheOldestOfAFullListGoButNoneThatTheUserHasNamed) {
     list["ClientList"][9'000]["asso_time"] = "13:00:00 2023/06/01";
     list["ClientList"][3]["asso_time"] = "12:00:00 2023/06/01";
     list["ClientList"][3]["userdef_deviceType"] = "lamp";
-    list["ClientList"][4] = list["ClientList"][3];
+    list["ClientList"][5]["asso_time"] = "12:00:00 2023/06/01";
+    list["ClientList"][5]["userdef_displayName"] = "Mine";
+    list["ClientList"][4]["asso_time"] = "12:00:00 2023/06/01";
     list["ClientList"][4]["macAddr"] = "02:00:00:00:00:02";
-    list["ClientList"][4].removeMember("userdef_deviceType");
     WriteFile(kFile, list.toStyledString());
     DeviceListModule module;
     module.InitialModule();
@@ -234,7 +237,7 @@ TEST(DeviceListModuleTest, TheOldestOfAFullListGoButNoneThatTheUserHasNamed) {
     auto devices = All(module);
     EXPECT_THAT(devices, SizeIs(20'000));
     EXPECT_FALSE(devices.contains("7"));
-    for (const char* mac : {"3", "02:00:00:00:00:02", "02:00:00:00:00:03", "a"}) {
+    for (const char* mac : {"3", "5", "02:00:00:00:00:02", "02:00:00:00:00:03", "a"}) {
         EXPECT_TRUE(devices.contains(mac)) << mac;
     }
     module.TerminateModule();

@@ -41,11 +41,10 @@ struct NetbiosNames::End {
 
     ~End() {
         const std::lock_guard guard(names.mutex);
-        names.waiting.clear();
+        names.DropWaiting();
         for (auto& [address, device] : names.devices) {
             device.isAsked = false;
         }
-        names.answered.notify_all();
     }
 };
 
