@@ -47,8 +47,9 @@ bool RunIp(const Words&... words) {
     return status == 0;
 }
 
+/// A listed port that is not there is no fault, and would cost a log line at each election.
 bool HasLink(const GatewayInfo& entry) {
-    return IsEthernetLinkDetected(entry.ifname);
+    return ::if_nametoindex(entry.ifname.c_str()) != 0 && IsEthernetLinkDetected(entry.ifname);
 }
 
 bool InstallV4(const GatewayInfo& entry, const VEXONETIFINFO& info) {

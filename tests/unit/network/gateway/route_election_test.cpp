@@ -53,6 +53,7 @@ TEST_F(Election, LosersKeepTheirOrderBehindTheThird) {
     EXPECT_THAT(DefaultRoutes("-4"), ElementsAre(RouteOf(wan0))) << "a slave starts no election";
     EXPECT_THAT(DefaultRoutes("-6"), ElementsAre("via 2001:db8::1 dev wan0"))
         << "a slave is passed over, whatever its gateway";
+    EXPECT_FALSE(log.Has("utils", "Failed get interface flags for wan8"));
 }
 
 /// With default routes of all kinds.
