@@ -39,6 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     Messages messages{Bytes(datagram)};
     while (const auto message = messages.Next()) {
         ReadLink(*message);
+        ReadNeighbour(*message);
         ReadError(*message);
         ThereAndBack<InterfaceAddress>(*message, ReadAddress, [](const InterfaceAddress& address) {
             return AddressRequest(RTM_NEWADDR, 0, address);

@@ -51,6 +51,19 @@ std::optional<Link> FindLink(Socket& socket, const std::string& ifname) {
     return error ? std::nullopt : found;
 }
 
+std::optional<Neighbour> FindNeighbour(Socket& socket, unsigned index, const IpAddress& address) {
+    Request request = NeighbourRequest(index, address);
+    std::optional<Neighbour> found;
+    const KernelError error = Exchange(socket, request, [&](const Message& message) {
+        auto neighbour = ReadNeighbour(message);
+        if (neighbour && neighbour->index == index && neighbour->address == address) {
+            found = std::move(neighbour);
+        }
+    });
+    errno = error ? error.number : ENOENT;
+    return error ? std::nullopt : found;
+}
+
 std::optional<std::vector<InterfaceAddress>> ListAddresses(Socket& socket, int family,
                                                            unsigned index) {
     Request request = AddressesRequest(family, index);

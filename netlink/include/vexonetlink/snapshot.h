@@ -6,6 +6,7 @@
 
 #include <vexonetlink/address.h>
 #include <vexonetlink/link.h>
+#include <vexonetlink/neighbour.h>
 #include <vexonetlink/route.h>
 #include <vexonetlink/rule.h>
 #include <vexonetlink/socket.h>
@@ -21,6 +22,9 @@ std::optional<Link> FindLink(Socket& socket, const std::string& ifname);
 /// @param family  AF_UNSPEC for both @param index  0 for all interfaces; none for one that is gone
 std::optional<std::vector<InterfaceAddress>> ListAddresses(Socket& socket, int family = 0,
                                                            unsigned index = 0);
+
+/// Who has an address on an interface; ENOENT when the kernel has no entry for it.
+std::optional<Neighbour> FindNeighbour(Socket& socket, unsigned index, const IpAddress& address);
 
 /// None for a table that was never filled, and for a family that the kernel lacks.
 std::optional<std::vector<Route>> ListRoutes(Socket& socket, const RouteFilter& filter);

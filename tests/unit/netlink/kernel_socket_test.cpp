@@ -121,6 +121,26 @@ TEST_F(KernelSocket, WritesWhatItReads) {
     }
 }
 
+TEST_F(KernelSocket, KnowsWhoHasAnAddress) {
+    Must("ip link add wan0 up type veth peer name far");
+    Must("ip link set far up");
+    Must("ip addr add 192.0.2.10/24 dev wan0");
+    for (const char* entry : {"192.0.2.7 lladdr 02:00:00:00:00:07 nud stale dev wan0",
+                              "192.0.2.7 lladdr 02:00:00:00:00:06 nud permanent dev far",
+                              "192.0.2.8 nud failed dev wan0"}) {
+        Must(std::string("ip neigh add ") + entry);
+    }
+    const unsigned index = FindLink(socket, "wan0")->index;
+    const auto known = FindNeighbour(socket, index, *vexobase::ParseAddress(AF_INET, "192.0.2.7"));
+    ASSERT_TRUE(known);
+    EXPECT_TRUE(known->IsValid());
+    EXPECT_THAT(known->hardwareAddress, ElementsAre(2, 0, 0, 0, 0, 7));
+    EXPECT_FALSE(
+        FindNeighbour(socket, index, *vexobase::ParseAddress(AF_INET, "192.0.2.8"))->IsValid());
+    EXPECT_FALSE(FindNeighbour(socket, index, *vexobase::ParseAddress(AF_INET, "192.0.2.9")));
+    EXPECT_EQ(errno, ENOENT);
+}
+
 TEST_F(KernelSocket, PutsAddressesBackAsTheyWere) {
     Must("ip link add wan0 type veth peer name far");
     Must("ip addr add 192.0.2.10/24 brd + dev wan0 label wan0:1 noprefixroute metric 7");

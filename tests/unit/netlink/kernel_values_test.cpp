@@ -96,6 +96,9 @@ auto FieldsOf(const InterfaceAddress& address) {
     LIST_FIELDS(address, isNew, family, index, local, length, peer, brd, scope, flags, proto,
                 metric, preferred, valid, label);
 }
+auto FieldsOf(const Neighbour& neighbour) {
+    LIST_FIELDS(neighbour, isNew, index, ip, mac, state, flags, type);
+}
 auto FieldsOf(const NextHop& hop) {
     LIST_FIELDS(hop, via, oif, weight, flags, others);
 }
@@ -199,6 +202,14 @@ rule_mark_v6 priority=700 from=::/0 table=1000 to=2001:db8::/32 flags=2 iif=wan0
 rule_others priority=600 from=0.0.0.0/0 action=7 oif=wan0 others=0c00140064000000c8000000080018003500350006001d00ffff00000500160011000000
 # 500: from 10.0.0.0/8 goto 900
 rule_goto priority=500 from=10.0.0.0/8 action=2 target=900
+# 192.0.2.7 dev wan0 lladdr 02:00:00:00:00:07 REACHABLE
+neighbour index=3 ip=192.0.2.7 mac=020000000007 state=2 type=1
+# Deleted 192.0.2.7 dev wan0 FAILED
+neighbour_gone isNew=0 index=3 ip=192.0.2.7 state=32 type=1
+# 2001:db8::7 dev wan0 lladdr 02:00:00:00:00:07 router PERMANENT
+neighbour_v6 index=3 ip=2001:db8::7 mac=020000000007 state=128 flags=128 type=1
+# 192.0.2.8 dev wan0 FAILED
+neighbour_failed index=3 ip=192.0.2.8 state=32 type=1
 )";
 
 TEST(KernelValues, AreReadWhole) {
@@ -210,7 +221,8 @@ TEST(KernelValues, AreReadWhole) {
         const std::string name = row.substr(0, row.find(' '));
         const auto read = [](const vexonetlink::Message& message) {
             return Words(ReadLink(message)) + Words(ReadAddress(message))
-                   + Words(ReadRoute(message)) + Words(ReadRule(message));
+                   + Words(ReadRoute(message)) + Words(ReadRule(message))
+                   + Words(ReadNeighbour(message));
         };
         EXPECT_EQ(name + ReadOne(name, read), row);
     }
