@@ -1,6 +1,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <net/if.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/socket.h>
@@ -8,10 +9,12 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <thread>
 
+#include <vexonetwork/network/keloscanner.h>
 #include <vexonetwork/network/upnpscanner.h>
 
 #include "support/appliance.h"
@@ -25,6 +28,7 @@ namespace vexotest {
 namespace {
 
 using vexobase::UniqueFd;
+using vexonetwork::network::KeloScanner;
 using vexonetwork::network::UpnpScanner;
 
 /// A bridge with a second network 192.0.N.1/24, a port of it in the namespace of this name.
@@ -113,12 +117,17 @@ const sockaddr* Generic(const sockaddr_in& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
-/// It has many addresses, and a web server whose behaviour the path chooses.
+/// It has many addresses, and a web server whose behaviour the path chooses. It lies about its
+/// address when it is told one that is not its own.
 class Stranger {
   public:
     Stranger() {
         for (int host = 10; host < 20; ++host) {
             Must("ip -n tv address add 192.0.2." + std::to_string(host) + "/24 dev eth0");
+        }
+        // One of them is asked for first by us.
+        for (int host = 10; host < 19; ++host) {
+            Must("ping -q -c 1 192.0.2." + std::to_string(host));
         }
         Must("ip -n tv address add 198.51.100.9/24 dev eth0");
         std::thread([this] {
@@ -126,7 +135,18 @@ class Stranger {
             EXPECT_EQ(::setns(space.Get(), CLONE_NEWNET), 0);
             listener.Reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
             mouth.Reset(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+            ear.Reset(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+            index = static_cast<int>(::if_nametoindex("eth0"));
         }).join();
+        const int on = 1;
+        ::setsockopt(mouth.Get(), IPPROTO_IP, IP_TRANSPARENT, &on, sizeof on);
+        ::setsockopt(ear.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        ::setsockopt(ear.Get(), SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
+        const ip_mreqn membership{At("239.255.255.250", 0).sin_addr, At("192.0.2.10", 0).sin_addr,
+                                  0};
+        ::setsockopt(ear.Get(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership);
+        const sockaddr_in group = At("239.255.255.250", 1900);
+        EXPECT_EQ(::bind(ear.Get(), Generic(group), sizeof group), 0);
         const sockaddr_in web = At("0.0.0.0", 80);
         EXPECT_EQ(::bind(listener.Get(), Generic(web), sizeof web), 0);
         EXPECT_EQ(::listen(listener.Get(), 100), 0);
@@ -138,16 +158,27 @@ class Stranger {
         server.join();
     }
 
+    /// Waits until it is searched for, on its own network or the bridge's other one.
+    void AwaitSearch() {
+        pollfd ready{ear.Get(), POLLIN, 0};
+        ASSERT_EQ(::poll(&ready, 1, 30'000), 1);
+        char text[2048];
+        socklen_t size = sizeof searcher;
+        ::recvfrom(ear.Get(), text, sizeof text, 0, reinterpret_cast<sockaddr*>(&searcher), &size);
+        searcher.sin_addr = At("192.0.2.1", 0).sin_addr;
+    }
+
     /// Announces a device from an address, whose description is on a host.
     void Announce(const std::string& address, const std::string& host, const std::string& path,
                   const std::string& name = "1") const {
-        const std::string text =
-            "NOTIFY * HTTP/1.1\r\nNT: upnp:rootdevice\r\nNTS: ssdp:alive\r\nUSN: uuid:" + name
-            + "::upnp:rootdevice\r\nLOCATION: http://" + host + path + "\r\n\r\n";
-        const ip_mreqn sender{{}, At(address.c_str(), 0).sin_addr, 0};
-        ::setsockopt(mouth.Get(), IPPROTO_IP, IP_MULTICAST_IF, &sender, sizeof sender);
-        const sockaddr_in to = At("239.255.255.250", 1900);
-        EXPECT_GT(::sendto(mouth.Get(), text.data(), text.size(), 0, Generic(to), sizeof to), 0);
+        Send(address, At("239.255.255.250", 1900),
+             "NOTIFY * HTTP/1.1\r\nNT: upnp:rootdevice\r\nNTS: ssdp:alive", host + path, name);
+    }
+
+    /// The same as an answer to the search.
+    void Answer(const std::string& address, const std::string& host, const std::string& path,
+                const std::string& name = "1") const {
+        Send(address, searcher, "HTTP/1.1 200 OK\r\nST: upnp:rootdevice", host + path, name);
     }
 
     /// How often each path was asked for.
@@ -157,6 +188,23 @@ class Stranger {
     }
 
   private:
+    void Send(const std::string& address, const sockaddr_in& to, const std::string& beginning,
+              const std::string& location, const std::string& name) const {
+        const std::string text = beginning + "\r\nUSN: uuid:" + name
+                                 + "::upnp:rootdevice\r\nLOCATION: http://" + location + "\r\n\r\n";
+        const in_pktinfo from{index, At(address.c_str(), 0).sin_addr, {}};
+        char control[CMSG_SPACE(sizeof from)] = {};
+        sockaddr_in receiver = to;
+        iovec bytes{const_cast<char*>(text.data()), text.size()};
+        msghdr message{&receiver, sizeof receiver, &bytes, 1, control, sizeof control, 0};
+        cmsghdr* const part = CMSG_FIRSTHDR(&message);
+        part->cmsg_level = IPPROTO_IP;
+        part->cmsg_type = IP_PKTINFO;
+        part->cmsg_len = CMSG_LEN(sizeof from);
+        std::memcpy(CMSG_DATA(part), &from, sizeof from);
+        EXPECT_GT(::sendmsg(mouth.Get(), &message, 0), 0) << std::strerror(errno);
+    }
+
     void Serve() {
         std::vector<std::jthread> visits;
         for (;;) {
@@ -164,11 +212,11 @@ class Stranger {
             if (visitor < 0) {
                 return;
             }
-            visits.emplace_back([this, visitor] { Answer(UniqueFd(visitor)); });
+            visits.emplace_back([this, visitor] { Describe(UniqueFd(visitor)); });
         }
     }
 
-    void Answer(const UniqueFd& visitor) {
+    void Describe(const UniqueFd& visitor) {
         char request[4096] = {};
         ::recv(visitor.Get(), request, sizeof request - 1, 0);
         const std::string path = Words(request).at(1);
@@ -200,6 +248,9 @@ class Stranger {
 
     UniqueFd listener;
     UniqueFd mouth;
+    UniqueFd ear;
+    int index = 0;
+    sockaddr_in searcher{};
     mutable std::mutex mutex;
     std::map<std::string, int> asked;
     std::thread server;
@@ -209,8 +260,9 @@ TEST_F(UpnpTest, StrangersCostLittleAndDevicesBesideThemAreFound) {
     const SyslogSpy log;
     Stranger stranger;
     ASSERT_EQ(UpnpScanner::Inst()->Start(), 0);
+    stranger.AwaitSearch();
     ASSERT_TRUE(Eventually([&] {
-        stranger.Announce("192.0.2.19", "192.0.2.19", "/first");
+        stranger.Answer("192.0.2.19", "192.0.2.19", "/first");
         return stranger.Asked()["/first"] != 0;
     }));
     const std::vector<std::string> refused = {"/endless", "/huge", "/silent",  "/redirect",
@@ -219,12 +271,13 @@ TEST_F(UpnpTest, StrangersCostLittleAndDevicesBesideThemAreFound) {
         int host = 10;
         for (const std::string& path : refused) {
             const std::string address = "192.0.2." + std::to_string(host++);
-            stranger.Announce(address, address, path);
+            stranger.Answer(address, address, path);
         }
-        stranger.Announce("192.0.2.17", "192.0.2.17", "/good");
-        stranger.Announce("192.0.2.2", "192.0.2.17", "/elsewhere");
-        stranger.Announce("198.51.100.9", "198.51.100.9", "/alien");
-        stranger.Announce("192.0.2.18", "192.0.2.18", "/many", std::to_string(i));
+        stranger.Answer("192.0.2.17", "192.0.2.17", "/good");
+        stranger.Announce("192.0.2.17", "192.0.2.17", "/announced", "2");
+        stranger.Answer("192.0.2.2", "192.0.2.17", "/elsewhere");
+        stranger.Answer("198.51.100.9", "198.51.100.9", "/alien");
+        stranger.Answer("192.0.2.18", "192.0.2.18", "/many", std::to_string(i));
     }
     EXPECT_TRUE(Finds({"192.0.2.17 stranger", "192.0.2.18 stranger", "192.0.2.19 stranger"}));
     const auto has = [&](const std::string& text) {
@@ -245,8 +298,10 @@ TEST_F(UpnpTest, StrangersCostLittleAndDevicesBesideThemAreFound) {
     EXPECT_TRUE(Eventually([&] { return stranger.Asked()["/many"] == 16; }));
 
     // What comes after all that was asked before.
+    int host = 10;
     for (const std::string& path : refused) {
-        stranger.Announce("192.0.2.10", "192.0.2.10", path == "/endless" ? path : "/silent", path);
+        const std::string address = "192.0.2." + std::to_string(host++);
+        stranger.Answer(address, address, path == "/endless" ? path : "/silent", path);
     }
     EXPECT_TRUE(Eventually([&] { return stranger.Asked()["/silent"] == 7; }));
     UpnpScanner::Inst()->Stop();
@@ -265,6 +320,47 @@ TEST_F(UpnpTest, StrangersCostLittleAndDevicesBesideThemAreFound) {
                            testing::Pair("/redirect", 1), testing::Pair("/missing", 1),
                            testing::Pair("/cut", 1), testing::Pair("/entities", 1),
                            testing::Pair("/good", 1)));
+}
+
+TEST_F(UpnpTest, AThousandForgedDevicesKeepNoRealOneOut) {
+    Stranger stranger;
+    ASSERT_EQ(UpnpScanner::Inst()->Start(), 0);
+    stranger.AwaitSearch();
+    for (int name = 0; name < 16; ++name) {
+        // Hosts that are not there, and some that keep silent.
+        for (int host = 10; host < 120; ++host) {
+            const std::string address = "192.0.2." + std::to_string(host);
+            stranger.Announce(address, address, "/silent", std::to_string(name));
+            stranger.Answer(address, address, "/silent", std::to_string(name));
+        }
+    }
+    const Process screen = Device("tv", "screen");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Finds({"192.0.2.2 screen"})) << ReadFile(folder / "log");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(40));
+}
+
+TEST_F(UpnpTest, ManyBridgesNeedFewDescriptors) {
+    const SyslogSpy log;
+    std::string commands;
+    for (int i = 0; i < 200; ++i) {
+        const std::string ifname = "br-" + std::to_string(i);
+        commands += "link add " + ifname + " type bridge\naddress add 10.9." + std::to_string(i)
+                    + ".1/24 dev " + ifname + "\nlink set " + ifname + " up\n";
+        WriteFile("/etc/sysconfig/network-scripts/ifcfg-" + ifname, "");
+    }
+    WriteFile(folder / "commands", commands);
+    Must({"ip", "-batch", folder / "commands"});
+    const int before = OpenDescriptors();
+    ASSERT_EQ(UpnpScanner::Inst()->Start(), 0);
+    ASSERT_EQ(KeloScanner::Inst()->Start(), 0);
+    const auto memberships = [] { return Count(ReadFile("/proc/net/igmp"), "FAFFFFEF"); };
+    EXPECT_TRUE(Eventually([&] { return memberships() == 201; })) << memberships();
+    const Process screen = Device("tv", "screen");
+    EXPECT_TRUE(Finds({"192.0.2.2 screen"})) << ReadFile(folder / "log");
+    EXPECT_LE(OpenDescriptors() - before, 20);
+    KeloScanner::Inst()->Stop();
+    EXPECT_THAT(log.Messages(), testing::IsEmpty());
 }
 
 }  // namespace

@@ -1,66 +1,69 @@
 #include "network/devices/bridges.h"
 
-#include <ifaddrs.h>
-#include <linux/if_packet.h>
 #include <net/if.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <map>
-#include <memory>
+#include <string_view>
+#include <utility>
 
 #include <vexobase/log.h>
+#include <vexonetlink/snapshot.h>
 
 namespace vexonetwork::network {
 
 namespace {
 
-bool IsSearched(const ifaddrs& each) {
+using vexonetlink::InterfaceAddress;
+using vexonetlink::Link;
+using vexonetlink::Snapshot;
+
+/// A port of hardware has no kind.
+constexpr std::array<std::string_view, 4> kKindsOfWayOut = {"", "bond", "team", "vlan"};
+
+bool IsSearched(const Link& link) {
     // Nobody would hear a question on a bridge whose ports have no link yet.
     constexpr unsigned int kUsable = IFF_UP | IFF_RUNNING;
-    return each.ifa_addr != nullptr && (each.ifa_flags & kUsable) == kUsable
-           && std::string_view(each.ifa_name).find("br") != std::string_view::npos;
+    return (link.flags & kUsable) == kUsable && link.ifname.find("br") != std::string::npos;
 }
 
-/// The interface, also of an address with a label, such as "br0:1" (netdevice(7)).
-std::string NameOf(const ifaddrs& each) {
-    const std::string_view name = each.ifa_name;
-    return std::string(name.substr(0, name.find(':')));
+bool IsConfigured(const std::string& ifname) {
+    return ::access(("/etc/sysconfig/network-scripts/ifcfg-" + ifname).c_str(), F_OK) == 0;
 }
 
-in_addr AddressIn(const sockaddr* address) {
-    return address == nullptr ? in_addr{} : reinterpret_cast<const sockaddr_in*>(address)->sin_addr;
+bool HasWayOut(const Link& bridge, const std::vector<Link>& links) {
+    return std::ranges::any_of(links, [&](const Link& port) {
+        return port.master == bridge.index
+               && std::ranges::find(kKindsOfWayOut, port.kind) != kKindsOfWayOut.end();
+    });
 }
 
-std::string MacIn(const sockaddr* address) {
-    const auto* link = reinterpret_cast<const sockaddr_ll*>(address);
-    const unsigned char* mac = link->sll_addr;
-    char text[sizeof "00:00:00:00:00:00"];
-    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
-                  mac[3], mac[4], mac[5]);
-    return text;
-}
-
-Bridge& FindOrAdd(std::vector<Bridge>& bridges, const std::string& ifname) {
-    const auto found = std::ranges::find(bridges, ifname, &Bridge::ifname);
-    if (found != bridges.end()) {
-        return *found;
-    }
-    bridges.push_back({ifname, ::if_nametoindex(ifname.c_str()), "", {}, {}});
-    return bridges.back();
-}
-
-void AddAddress(const ifaddrs& each, Bridge& bridge) {
-    const in_addr address = AddressIn(each.ifa_addr);
-    const in_addr_t netmask = AddressIn(each.ifa_netmask).s_addr;
+void AddAddress(const InterfaceAddress& address, Bridge& bridge) {
+    const in_addr own = vexobase::ToInet4(address.local);
     const bool isKnown = std::ranges::any_of(
-        bridge.networks, [&](const BridgeNetwork& network) { return network.Includes(address); });
-    bridge.addresses.push_back(address.s_addr);
-    if (!isKnown && netmask != INADDR_BROADCAST) {
-        bridge.networks.push_back({address.s_addr, netmask});
+        bridge.networks, [&](const BridgeNetwork& network) { return network.Includes(own); });
+    bridge.addresses.push_back(own.s_addr);
+    if (!isKnown && address.prefixLength < 32) {
+        bridge.networks.push_back({own.s_addr, htonl(~(0xffffffff >> address.prefixLength))});
     }
+}
+
+Bridge ToBridge(const Link& link, const Snapshot& snapshot) {
+    Bridge bridge;
+    bridge.ifname = link.ifname;
+    bridge.index = link.index;
+    bridge.mac = MacText(link.hardwareAddress);
+    bridge.isLan = IsConfigured(link.ifname) || HasWayOut(link, snapshot.links);
+    for (const InterfaceAddress& address : snapshot.addresses) {
+        if (address.index == link.index && address.family == AF_INET) {
+            AddAddress(address, bridge);
+        }
+    }
+    return bridge;
 }
 
 }  // namespace
@@ -76,30 +79,45 @@ const BridgeNetwork* Bridge::NetworkOf(in_addr host) const {
     return found == networks.end() || Has(host) ? nullptr : &*found;
 }
 
-std::vector<Bridge> FindBridges() {
-    ifaddrs* first = nullptr;
-    if (::getifaddrs(&first) != 0) {
+std::optional<Bridges> FindBridges() {
+    const auto snapshot = vexonetlink::TakeSnapshot();
+    if (!snapshot) {
         VEXO_LOG(LOG_ERR, "Failed to list the interfaces: %s", ::strerror(errno));
-        return {};
+        return std::nullopt;
     }
-    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> list(first, &::freeifaddrs);
-    std::vector<Bridge> bridges;
-    std::map<std::string, std::string> macs;
-    for (const ifaddrs* each = first; each != nullptr; each = each->ifa_next) {
-        if (!IsSearched(*each)) {
+    return BridgesIn(*snapshot);
+}
+
+Bridges BridgesIn(const Snapshot& snapshot) {
+    Bridges bridges;
+    for (const Link& link : snapshot.links) {
+        if (!IsSearched(link)) {
             continue;
         }
-        const std::string ifname = NameOf(*each);
-        if (each->ifa_addr->sa_family == AF_PACKET) {
-            macs[ifname] = MacIn(each->ifa_addr);
-        } else if (each->ifa_addr->sa_family == AF_INET) {
-            AddAddress(*each, FindOrAdd(bridges, ifname));
+        Bridge bridge = ToBridge(link, snapshot);
+        if (!bridge.addresses.empty()) {
+            bridges.push_back(std::move(bridge));
         }
     }
-    for (Bridge& bridge : bridges) {
-        bridge.mac = macs[bridge.ifname];
+    return bridges;
+}
+
+std::optional<Bridges> FindLans() {
+    auto bridges = FindBridges();
+    if (bridges) {
+        std::erase_if(*bridges, [](const Bridge& bridge) { return !bridge.isLan; });
     }
     return bridges;
+}
+
+std::string MacText(const std::vector<std::uint8_t>& octets) {
+    if (octets.size() != 6) {
+        return "";
+    }
+    char text[sizeof "00:00:00:00:00:00"];
+    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", octets[0], octets[1],
+                  octets[2], octets[3], octets[4], octets[5]);
+    return text;
 }
 
 }  // namespace vexonetwork::network

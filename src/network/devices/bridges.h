@@ -2,8 +2,12 @@
 
 #include <netinet/in.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include <vexonetlink/snapshot.h>
 
 namespace vexonetwork::network {
 
@@ -18,11 +22,12 @@ struct BridgeNetwork {
     bool Includes(in_addr host) const { return ((host.s_addr ^ address) & netmask) == 0; }
 };
 
-/// A bridge that devices of the LAN are looked for on.
+/// A bridge that devices are looked for on.
 struct Bridge {
     std::string ifname;
     unsigned int index = 0;
-    std::string mac;                      ///< lower-case colon form
+    std::string mac;                      ///< as MacText tells it
+    bool isLan = false;                   ///< see FindLans
     std::vector<BridgeNetwork> networks;  ///< those with room for others
     std::vector<in_addr_t> addresses;     ///< all of the appliance's own there
 
@@ -34,8 +39,22 @@ struct Bridge {
     const BridgeNetwork* NetworkOf(in_addr host) const;
 };
 
+using Bridges = std::vector<Bridge>;
+
 /// The interfaces whose names contain "br", as on the neighbour table's lines that are kept, that
-/// are up, have a link and an IPv4 address; by getifaddrs(3), in its order.
-std::vector<Bridge> FindBridges();
+/// are up, have a link and an IPv4 address; in the kernel's order.
+/// @return nothing, after a log line, when the kernel does not tell all
+std::optional<Bridges> FindBridges();
+
+/// FindBridges of what the kernel has told.
+Bridges BridgesIn(const vexonetlink::Snapshot& snapshot);
+
+/// Those of FindBridges that lead out of the appliance: somebody has configured them (they have an
+/// ifcfg file), or one of their ports is of hardware, a bond, a team or a VLAN. The bridges of
+/// containers and virtual machines have neither, as their ports are veth and tap interfaces.
+std::optional<Bridges> FindLans();
+
+/// The lower-case colon form; "" for what is no MAC.
+std::string MacText(const std::vector<std::uint8_t>& octets);
 
 }  // namespace vexonetwork::network

@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
+#include <linux/if.h>
 
 #include <map>
 
 #include <vexonetwork/network/keloscanner.h>
 
+#include "network/devices/bridges.h"
 #include "network/devices/host_finder/host_finder_message.h"
 #include "support/files.h"
 #include "support/process.h"
@@ -84,10 +86,48 @@ TEST(HostFinderMessageTest, TextsThatAreNoneAreLeftOut) {
     }
 }
 
+/// What is written of a bridge "NAME" with an address and a port of this kind.
+std::string Told(const std::string& ifname, const std::string& portKind, std::uint8_t length,
+                 unsigned flags = IFF_UP | IFF_RUNNING) {
+    vexonetlink::Snapshot kernel;
+    kernel.links = {
+        {.index = 7, .flags = flags, .ifname = ifname, .hardwareAddress = {2, 0, 0, 0, 0, 7}},
+        {.index = 8, .ifname = "port", .master = 7, .kind = portKind},
+        {.index = 9, .ifname = "other", .master = 0, .kind = ""}};
+    vexonetlink::InterfaceAddress address{.family = AF_INET, .index = 7, .prefixLength = length};
+    address.local = vexobase::FromInet(in_addr{htonl(0xC0000207)});
+    kernel.addresses = {address};
+    std::string text;
+    for (const Bridge& bridge : BridgesIn(kernel)) {
+        text += bridge.mac + (bridge.isLan ? " LAN" : "");
+        for (const BridgeNetwork& network : bridge.networks) {
+            text += " " + vexobase::ToText(vexobase::FromInet(in_addr{network.Broadcast()}));
+        }
+    }
+    return text;
+}
+
+TEST(BridgesTest, WhatIsConfiguredOrLeadsOutIsALan) {
+    WriteFile("/etc/sysconfig/network-scripts/ifcfg-lbr0", "");
+    for (const char* portKind : {"", "vlan", "bond", "team"}) {
+        EXPECT_EQ(Told("br-1", portKind, 24), "02:00:00:00:00:07 LAN 192.0.2.255") << portKind;
+    }
+    for (const char* portKind : {"veth", "tun", "dummy"}) {
+        EXPECT_EQ(Told("br-1", portKind, 24), "02:00:00:00:00:07 192.0.2.255") << portKind;
+        EXPECT_EQ(Told("lbr0", portKind, 30), "02:00:00:00:00:07 LAN 192.0.2.7") << portKind;
+    }
+    EXPECT_EQ(Told("lbr0", "", 32), "02:00:00:00:00:07 LAN");
+    EXPECT_EQ(Told("lbr0", "", 0), "02:00:00:00:00:07 LAN 255.255.255.255");
+    EXPECT_EQ(Told("eth0", "", 24), "");
+    EXPECT_EQ(Told("lbr0", "", 24, IFF_UP), "");
+    EXPECT_EQ(Told("lbr0", "", 24, IFF_RUNNING), "");
+}
+
 /// Waiting for the end of each round would take minutes.
 TEST(KeloScannerTest, StopsAtOnceAndStartsAgain) {
     Must("ip link add lbr0 up type bridge");
     Must("ip address add 192.0.2.1/24 dev lbr0");
+    WriteFile("/etc/sysconfig/network-scripts/ifcfg-lbr0", "");
     KeloScanner* const scanner = KeloScanner::Inst();
     const int before = OpenDescriptors();
     for (int i = 0; i < 50; ++i) {

@@ -34,12 +34,13 @@ TEST(SsdpTest, WhatARootDeviceSaysOfItselfIsUnderstood) {
     SsdpMessage expected;
     expected.usn = "uuid:1::upnp:rootdevice";
     expected.location = "http://192.0.2.2/d.xml";
-    EXPECT_EQ(Alive(""), expected);
     // The answer of a device to a search.
     EXPECT_EQ(ParseSsdp("HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age=1800\r\nEXT:\r\n"
                         "LOCATION: http://192.0.2.2/d.xml\r\nOPT: \"http://x/\"; ns=01\r\n"
                         "ST: upnp:rootdevice\r\nUSN: uuid:1::upnp:rootdevice\r\n\r\n"),
               expected);
+    expected.kind = Kind::kHere;
+    EXPECT_EQ(Alive(""), expected);
     EXPECT_EQ(ParseSsdp("notify * http/1.0\nnt:upnp:rootdevice\nnts:\t ssdp:alive \n"
                         "usn:uuid:1::upnp:rootdevice\nlocation:http://192.0.2.2/d.xml"),
               expected);

@@ -68,9 +68,11 @@ TEST_F(UpnpDevicesTest, ADescriptionIsFetchedOnceForEachChange) {
     EXPECT_EQ(Shown(), "");
     Hear(Kind::kHere, "1", "d");
     EXPECT_FALSE(Fetches());
-    devices.RetryFailed(now);
+    devices.ForgetFailed(now);
+    EXPECT_FALSE(Fetches());
+    Hear(Kind::kAnswer, "1", "d");
     EXPECT_TRUE(Fetches());
-    now += seconds(77);
+    now += seconds(88);
     devices.Expire(now);
     EXPECT_EQ(Shown(), "1d ");
     now += seconds(1);
@@ -89,15 +91,30 @@ TEST_F(UpnpDevicesTest, WhoChangesAllTheTimeIsFetchedNowAndThen) {
     now += seconds(9);
     EXPECT_FALSE(devices.NextFetch(now));
     EXPECT_TRUE(Fetches());
-    Hear(Kind::kHere, "0", "c");
-    Hear(Kind::kHere, "2", "c");
-    EXPECT_TRUE(devices.NextFetch(now + seconds(1)));
-    EXPECT_FALSE(devices.NextFetch(now + seconds(1)));
-    EXPECT_EQ(devices.NextFetchTime(), now + seconds(1) + std::chrono::milliseconds(50));
-    // The fetch above was given up.
-    EXPECT_TRUE(Fetches());
-    EXPECT_TRUE(Fetches());
-    EXPECT_EQ(Shown(), "0c ");
+    Hear(Kind::kFarewell);
+    devices.Expire(now);
+    Hear(Kind::kHere, "1", "c");
+    EXPECT_FALSE(devices.NextFetch(now + seconds(1))) << "whoever comes back is not new";
+}
+
+TEST_F(UpnpDevicesTest, OneIsFetchedAtATimeFromAnAddressAndFirstWhereNoneHasFailed) {
+    for (const char* usn : {"0", "1", "2"}) {
+        Hear(Kind::kAnswer, usn);
+    }
+    const auto first = devices.NextFetch(now);
+    now += seconds(1);
+    EXPECT_FALSE(devices.NextFetch(now));
+    EXPECT_EQ(devices.NextFetchTime(), now + seconds(9)) << "it is given up then";
+    Hear(Kind::kAnswer, "3", "a", {}, 3);
+    devices.Describe(*first, std::nullopt);
+    EXPECT_EQ(devices.NextFetchTime(), now - seconds(1) + std::chrono::milliseconds(50));
+    EXPECT_EQ(devices.NextFetch(now)->usn, "3");
+    EXPECT_FALSE(devices.NextFetch(now));
+    EXPECT_EQ(devices.NextFetchTime(), now + std::chrono::milliseconds(50));
+    now += std::chrono::milliseconds(50);
+    EXPECT_EQ(devices.NextFetch(now)->usn, "1");
+    now += seconds(10);
+    EXPECT_TRUE(devices.NextFetch(now)) << "those above were given up";
 }
 
 TEST_F(UpnpDevicesTest, ThereIsRoomForSomeAtAnAddressAndForManyInAll) {

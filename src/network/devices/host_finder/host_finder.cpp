@@ -16,56 +16,33 @@
 
 namespace vexonetwork::network {
 
+static_assert(kLongestHostFinderMessage <= LanSocket::kMaxBytes);
+
 namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
-using vexobase::UniqueFd;
 
 constexpr in_port_t kPort = 29470;
 
-// A round: two questions, in case that a datagram is lost, and the time for answers.
+// A round: two questions to all, in case that a datagram is lost, and the time for answers.
 constexpr auto kSecondQuestion = seconds(1);
 constexpr auto kLastAnswer = seconds(3);
 constexpr auto kNextRound = seconds(60);
-constexpr auto kBridgeLookInterval = seconds(5);
+constexpr auto kLanLookInterval = seconds(5);
 
 constexpr double kAnswersPerSecond = 5;  // twice as many in any one second
 constexpr double kParsedPerSecond = 1000;
 constexpr std::size_t kMaxFound = 256;
-constexpr int kMaxAtOnce = 64;
 
-sockaddr_in PortOf(in_addr host) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(kPort);
-    address.sin_addr = host;
-    return address;
-}
+/// Who is asked alone in a round; of those who are no neighbours yet the kernel has to ask the LAN.
+constexpr std::size_t kMaxAsked = 320;
+constexpr std::size_t kMaxUnknownAsked = 64;
 
 std::string TextOf(in_addr host) {
     char text[INET_ADDRSTRLEN];
     return ::inet_ntop(AF_INET, &host, text, sizeof text);
-}
-
-/// Of the bridge alone. Its port is shared with nobody: who shares it is given the answers.
-UniqueFd OpenSocket(const Bridge& bridge) {
-    UniqueFd fd(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    const int on = 1;
-    const sockaddr_in own = PortOf(in_addr{INADDR_ANY});
-    const auto* const address = reinterpret_cast<const sockaddr*>(&own);
-    if (!fd
-        || ::setsockopt(fd.Get(), SOL_SOCKET, SO_BINDTODEVICE, bridge.ifname.c_str(),
-                        static_cast<socklen_t>(bridge.ifname.size()))
-               != 0
-        || ::setsockopt(fd.Get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0
-        || ::bind(fd.Get(), address, sizeof own) != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to open UDP port %d on [%s], to be tried again: %s", kPort,
-                 bridge.ifname.c_str(), ::strerror(errno));
-        fd.Reset();
-    }
-    return fd;
 }
 
 std::string NewToken() {
@@ -92,51 +69,51 @@ void HostFinder::Run() {
 bool HostFinder::TalkForARound() {
     const TimePoint start = steady_clock::now();
     SayWhatWasLeftOut();
-    OpenPorts();
+    lans = FindLans().value_or(lans);
+    OpenPort();
     found.clear();
+    askedAlone.clear();
+    unknownAsked = 0;
     token = NewToken();
-    Ask();
+    AskAll();
     if (!Serve(start + kSecondQuestion)) {
         return false;
     }
-    Ask();
+    // Those who were not found yet are asked alone again too, when they answer.
+    askedAlone.clear();
+    AskAll();
     if (!Serve(start + kLastAnswer)) {
         return false;
     }
     token.clear();
     report(found);
-    return ServeUntilBridgesChange(start + kNextRound);
+    return ServeUntilLansChange(start + kNextRound);
 }
 
-void HostFinder::OpenPorts() {
-    bridges = FindBridges();
-    std::erase_if(ports, [this](const Port& port) {
-        return !port.socket
-               || std::find(bridges.begin(), bridges.end(), port.bridge) == bridges.end();
-    });
-    for (const Bridge& bridge : bridges) {
-        if (std::none_of(ports.begin(), ports.end(),
-                         [&](const Port& port) { return port.bridge == bridge; })) {
-            ports.push_back({bridge, OpenSocket(bridge)});
-        }
+/// The port is shared with nobody.
+void HostFinder::OpenPort() {
+    if (!socket) {
+        socket = LanSocket::Open(PlaceOf(INADDR_ANY, kPort), LanSocket::Port::kOwn);
+    }
+    if (!socket || socket.Set(SOL_SOCKET, SO_BROADCAST, 1) != 0 || socket.HearOnly(lans) != 0) {
+        VEXO_LOG(LOG_ERR, "Failed to open UDP port %d, to be tried again: %s", kPort,
+                 ::strerror(errno));
+        socket = LanSocket();
     }
 }
 
-void HostFinder::Ask() {
-    HostFinderMessage question;
-    question.type = HostFinderMessage::Type::kQuestion;
-    question.token = token;
-    for (const Port& port : ports) {
-        for (const BridgeNetwork& network : port.bridge.networks) {
-            Send(port, PortOf({network.Broadcast()}), question);
+void HostFinder::AskAll() {
+    for (const Bridge& lan : lans) {
+        for (const BridgeNetwork& network : lan.networks) {
+            Ask(lan, network, {network.Broadcast()}, token);
         }
     }
 }
 
 /// @return false at the end of all
-bool HostFinder::ServeUntilBridgesChange(TimePoint end) {
-    while (steady_clock::now() < end && FindBridges() == bridges) {
-        if (!Serve(std::min(end, steady_clock::now() + kBridgeLookInterval))) {
+bool HostFinder::ServeUntilLansChange(TimePoint end) {
+    while (steady_clock::now() < end && FindLans().value_or(lans) == lans) {
+        if (!Serve(std::min(end, steady_clock::now() + kLanLookInterval))) {
             return false;
         }
     }
@@ -150,103 +127,130 @@ bool HostFinder::Serve(TimePoint end) {
         if (left.count() <= 0) {
             return true;
         }
-        std::vector<pollfd> events = {{stop, POLLIN, 0}};
-        for (const Port& port : ports) {
-            events.push_back({port.socket.Get(), POLLIN, 0});
-        }
-        if (::poll(events.data(), events.size(), static_cast<int>(left.count())) < 0) {
+        pollfd events[] = {{stop, POLLIN, 0}, {socket.Descriptor(), POLLIN, 0}};
+        if (::poll(events, std::size(events), static_cast<int>(left.count())) < 0) {
             continue;  // interrupted
         }
-        if (events.front().revents != 0) {
+        if (events[0].revents != 0) {
             return false;
         }
-        for (std::size_t i = 0; i < ports.size(); ++i) {
-            if (events[i + 1].revents != 0) {
-                Receive(ports[i]);
-            }
+        if (events[1].revents != 0) {
+            socket.Receive([this](unsigned index, const sockaddr_in& sender,
+                                  std::string_view datagram) { Handle(index, sender, datagram); });
         }
     }
 }
 
-void HostFinder::Receive(const Port& port) {
-    for (int i = 0; i < kMaxAtOnce; ++i) {
-        char datagram[kLongestHostFinderMessage + 1];  // tells what is longer
-        sockaddr_in sender{};
-        socklen_t size = sizeof sender;
-        const ssize_t length = ::recvfrom(port.socket.Get(), datagram, sizeof datagram, 0,
-                                          reinterpret_cast<sockaddr*>(&sender), &size);
-        if (length < 0) {
-            return;
-        }
-        Handle(port, sender, {datagram, static_cast<std::size_t>(length)});
-    }
-}
-
-void HostFinder::Handle(const Port& port, const sockaddr_in& sender, std::string_view datagram) {
-    if (!MayComeFrom(port, sender.sin_addr) || !parsed.Spend()) {
+void HostFinder::Handle(unsigned index, const sockaddr_in& sender, std::string_view datagram) {
+    const auto lan = std::find_if(lans.begin(), lans.end(),
+                                  [index](const Bridge& each) { return each.index == index; });
+    if (lan == lans.end() || lan->NetworkOf(sender.sin_addr) == nullptr || IsOwn(sender.sin_addr)
+        || !parsed.Spend()) {
         return;
     }
     auto message = ParseHostFinder(datagram);
     if (!message) {
         if (MayLog()) {
             VEXO_LOG(LOG_INFO, "Left out a datagram of %s on [%s]: it is none of a host finder",
-                     TextOf(sender.sin_addr).c_str(), port.bridge.ifname.c_str());
+                     TextOf(sender.sin_addr).c_str(), lan->ifname.c_str());
         }
     } else if (message->type == HostFinderMessage::Type::kQuestion) {
-        Answer(port, sender, message->token);
-    } else if (message->token == token) {
-        Note(port, sender.sin_addr, std::move(*message));
+        Answer(*lan, sender, message->token);
+    } else if (!token.empty()) {
+        Consider(*lan, sender, std::move(*message));
     }
 }
 
 /// Own questions come back by broadcast, also on another bridge of the same network.
-bool HostFinder::MayComeFrom(const Port& port, in_addr sender) const {
-    return port.bridge.NetworkOf(sender) != nullptr
-           && std::none_of(bridges.begin(), bridges.end(),
-                           [&](const Bridge& bridge) { return bridge.Has(sender); });
+bool HostFinder::IsOwn(in_addr sender) const {
+    return std::any_of(lans.begin(), lans.end(),
+                       [&](const Bridge& lan) { return lan.Has(sender); });
 }
 
-void HostFinder::Answer(const Port& port, const sockaddr_in& asker, const std::string& itsToken) {
+void HostFinder::Answer(const Bridge& lan, const sockaddr_in& asker, const std::string& itsToken) {
     const auto& facts = own.Answer();
-    const BridgeNetwork* network = port.bridge.NetworkOf(asker.sin_addr);
+    const BridgeNetwork* network = lan.NetworkOf(asker.sin_addr);
     if (network == nullptr || !facts || !answers.Spend()) {
         return;
     }
     HostFinderMessage answer = *facts;
     answer.token = itsToken;
     answer.ipAddr = TextOf({network->address});
-    answer.macAddr = port.bridge.mac;
-    Send(port, asker, answer);
+    answer.macAddr = lan.mac;
+    Send(lan, *network, asker, answer);
 }
 
-void HostFinder::Note(const Port& port, in_addr sender, HostFinderMessage answer) {
-    if (answer.ipAddr != TextOf(sender)) {
-        if (MayLog()) {
-            VEXO_LOG(LOG_INFO, "Left out an answer of %s on [%s]: it claims to be %s",
-                     TextOf(sender).c_str(), port.bridge.ifname.c_str(), answer.ipAddr.c_str());
-        }
+void HostFinder::Consider(const Bridge& lan, const sockaddr_in& sender, HostFinderMessage answer) {
+    const in_addr host = sender.sin_addr;
+    const auto asked = askedAlone.find({lan.index, host.s_addr});
+    const bool wasAsked = asked != askedAlone.end();
+    if (IsFound(TextOf(host)) || answer.token != (wasAsked ? asked->second : token)) {
         return;
     }
-    const bool isKnown = std::any_of(found.begin(), found.end(), [&](const auto& other) {
-        return other.ipAddr == answer.ipAddr || other.macAddr == answer.macAddr;
+    const std::string mac = neighbours.MacOf(lan.index, host);
+    const bool isNeighbour = !mac.empty();
+    if (!IsTrue(lan, host, answer, wasAsked || isNeighbour ? mac : answer.macAddr)) {
+        return;
+    }
+    if (wasAsked) {
+        Note(std::move(answer));
+    } else if (isNeighbour || unknownAsked < kMaxUnknownAsked) {
+        unknownAsked += isNeighbour ? 0 : 1;
+        AskAlone(lan, host);
+    }
+}
+
+/// Whether an answer claims what is known.
+bool HostFinder::IsTrue(const Bridge& lan, in_addr sender, const HostFinderMessage& answer,
+                        const std::string& mac) {
+    const bool isTrue = answer.ipAddr == TextOf(sender) && answer.macAddr == mac;
+    if (!isTrue && MayLog()) {
+        VEXO_LOG(LOG_INFO, "Left out an answer of %s, [%s], on [%s]: it claims to be %s, [%s]",
+                 TextOf(sender).c_str(), mac.c_str(), lan.ifname.c_str(), answer.ipAddr.c_str(),
+                 answer.macAddr.c_str());
+    }
+    return isTrue;
+}
+
+void HostFinder::AskAlone(const Bridge& lan, in_addr host) {
+    const BridgeNetwork* network = lan.NetworkOf(host);
+    if (network != nullptr && askedAlone.size() < kMaxAsked) {
+        std::string& itsToken = askedAlone[{lan.index, host.s_addr}];
+        itsToken = NewToken();
+        Ask(lan, *network, host, itsToken);
+    }
+}
+
+bool HostFinder::IsFound(const std::string& ipAddr) const {
+    return std::any_of(found.begin(), found.end(),
+                       [&](const auto& other) { return other.ipAddr == ipAddr; });
+}
+
+void HostFinder::Note(HostFinderMessage answer) {
+    const bool isSecond = std::any_of(found.begin(), found.end(), [&](const auto& other) {
+        return other.macAddr == answer.macAddr;
     });
-    if (!isKnown && found.size() < kMaxFound) {
+    if (!isSecond && found.size() < kMaxFound) {
         found.push_back(std::move(answer));
     }
 }
 
-void HostFinder::Send(const Port& port, const sockaddr_in& receiver,
-                      const HostFinderMessage& message) {
-    if (!port.socket) {
-        return;
+void HostFinder::Ask(const Bridge& lan, const BridgeNetwork& network, in_addr receiver,
+                     const std::string& itsToken) {
+    if (own.Answer()) {
+        HostFinderMessage question;
+        question.type = HostFinderMessage::Type::kQuestion;
+        question.token = itsToken;
+        Send(lan, network, PlaceOf(ntohl(receiver.s_addr), kPort), question);
     }
-    const std::string datagram = ToDatagram(message);
-    if (::sendto(port.socket.Get(), datagram.data(), datagram.size(), 0,
-                 reinterpret_cast<const sockaddr*>(&receiver), sizeof receiver)
-            < 0
+}
+
+void HostFinder::Send(const Bridge& lan, const BridgeNetwork& network, const sockaddr_in& receiver,
+                      const HostFinderMessage& message) {
+    if (socket && socket.Send(lan.index, {network.address}, receiver, ToDatagram(message)) != 0
         && MayLog()) {
         VEXO_LOG(LOG_ERR, "Failed to send to %s on [%s]: %s", TextOf(receiver.sin_addr).c_str(),
-                 port.bridge.ifname.c_str(), ::strerror(errno));
+                 lan.ifname.c_str(), ::strerror(errno));
     }
 }
 

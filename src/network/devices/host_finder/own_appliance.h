@@ -11,8 +11,8 @@ namespace vexonetwork::network {
 /// read a second ago or more, however often it is asked for.
 class OwnAppliance {
   public:
-    /// @return an answer without token and addresses; nothing when the configuration forbids to
-    ///         answer (`host_finder=no`)
+    /// @return an answer without token and addresses; nothing when the host finder is switched off
+    ///         (`host_finder=no`)
     const std::optional<HostFinderMessage>& Answer();
 
   private:

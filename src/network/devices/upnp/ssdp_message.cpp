@@ -137,7 +137,7 @@ bool IsSuccess(std::string_view startLine) {
 std::optional<SsdpMessage::Kind> KindOf(std::string_view startLine, const Headers& headers) {
     using enum SsdpMessage::Kind;
     if (IsSuccess(startLine)) {
-        return headers[kSt] == kRootDevice ? std::optional(kHere) : std::nullopt;
+        return headers[kSt] == kRootDevice ? std::optional(kAnswer) : std::nullopt;
     }
     if (!BeginsWith(startLine, "NOTIFY * HTTP/1.") || headers[kNt] != kRootDevice) {
         return std::nullopt;

@@ -13,12 +13,13 @@ namespace vexonetwork::network {
 /// What a root device said of itself by SSDP (UPnP Device Architecture 1.1, sections 1.2 and 1.3).
 struct SsdpMessage {
     enum class Kind {
-        kHere,      ///< "ssdp:alive", or the answer to a search
+        kAnswer,    ///< to a search
+        kHere,      ///< "ssdp:alive"
         kUpdate,    ///< "ssdp:update": it will call itself by another boot number
         kFarewell,  ///< "ssdp:byebye"
     };
 
-    Kind kind = Kind::kHere;
+    Kind kind = Kind::kAnswer;
     std::string usn;       ///< "uuid:...::upnp:rootdevice", at most 256 bytes
     std::string location;  ///< of its description, at most 1,024 bytes; "" in a farewell
     std::chrono::seconds lifetime{1800};  ///< from a minute to a day

@@ -46,11 +46,18 @@ Json::Value EntryOf(const std::string& address, const DeviceDescription& descrip
 
 }  // namespace
 
+bool UpnpDevices::Knows(const SsdpMessage& message, in_addr sender) const {
+    return devices.contains({ntohl(sender.s_addr), message.usn});
+}
+
 bool UpnpDevices::Hear(const SsdpMessage& message, in_addr sender, const std::string& ifname,
                        Clock::time_point now) {
     const Key key(ntohl(sender.s_addr), message.usn);
     if (message.kind == SsdpMessage::Kind::kFarewell) {
-        Forget(key, now);
+        const auto found = devices.find(key);
+        if (found != devices.end()) {
+            Forget(found->second, now);
+        }
         return true;
     }
     Device* device = FindOrAdd(key);
@@ -77,14 +84,10 @@ bool UpnpDevices::Hear(const SsdpMessage& message, in_addr sender, const std::st
 }
 
 /// It stays in the table until it may be fetched again, lest it be new each time it comes back.
-void UpnpDevices::Forget(const Key& key, Clock::time_point now) {
-    const auto found = devices.find(key);
-    if (found != devices.end()) {
-        Device& device = found->second;
-        device.stage = Stage::kGone;
-        device.description.reset();
-        device.expiry = std::max(now, device.fetchableFrom);
-    }
+void UpnpDevices::Forget(Device& device, Clock::time_point now) {
+    device.stage = Stage::kGone;
+    device.description.reset();
+    device.expiry = std::max(now, device.fetchableFrom);
 }
 
 UpnpDevices::Device* UpnpDevices::FindOrAdd(const Key& key) {
@@ -123,27 +126,59 @@ void UpnpDevices::Want(Device& device, Clock::time_point now) {
     }
 }
 
+std::vector<UpnpDevices::Turn> UpnpDevices::Turns() const {
+    std::vector<Turn> turns;
+    for (auto first = devices.begin(); first != devices.end();) {
+        const auto end = std::find_if(first, devices.end(), [&](const auto& each) {
+            return each.first.first != first->first.first;
+        });
+        if (const auto turn = TurnAt(first, end)) {
+            turns.push_back(*turn);
+        }
+        first = end;
+    }
+    return turns;
+}
+
 /// A fetch that has not ended in time was given up, when the scanner was stopped.
-bool UpnpDevices::IsWaiting(const Device& device) {
-    return device.stage == Stage::kWanted || device.stage == Stage::kFetching;
+std::optional<UpnpDevices::Turn> UpnpDevices::TurnAt(Devices::const_iterator first,
+                                                     Devices::const_iterator end) const {
+    const auto order = [](const Device& device) {
+        return std::pair(device.fetchableFrom, device.wantedSince);
+    };
+    Turn turn{devices.end(), {}, 0};
+    Clock::time_point busyUntil = {};
+    for (auto each = first; each != end; ++each) {
+        const Device& device = each->second;
+        const bool isFetching = device.stage == Stage::kFetching;
+        turn.failures += device.stage == Stage::kFailed ? 1 : 0;
+        busyUntil = isFetching ? std::max(busyUntil, device.fetchableFrom) : busyUntil;
+        if ((isFetching || device.stage == Stage::kWanted)
+            && (turn.device == devices.end() || order(device) < order(turn.device->second))) {
+            turn.device = each;
+        }
+    }
+    if (turn.device == devices.end()) {
+        return std::nullopt;
+    }
+    turn.from = std::max(busyUntil, turn.device->second.fetchableFrom);
+    return turn;
 }
 
 std::optional<UpnpDevices::Fetch> UpnpDevices::NextFetch(Clock::time_point now) {
     if (now < nextFetch) {
         return std::nullopt;
     }
-    auto chosen = devices.end();
-    for (auto each = devices.begin(); each != devices.end(); ++each) {
-        const Device& device = each->second;
-        if (IsWaiting(device) && now >= device.fetchableFrom
-            && (chosen == devices.end() || device.wantedSince < chosen->second.wantedSince)) {
-            chosen = each;
-        }
-    }
-    if (chosen == devices.end()) {
+    std::vector<Turn> turns = Turns();
+    std::erase_if(turns, [now](const Turn& turn) { return turn.from > now; });
+    const auto chosen = std::ranges::min_element(turns, {}, [](const Turn& turn) {
+        return std::pair(turn.failures, turn.device->second.wantedSince);
+    });
+    if (chosen == turns.end()) {
         return std::nullopt;
     }
-    auto& [key, device] = *chosen;
+    const Key& key = chosen->device->first;
+    Device& device = devices[key];
     device.stage = Stage::kFetching;
     device.fetchableFrom = now + kDeviceInterval;
     nextFetch = now + kInterval;
@@ -152,10 +187,8 @@ std::optional<UpnpDevices::Fetch> UpnpDevices::NextFetch(Clock::time_point now) 
 
 Clock::time_point UpnpDevices::NextFetchTime() const {
     auto first = Clock::time_point::max();
-    for (const auto& [key, device] : devices) {
-        if (IsWaiting(device)) {
-            first = std::min(first, std::max(device.fetchableFrom, nextFetch));
-        }
+    for (const Turn& turn : Turns()) {
+        first = std::min(first, std::max(turn.from, nextFetch));
     }
     return first;
 }
@@ -170,10 +203,10 @@ void UpnpDevices::Describe(const Fetch& fetch, std::optional<DeviceDescription> 
     }
 }
 
-void UpnpDevices::RetryFailed(Clock::time_point now) {
+void UpnpDevices::ForgetFailed(Clock::time_point now) {
     for (auto& [key, device] : devices) {
         if (device.stage == Stage::kFailed) {
-            Want(device, now);
+            Forget(device, now);
         }
     }
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "network/devices/upnp/device_description.h"
 #include "network/devices/upnp/ssdp_message.h"
@@ -15,9 +16,10 @@ namespace vexonetwork::network {
 
 class ClientList;
 
-/// The root devices that made themselves known, and which of their descriptions are to be fetched.
+/// The root devices that have answered a search, and which of their descriptions are to be fetched.
 /// A description is fetched once for each change of its device. Anybody can claim to be any number
-/// of devices that change all the time: the numbers are bounded, and the pace of fetching.
+/// of devices that change all the time: the numbers are bounded, and the pace of fetching. Of one
+/// address only one is fetched at a time, and where fetches have failed, others come first.
 ///
 /// A device is an identity at an address: who claims another's identity takes nothing from it.
 class UpnpDevices {
@@ -32,7 +34,11 @@ class UpnpDevices {
         std::string ifname;
     };
 
-    /// Takes what a device says.
+    /// Whether a device is here already: what others announce of themselves is no answer to a
+    /// search of ours.
+    bool Knows(const SsdpMessage& message, in_addr sender) const;
+
+    /// Takes what a device says that the kernel knows as a neighbour.
     /// @param ifname  the bridge it was heard on
     /// @return whether there was room for it
     bool Hear(const SsdpMessage& message, in_addr sender, const std::string& ifname,
@@ -45,11 +51,11 @@ class UpnpDevices {
     /// When NextFetch may have one; max() when none waits.
     Clock::time_point NextFetchTime() const;
 
-    /// Ends a fetch. Without a description the device is left out until the next RetryFailed.
+    /// Ends a fetch. Without a description the device is left out until the next ForgetFailed.
     void Describe(const Fetch& fetch, std::optional<DeviceDescription> description);
 
-    /// Has the descriptions fetched again that could not be.
-    void RetryFailed(Clock::time_point now);
+    /// Forgets the devices that could not be described: they are new when they answer again.
+    void ForgetFailed(Clock::time_point now);
 
     /// Removes the devices that have not made themselves known again in time.
     void Expire(Clock::time_point now);
@@ -79,13 +85,23 @@ class UpnpDevices {
     /// The address in host order, and the USN.
     using Key = std::pair<in_addr_t, std::string>;
 
+    using Devices = std::map<Key, Device>;
+
+    /// The next fetch from an address.
+    struct Turn {
+        Devices::const_iterator device;
+        Clock::time_point from;    ///< when it may begin
+        std::size_t failures = 0;  ///< of others there
+    };
+
     static void Want(Device& device, Clock::time_point now);
-    static bool IsWaiting(const Device& device);
-    void Forget(const Key& key, Clock::time_point now);
+    static void Forget(Device& device, Clock::time_point now);
+    std::vector<Turn> Turns() const;
+    std::optional<Turn> TurnAt(Devices::const_iterator first, Devices::const_iterator end) const;
     Device* FindOrAdd(const Key& key);
     bool MakeRoom();
 
-    std::map<Key, Device> devices;
+    Devices devices;
     Clock::time_point nextFetch = {};  ///< for the pace of all
 };
 

@@ -5,16 +5,20 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 #include <vexobase/log.h>
 #include <vexobase/log_budget.h>
 #include <vexonetwork/network/clientlist.h>
 
 #include "network/devices/bridges.h"
+#include "network/devices/neighbour_table.h"
 #include "network/devices/scanner_thread.h"
 #include "network/devices/upnp/description_fetch.h"
-#include "network/devices/upnp/ssdp_socket.h"
+#include "network/devices/upnp/ssdp_sockets.h"
 #include "network/devices/upnp/upnp_devices.h"
+#include "network/token_bucket.h"
 
 namespace vexonetwork::network {
 
@@ -22,9 +26,15 @@ namespace {
 
 using Clock = UpnpDevices::Clock;
 
-constexpr auto kSearchInterval = std::chrono::minutes(5);
+constexpr auto kAnewInterval = std::chrono::minutes(5);
 constexpr auto kLookInterval = std::chrono::seconds(10);
 constexpr auto kRepetition = std::chrono::seconds(1);
+
+/// Between searches on a bridge for those who have announced themselves.
+constexpr auto kSearchInterval = std::chrono::seconds(10);
+
+/// Of hosts that answer and are no neighbours yet.
+constexpr double kQuestionsPerSecond = 10;
 
 std::string ToText(in_addr host) {
     char text[INET_ADDRSTRLEN];
@@ -37,7 +47,20 @@ struct SharedDevices {
     UpnpDevices devices;
 };
 
+/// A bridge, and when it is searched.
+struct Watched {
+    Bridge bridge;
+    Clock::time_point nextSearch;
+    Clock::time_point lastSearch = {};
+    bool isFirst = true;
+};
+
 /// The work of the thread.
+///
+/// Whoever is on a LAN can announce any number of devices, at other hosts too. So what is announced
+/// only has the bridge searched, and what answers counts where it comes from a neighbour: an
+/// address for which the kernel knows the MAC. One that is unknown is asked alone, by which the
+/// kernel gets to know it.
 class UpnpWatch {
   public:
     explicit UpnpWatch(SharedDevices& sharedDevices) : shared(sharedDevices) {}
@@ -45,57 +68,75 @@ class UpnpWatch {
     void Run(int stop) {
         std::vector<pollfd> events;
         do {
+            FollowBridges();
             SearchWhereDue();
             Expire();
             StartFetches();
             events = {{stop, POLLIN, 0}};
+            sockets->AppendTo(events);
+            const std::size_t fetchEvents = events.size();
             fetches.AppendTo(events);
-            for (const SsdpSocket& socket : sockets) {
-                events.push_back({socket.Announcements(), POLLIN, 0});
-                events.push_back({socket.Answers(), POLLIN, 0});
-            }
             ::poll(events.data(), events.size(), TimeoutUntil(NextDue()));
-            Serve(std::span(events).subspan(1));
+            const std::span<const pollfd> all(events);
+            sockets->Receive(
+                all.subspan(1, fetchEvents - 1),
+                [this](unsigned index, in_addr sender, bool isAnswer, std::string_view datagram) {
+                    Hear(index, sender, isAnswer, datagram);
+                });
+            fetches.Serve(all.subspan(fetchEvents));
         } while (events.front().revents == 0);
     }
 
   private:
-    void SearchWhereDue() {
+    void FollowBridges() {
         const auto now = Clock::now();
-        if (now >= nextSearch) {
-            // Anew: a bridge that lost its address for a moment has left the group.
-            sockets.clear();
-            nextSearch = now + kSearchInterval;
-            nextLook = now;
-            const std::lock_guard guard(shared.mutex);
-            shared.devices.RetryFailed(now);
-        }
-        if (now >= nextRepetition) {
-            nextRepetition = Clock::time_point::max();
-            SearchAll();
+        if (now >= nextBeginning) {
+            BeginAnew(now);
         }
         if (now >= nextLook) {
             nextLook = now + kLookInterval;
             SayWhatWasLeftOut();
-            FollowBridges(now);
+            if (auto bridges = FindBridges()) {
+                Follow(std::move(*bridges), now);
+            }
         }
     }
 
-    void SearchAll() const {
-        for (const SsdpSocket& socket : sockets) {
-            socket.Search();
-        }
+    /// A bridge that lost its address for a moment has left the group.
+    void BeginAnew(Clock::time_point now) {
+        sockets.emplace();
+        watched.clear();
+        nextBeginning = now + kAnewInterval;
+        nextLook = now;
+        const std::lock_guard guard(shared.mutex);
+        shared.devices.ForgetFailed(now);
     }
 
-    /// Searches on bridges that are new, soon once more: datagrams get lost.
-    void FollowBridges(Clock::time_point now) {
-        std::vector<Bridge> bridges = FindBridges();
-        std::erase_if(sockets, [&](const SsdpSocket& socket) {
-            return std::erase(bridges, socket.GetBridge()) == 0;
+    void Follow(Bridges bridges, Clock::time_point now) {
+        sockets->HearOnly(bridges);
+        std::erase_if(watched, [&](const Watched& each) {
+            const bool isGone = std::erase(bridges, each.bridge) == 0;
+            if (isGone) {
+                sockets->Leave(each.bridge);
+            }
+            return isGone;
         });
         for (const Bridge& bridge : bridges) {
-            sockets.emplace_back(bridge).Search();
-            nextRepetition = now + kRepetition;
+            sockets->Join(bridge);
+            watched.push_back({bridge, now});
+        }
+    }
+
+    /// On new bridges soon once more: datagrams get lost.
+    void SearchWhereDue() {
+        const auto now = Clock::now();
+        for (Watched& each : watched) {
+            if (now >= each.nextSearch) {
+                sockets->Search(each.bridge);
+                each.lastSearch = now;
+                each.nextSearch = each.isFirst ? now + kRepetition : Clock::time_point::max();
+                each.isFirst = false;
+            }
         }
     }
 
@@ -138,33 +179,26 @@ class UpnpWatch {
     }
 
     Clock::time_point NextDue() {
-        const std::lock_guard guard(shared.mutex);
-        const auto nextFetch =
-            fetches.HasRoom() ? shared.devices.NextFetchTime() : Clock::time_point::max();
-        return std::min({nextSearch, nextLook, nextRepetition, nextFetch, fetches.Deadline(),
-                         shared.devices.NextExpiry()});
-    }
-
-    /// @param events  of the fetches, then two of each socket
-    void Serve(std::span<const pollfd> events) {
-        const std::size_t first = events.size() - 2 * sockets.size();
-        fetches.Serve(events.first(first));
-        events = events.subspan(first);
-        for (std::size_t i = 0; i < events.size(); ++i) {
-            if (events[i].revents != 0) {
-                const Bridge& bridge = sockets[i / 2].GetBridge();
-                SsdpSocket::Receive(events[i].fd, [&](std::string_view datagram, in_addr sender) {
-                    Hear(bridge, datagram, sender);
-                });
-            }
+        auto next = std::min({nextBeginning, nextLook, fetches.Deadline()});
+        for (const Watched& each : watched) {
+            next = std::min(next, each.nextSearch);
         }
+        const std::lock_guard guard(shared.mutex);
+        if (fetches.HasRoom()) {
+            next = std::min(next, shared.devices.NextFetchTime());
+        }
+        return std::min(next, shared.devices.NextExpiry());
     }
 
-    void Hear(const Bridge& bridge, std::string_view datagram, in_addr sender) {
-        const auto message = ParseSsdp(datagram);
-        if (bridge.Has(sender)) {
+    void Hear(unsigned index, in_addr sender, bool isAnswer, std::string_view datagram) {
+        const auto found = std::find_if(watched.begin(), watched.end(), [&](const Watched& each) {
+            return each.bridge.index == index;
+        });
+        if (found == watched.end() || found->bridge.Has(sender)) {
             return;
         }
+        const Bridge& bridge = found->bridge;
+        const auto message = ParseSsdp(datagram);
         if (!message) {
             if (IsMalformedSsdp(datagram) && MayLog()) {
                 VEXO_LOG(LOG_ERR, "What %s on [%s] says of a UPnP device is malformed",
@@ -172,25 +206,45 @@ class UpnpWatch {
             }
             return;
         }
-        const char* reason = ReasonAgainst(bridge, *message, sender);
+        const bool hasAnswered = isAnswer && message->kind == SsdpMessage::Kind::kAnswer;
+        const char* reason = ReasonAgainst(*found, *message, sender, hasAnswered);
         if (reason != nullptr && MayLog()) {
             VEXO_LOG(LOG_ERR, "The UPnP device [%s] at %s on [%s] is left out: %s",
                      message->usn.c_str(), ToText(sender).c_str(), bridge.ifname.c_str(), reason);
         }
     }
 
-    /// Hears the message unless there is a reason not to.
+    /// Hears the message unless there is a reason not to, or more has to be known first.
     /// @return the reason, or null
-    const char* ReasonAgainst(const Bridge& bridge, const SsdpMessage& message, in_addr sender) {
-        if (bridge.NetworkOf(sender) == nullptr) {
+    const char* ReasonAgainst(Watched& place, const SsdpMessage& message, in_addr sender,
+                              bool isAnswer) {
+        const Bridge& bridge = place.bridge;
+        const BridgeNetwork* const network = bridge.NetworkOf(sender);
+        if (network == nullptr) {
             return "it is not of the bridge's networks";
         }
-        if (message.kind != SsdpMessage::Kind::kFarewell && !IsServedBy(message.location, sender)) {
+        const bool isFarewell = message.kind == SsdpMessage::Kind::kFarewell;
+        if (!isFarewell && !IsServedBy(message.location, sender)) {
             return "its description is not on itself";
+        }
+        if (!isAnswer && !IsKnown(message, sender)) {
+            place.nextSearch = std::min(place.nextSearch, place.lastSearch + kSearchInterval);
+            return nullptr;
+        }
+        if (!isFarewell && neighbours.MacOf(bridge.index, sender).empty()) {
+            if (questions.Spend()) {
+                sockets->SearchAt(bridge, *network, sender);
+            }
+            return nullptr;
         }
         const std::lock_guard guard(shared.mutex);
         const bool hasRoom = shared.devices.Hear(message, sender, bridge.ifname, Clock::now());
         return hasRoom ? nullptr : "there are too many";
+    }
+
+    bool IsKnown(const SsdpMessage& message, in_addr sender) {
+        const std::lock_guard guard(shared.mutex);
+        return shared.devices.Knows(message, sender);
     }
 
     /// Limits log lines caused by datagrams; fetch failures are rare and always logged.
@@ -206,11 +260,13 @@ class UpnpWatch {
     }
 
     SharedDevices& shared;
-    std::vector<SsdpSocket> sockets;
+    std::optional<SsdpSockets> sockets;  ///< from the first beginning on
+    std::vector<Watched> watched;
+    NeighbourTable neighbours;
+    TokenBucket questions{kQuestionsPerSecond};
     SideBySide fetches{kFetchLimits};
-    Clock::time_point nextSearch = Clock::now();
+    Clock::time_point nextBeginning = Clock::now();
     Clock::time_point nextLook = Clock::time_point::max();
-    Clock::time_point nextRepetition = Clock::time_point::max();
     vexobase::LogBudget budget;
 };
 
