@@ -112,16 +112,6 @@ TEST_F(Router6, ANewPrefixTakesThePlaceOfTheFormerOne) {
     EXPECT_TRUE(Goes("2001:db8:8000:100::/64", HostRoutes));
     EXPECT_TRUE(HostReachesProvider());
 
-    machine.Do("vexonetctl prefix deallocate 2001:db8:8000:201:: lan1");
-    const auto announced = [&] { return machine.Do("cat /run/vexo/radvd.conf"); };
-    EXPECT_THAT(announced(), HasSubstr("interface lan1\n{\n    AdvSendAdvert on;\n"
-                                       "    AdvCurHopLimit 0;\n    AdvDefaultLifetime 0;\n"));
-    machine.Do("vexonetctl prefix allocate 2001:db8:8000:201::/64 lan1");
-    EXPECT_EQ(Count(announced(), "DeprecatePrefix on"), 2U);
-
-    // Room for one: the first comes first.
-    Serve("2001:db8:8000:300::", "64");
-    EXPECT_TRUE(Comes("2001:db8:8000:300::/64  wan0  lan0", Prefixes()));
     // The provider has nothing any more.
     server.Stop();
     EXPECT_TRUE(Goes("wan0", Prefixes()));
@@ -206,13 +196,6 @@ TEST_F(Router6, WhatAServerMustNotDelegateIsLeftOut) {
     const auto log = [&] { return machine.Do("journalctl --unit dhclient6@wan0-pd.service"); };
     EXPECT_TRUE(Comes("refused: prefix ff02::/48", log));
     EXPECT_EQ(machine.Do("vexonetctl prefix list"), "PREFIX  WAN  LAN");
-    // Nor is the client's file believed.
-    WriteFile("/etc/forged", "2001:db8::/65 }; interface evil {\n");
-    machine.Do("cp /etc/forged /run/vexo/router6/wan0.delegated");
-    machine.Do("touch /run/vexo/router6/changed");
-    EXPECT_TRUE(Comes("Left out, as it is no prefix for LANs", [&] {
-        return machine.Try("journalctl --unit vexonet-router6.service").out;
-    }));
     for (const char* unit : {"vexonet-router6.service", "vexonet-radvd.service"}) {
         Must(std::string("systemd-analyze security --offline=true --threshold=30 --no-pager ")
              + unit);

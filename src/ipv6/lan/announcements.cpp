@@ -34,6 +34,10 @@ constexpr char kUnit[] = "vexonet-radvd.service";
 // A host keeps what is withdrawn for two hours at most (RFC 4862, 5.5.3).
 constexpr std::time_t kToldToLetGo = 7200;
 
+// Of a LAN, the last ones: a provider that delegates another prefix every minute would otherwise
+// make advertisements longer than a packet.
+constexpr int kMaxWithdrawn = 8;
+
 // Short, so that hosts which a withdrawal did not reach do not hold on for days (RFC 9096, 3.3).
 constexpr int kPreferredSeconds = 2700;
 constexpr int kValidSeconds = 5400;
@@ -252,13 +256,16 @@ Announcements NextAnnouncements(const Announcements& former, const std::vector<L
         return next;
     }
     const Announcements granted = next;
+    std::map<std::string, int> withdrawn;
     for (Announcement each : former) {
         if (IsGranted(each)) {
             each.withdrawnUntil = now + kToldToLetGo;
         }
         // A clock that was set makes that no longer.
         each.withdrawnUntil = std::min(each.withdrawnUntil, now + kToldToLetGo);
-        if (each.withdrawnUntil > now && !HasGrant(granted, each)) {
+        // The former have the granted ones first, and then the last that were.
+        if (each.withdrawnUntil > now && !HasGrant(granted, each)
+            && ++withdrawn[each.lan] <= kMaxWithdrawn) {
             next.push_back(each);
         }
     }

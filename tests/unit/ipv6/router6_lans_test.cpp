@@ -129,6 +129,13 @@ TEST_F(Router6Lans, ComeBackToTheirPlaces) {
     EXPECT_EQ(Router6Prefix().Allocate("2001:db8:8000:300::", "lan2"), 0);
     EXPECT_EQ(Delegate("2001:db8:8000:400::/56"), 0);
     EXPECT_EQ(LanAddresses(), "lan1 2001:db8:8000:401::1/64\nlan2 2001:db8:8000:400::1/64\n");
+
+    // A provider that cannot make up its mind: the last ones are still told to be let go.
+    for (int i = 10; i < 30; ++i) {
+        ASSERT_EQ(Delegate("2001:db8:80" + std::to_string(i) + "::/60"), 0);
+    }
+    EXPECT_EQ(Count(Announced(), "AdvValidLifetime 0;"), 8U + 8U + 1U);
+    EXPECT_EQ(Count(Announced(), "prefix 2001:db8:8028:"), 2U);
 }
 
 TEST_F(Router6Lans, KeepWhatBelongsToWhatCannotBeRead) {
@@ -171,20 +178,23 @@ TEST_F(Router6Lans, KeepWhatBelongsToWhatCannotBeRead) {
 }
 
 TEST_F(Router6Lans, TakeNothingThatIsNoPrefixOrAnothersAlready) {
+    Must("ip address add 2001:db8:f::9/64 dev lan2");
     Configure({"wan0", true}, {{"lan0", "2001:db8:8000:100::"}});
     ASSERT_EQ(Delegate("2001:db8:8000:100::5/60"), 0);
     const std::string seen = Seen();
-    ASSERT_THAT(seen, HasSubstr("lan0 2001:db8:8000:100::1/64\n2001:db8:8000:100::/60 "));
+    const std::string addresses = "lan0 2001:db8:8000:100::1/64\nlan2 2001:db8:f::9/64\n";
+    ASSERT_THAT(seen, HasSubstr(addresses + "2001:db8:8000:100::/60 "));
     for (const char* told : {"::/1", "fe80::/10", "2002::/16", "ff00::/16", "2000::/15", "::/64",
                              "2001:db8::/65", "2001:db8::", "2001:db8::/64 }; interface evil {"}) {
         EXPECT_EQ(Delegate(told), 0) << told;
         EXPECT_EQ(Seen(), seen) << told;
     }
+    WriteFile("/run/vexo/router6/wan1.delegated", "2001:db8:8000:200::/60 forever forever\n");
     // Written by hand: one /64 in two files and two texts.
     Configure(Tunnel("wan1", "2001:db8:8000:100::/56"), {{"lan1", "2001:db8:8000:100::7"}});
     Configure(Tunnel("wan2", "::/1"), {{"lan2", "::"}});
     EXPECT_EQ(ApplyRouter6Lans(), 0);
-    EXPECT_EQ(LanAddresses(), "lan0 2001:db8:8000:100::1/64\n");
+    EXPECT_EQ(LanAddresses(), addresses);
     EXPECT_EQ(Unreachable(), "2001:db8:8000:100::/60 2001:db8:8000:100::/56 ");
     EXPECT_THAT(log.Messages(), testing::Contains(HasSubstr("[lan1] does not get")));
 }

@@ -175,7 +175,14 @@ TEST_F(Router6, ClientForAPrefixComesAndGoes) {
     ASSERT_TRUE(router && router->Create()) << testing::PrintToString(log.Messages());
     EXPECT_THAT(units, ElementsAre("dhclient6@wan0-pd.service"));
     EXPECT_EQ(appliance.GatewayList("GTYPE_V6")[0]["ifname"], "wan0");
+    const auto listFirst = [](const std::string& ifname) {
+        return vexonetwork::utils::SetGatewayInfo(ifname, "GTYPE_V6", "NULL", "NULL", "ethernet", 0,
+                                                  true);
+    };
+    ASSERT_TRUE(listFirst(MakeUplink(1).ifname));
     const Router loaded = Load();
+    EXPECT_FALSE(loaded->attr.is_default_gateway) << "another comes first now";
+    EXPECT_TRUE(vexonetwork::utils::DelGatewayInfo("wan1", "GTYPE_V6", true));
     loaded->attr.prefix = "2001:db8:9::/56";
     EXPECT_TRUE(*loaded == *router) << "the server's prefix makes no other router";
     EXPECT_TRUE(loaded->Destroy());
@@ -188,6 +195,10 @@ TEST_F(Router6, ClientForAPrefixComesAndGoes) {
     std::filesystem::remove_all(kFolder);
     EXPECT_FALSE(router->Create());
     EXPECT_EQ(Gateways(), "null\n");
+    ASSERT_TRUE(listFirst("wan0"));
+    EXPECT_FALSE(router->Create());
+    EXPECT_EQ(appliance.GatewayList("GTYPE_V6")[0]["ifname"], "wan0") << "it was there before";
+    EXPECT_TRUE(vexonetwork::utils::DelGatewayInfo("wan0", "GTYPE_V6", true));
     std::filesystem::create_directories(kFolder);
     ExpectNothingLeft();
     appliance.StopBus();
