@@ -50,11 +50,9 @@ Section::Section(std::string sectionName, std::string lines)
 }
 
 void Section::TakePairs(std::string_view lines) {
-    ForEachLine(lines, [this](const Line& line, std::string_view) {
-        if (line.kind == LineKind::kPair) {
-            pairs.emplace_back(line.name, line.value);
-        }
-    });
+    for (const vexobase::SectionPairs& section : vexobase::ParseSections(lines)) {
+        pairs.insert(pairs.end(), section.pairs.begin(), section.pairs.end());
+    }
 }
 
 std::string Section::VerbatimValue(std::string_view key) const {
