@@ -77,17 +77,17 @@ std::string NameOf(unsigned index) {
     return ::if_indextoname(index, ifname) == nullptr ? "an interface that is gone" : ifname;
 }
 
-/// Why a route of the kernel is not the one of the file; "" when it is.
+/// Why a route of the kernel is not the one of the file, said of that one; "" when it is.
 std::string WhyOther(const Route& present, const Route& wanted) {
     if (present.gateway != wanted.gateway || present.type != wanted.type) {
-        return "the kernel has another one in its place";
+        return "is another one in the kernel";
     }
     if (wanted.oif == 0) {
-        return "its gateway is no neighbour any more";
+        return "has a gateway that is no neighbour any more";
     }
-    return present.oif == wanted.oif ? ""
-                                     : "the kernel has it on " + NameOf(present.oif)
-                                           + " and not on " + NameOf(wanted.oif);
+    return present.oif == wanted.oif
+               ? ""
+               : "is on " + NameOf(present.oif) + " in the kernel and not on " + NameOf(wanted.oif);
 }
 
 }  // namespace

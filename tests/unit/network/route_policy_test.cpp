@@ -81,13 +81,15 @@ TEST_F(Policy, GoodRoutesServeAndBadOnesAreNamed) {
               "[metric]\n\tdestination=10.5.0.0/16\n\tifname=wan0\n\tmetric=-1\n"
               "[option]\n\tdestination=-batch\n\tifname=wan0\n"
               "[refused]\n\tdestination=10.6.0.0/16\n\tgateway=203.0.113.1\n"
-              "[good]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
+              "[good]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n"
+              "[twin]\n\tdestination=10.7.0.1/16\n\tgateway=192.0.2.1\n");
     EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "all"), -1);
+    EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "all"), -1) << "and is said once";
     EXPECT_EQ(Ours("-4"), "10.7.0.0/16 dev wan0 scope link \n");
     EXPECT_THAT(log.Messages(),
                 ElementsAre(HasSubstr("Bad route [empty] in [/etc/iproute2/config/static-table]: "),
                             HasSubstr("[no way]"), HasSubstr("[name]"), HasSubstr("[metric]"),
-                            HasSubstr("[option]"),
+                            HasSubstr("[option]"), HasSubstr("[twin]"),
                             HasSubstr("Failed to add route [10.6.0.0/16] via [203.0.113.1]")));
 }
 
@@ -111,6 +113,9 @@ TEST_F(Policy, StaticRoutesOverrideNobody) {
         << "a guest network stays shut";
     Must("ip route add 10.20.7.0/24 dev vpn0");
     EXPECT_EQ(way("10.20.7.1"), "10.20.7.1 dev vpn0") << "the longest prefix decides";
+    EXPECT_THAT(StaticRoutes().Add({"10.20.7.0/24", "192.0.2.1", "", ""}),
+                HasSubstr("somebody else's route"));
+    EXPECT_EQ(way("10.20.7.1"), "10.20.7.1 dev vpn0");
     EXPECT_EQ(way("203.0.113.1"), "203.0.113.1 via 192.0.2.1 dev wan0 table static");
 
     // As common VPN tools begin and end.
@@ -145,17 +150,26 @@ TEST_F(Policy, AStaticRouteFollowsItsGateway) {
     Must("ip addr add 10.9.0.1/24 dev wan0");
     StaticRoutes routes;
     ASSERT_EQ(routes.Add({"10.30.0.0/16", "10.9.0.2", "", ""}), "");
+    ASSERT_EQ(routes.Add({"10.31.0.0/16", "10.9.0.1", "", ""}),
+              "its gateway 10.9.0.1 is an address of this machine");
     ASSERT_EQ(routes.Add({"2001:db8:77::/48", "2001:db8:9::2", "", ""}),
               "its gateway 2001:db8:9::2 is no neighbour (No route to host); see 'ip route get "
               "2001:db8:9::2'");
     Must("ip addr del 10.9.0.1/24 dev wan0");
     const auto state = [&] { return routes.List()[0].reason; };
-    EXPECT_EQ(state(), "its gateway is no neighbour any more");
+    EXPECT_EQ(state(), "has a gateway that is no neighbour any more");
     Must("ip addr add 10.9.0.1/24 dev wan1");
-    EXPECT_EQ(state(), "the kernel has it on wan0 and not on wan1");
+    EXPECT_EQ(state(), "is on wan0 in the kernel and not on wan1");
     EXPECT_EQ(routes.Apply(), 0);
     EXPECT_EQ(state(), "");
     EXPECT_EQ(Ours("-4"), "10.30.0.0/16 via 10.9.0.2 dev wan1 \n");
+
+    ASSERT_EQ(routes.Add({"10.30.0.0/16", "198.51.100.1", "wan1", "5"}), "");
+    EXPECT_EQ(routes.Change({"10.30.0.0/16", "", "", "5"}, {"198.51.100.9", {}, {}}), "");
+    Must("ip link set wan1 down");
+    EXPECT_EQ(routes.List()[1].reason, "waits: its interface is down");
+    EXPECT_EQ(routes.Remove({"10.30.0.0/16", "", "", "5"}), "");
+    Must("ip link set wan1 up");
 
     // Of two interfaces in one network that with a link.
     Must("ip addr add 10.9.0.3/24 dev wan0");
@@ -196,6 +210,17 @@ TEST_F(Policy, ANumberThatSomebodyElseUsesIsLeftToHim) {
     EXPECT_EQ(Rules("-4"), "32000:\tfrom 10.9.0.0/24 lookup 150 proto 86\n");
     EXPECT_EQ(Routes("-4", "109"), "");
     EXPECT_THAT(Routes("-4", "150"), StartsWith("10.7.0.0/16"));
+    Must("ip route add blackhole 10.8.0.0/16 table 150");
+    ASSERT_EQ(install(), 0);
+    EXPECT_EQ(log.Messages().back(),
+              "Routes of others in table [150] stay there; is its number used twice?");
+    EXPECT_THAT(Routes("-4", "150"), HasSubstr("blackhole 10.8.0.0/16"));
+
+    WriteFile("/etc/iproute2/config/lab-table", "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
+    ASSERT_EQ(policy.EnableTable(IPType::V4, "lab", "10.9.0.0/24"), 0);
+    ASSERT_EQ(policy.DisableTable(IPType::V4, "lab"), 0);
+    EXPECT_THAT(Must("ip rule show priority 31999"), HasSubstr("10.9.0.0/24"))
+        << "the other table of this source needs it too";
 
     WriteFile(kTables, "");
     Must("mkdir /etc/iproute2/rt_tables.d/folder.conf");
@@ -233,6 +258,11 @@ TEST_F(Policy, NamesAndNumbersThatWouldHarmAreRefused) {
     Must("mkdir /etc/iproute2/rt_tables");
     EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "10.0.0.0/8"), -1);
     EXPECT_EQ(log.Messages().back(), "Failed to read config [/etc/iproute2/rt_tables]");
+    WriteFile(kStatic,
+              "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n"
+              "[1]\n\tdestination=default\n\tgateway=192.0.2.1\n");
+    EXPECT_EQ(policy.RenewTable(IPType::V4, "static", "all"), -1);
+    EXPECT_EQ(Ours("-4"), "10.7.0.0/16 dev wan0 scope link \n");
 }
 
 }  // namespace

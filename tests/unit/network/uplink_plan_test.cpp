@@ -116,6 +116,21 @@ TEST(UplinkPlan, TakesNothingAwayBeforeItsSuccessorStands) {
                             "remove 192.0.2.0/24 oif 4 table 102"));
 }
 
+TEST(UplinkPlan, TakesNothingAwayOnceItIsOutOfDate) {
+    MakeUplink(0);
+    const Route route = OurRoute(90, *ParsePrefix(AF_INET, "10.1.0.0/16", HostBits::kRefused), 0,
+                                 *V4("192.0.2.1"), 0);
+    const Scope scope{AF_INET, {90}, 31000, 31100};
+    RouteSocket socket;
+    Complaints complaints;
+    bool isCurrent = true;
+    const auto ask = [&isCurrent] { return isCurrent; };
+    EXPECT_TRUE(BringInStep(socket, scope, {{route}, {}}, ask, complaints));
+    isCurrent = false;
+    EXPECT_FALSE(BringInStep(socket, scope, {}, ask, complaints));
+    EXPECT_THAT(Must("ip route show table 90"), StartsWith("10.1.0.0/16 via 192.0.2.1"));
+}
+
 TEST(UplinkFiles, GoodLinesServeAndBadOnesAreNamedOnce) {
     MakeUplink(0);
     WriteFile("/etc/iproute2/config/policy",
