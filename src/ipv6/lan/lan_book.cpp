@@ -8,6 +8,8 @@
 #include <vexonetwork/utils/file.h>
 #include <vexonetwork/utils/json_reader.h>
 
+#include "network/interface_name.h"
+
 namespace vexo::network::ipv6::router {
 
 namespace {
@@ -70,7 +72,7 @@ LanBook ReadLanBook() {
         }
     }
     for (const Json::Value& lan : all["marked"]) {
-        if (lan.isString()) {
+        if (lan.isString() && vexonetwork::network::IsInterfaceName(lan.asString())) {
             book.marked.insert(lan.asString());
         }
     }

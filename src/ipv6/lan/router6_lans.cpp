@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <array>
 #include <ctime>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <string>
@@ -88,11 +90,17 @@ int WriteIfOther(const LanBook& book, const LanBook& former) {
 int CarryOut(Plan plan, const LanBook& former, const Outside& outside) {
     const std::time_t now = std::time(nullptr);
     const auto grants = GrantsOf(plan.book);
-    const Announcements announced = FormerAnnouncements();
+    // An interface that has become a WAN is told nothing of what it had as a LAN.
+    const auto isLan = [&](const std::string& ifname) {
+        return !plan.book.routers.contains(ifname);
+    };
+    Announcements announced = FormerAnnouncements();
+    std::erase_if(announced, [&](const Announcement& each) { return !isLan(each.lan); });
     const Announcements next = NextAnnouncements(announced, grants, outside, now);
     const auto lans = LansOf(next);
     plan.book.marked = LansOf(announced);
-    plan.book.marked.insert(former.marked.begin(), former.marked.end());
+    std::ranges::copy_if(former.marked, std::inserter(plan.book.marked, plan.book.marked.end()),
+                         isLan);
     plan.book.marked.insert(lans.begin(), lans.end());
 
     int result = WriteIfOther(plan.book, former);

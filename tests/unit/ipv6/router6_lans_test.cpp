@@ -105,7 +105,7 @@ class Router6Lans : public testing::Test {
 };
 
 TEST_F(Router6Lans, ComeBackToTheirPlaces) {
-    Configure({"wan0", true}, {{"lan0", "2001:db8:8000:100::"}, {"lan1", "2001:db8:8000:101::"}});
+    Configure({"wan0", true}, {{"lan1", "2001:db8:8000:101::"}, {"lan0", "2001:db8:8000:100::"}});
     EXPECT_EQ(Delegate("2001:db8:8000:100::/60"), 0) << testing::PrintToString(log.Messages());
     EXPECT_EQ(LanAddresses(), "lan0 2001:db8:8000:100::1/64\nlan1 2001:db8:8000:101::1/64\n");
     EXPECT_EQ(Unreachable(), "2001:db8:8000:100::/60 ");
@@ -125,6 +125,8 @@ TEST_F(Router6Lans, ComeBackToTheirPlaces) {
     EXPECT_EQ(Router6Prefix().Deallocate("2001:db8:8000:300::", "lan0"), 0);
     EXPECT_EQ(Delegate("2001:db8:8000:206::/64"), 0);
     EXPECT_EQ(LanAddresses(), "lan1 2001:db8:8000:206::1/64\n");
+    EXPECT_THAT(Announced(), HasSubstr("interface lan0"));
+    Configure({"lan0", true}, {});  // a WAN from here on, and no business of LANs
     EXPECT_EQ(Delegate("2001:db8:8000:300::/60"), 0);
     EXPECT_EQ(Router6Prefix().Allocate("2001:db8:8000:300::", "lan2"), 0);
     EXPECT_EQ(Delegate("2001:db8:8000:400::/56"), 0);
@@ -134,8 +136,9 @@ TEST_F(Router6Lans, ComeBackToTheirPlaces) {
     for (int i = 10; i < 30; ++i) {
         ASSERT_EQ(Delegate("2001:db8:80" + std::to_string(i) + "::/60"), 0);
     }
-    EXPECT_EQ(Count(Announced(), "AdvValidLifetime 0;"), 8U + 8U + 1U);
+    EXPECT_EQ(Count(Announced(), "AdvValidLifetime 0;"), 8U + 8U);
     EXPECT_EQ(Count(Announced(), "prefix 2001:db8:8028:"), 2U);
+    EXPECT_EQ(Mark("lan0"), "IPV6ROUTER=yes\n");
 }
 
 TEST_F(Router6Lans, KeepWhatBelongsToWhatCannotBeRead) {
