@@ -60,26 +60,6 @@ TEST_F(ApplianceWithUplinks, WhateverEndsTheDaemonItIsBackWithItsListsAndRoute) 
     EXPECT_THAT(machine.Do("journalctl --unit vexonetd"), HasSubstr("Watchdog timeout"));
 }
 
-TEST_F(ApplianceWithUplinks, ATypoDoesNotEndTheDaemonNorAHookHoldUpItsEnd) {
-    Must("ip link add br0 type bridge");
-    Must("ip link set br0 up");
-    Must("ip neigh add 192.0.2.77 lladdr 02:00:00:00:00:77 nud permanent dev br0");
-    machine.Do("vexonetctl device label 02:00:00:00:00:77 --name Mine --type tv");
-    const std::string former = machine.PidOf("vexonetd");
-    machine.Try(
-        "busctl --address=unix:path=/run/vexonet/bus call com.vexo.network / com.vexo.network"
-        " DelDeviceListData s 02:00:00:00:00:78");
-    EXPECT_THAT(machine.Do("vexonetctl device list"), HasSubstr("Mine"));
-    EXPECT_EQ(machine.PidOf("vexonetd"), former);
-
-    WriteScript("/usr/vexo/hooks/net/ipv4_change/60-hang", "touch /etc/hanging; exec sleep 1000");
-    Must("ip address add 192.0.2.78/24 dev wan0");
-    EXPECT_TRUE(Eventually([] { return ::access("/etc/hanging", F_OK) == 0; }));
-    machine.Do("systemctl stop vexonetd");
-    EXPECT_EQ(machine.Do("systemctl show -P Result vexonetd"), "success");
-    EXPECT_EQ(machine.Try("journalctl --quiet --unit vexonetd --grep (denied|permitted)").out, "");
-}
-
 TEST_F(ApplianceWithUplinks, ListsOutliveRebootsAndPowerCuts) {
     machine.Reboot();
     ExpectTheSame();
