@@ -335,9 +335,7 @@ TEST_F(UpnpTest, AThousandForgedDevicesKeepNoRealOneOut) {
         }
     }
     const Process screen = Device("tv", "screen");
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(Finds({"192.0.2.2 screen"})) << ReadFile(folder / "log");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(40));
 }
 
 TEST_F(UpnpTest, ManyBridgesNeedFewDescriptors) {
@@ -360,6 +358,10 @@ TEST_F(UpnpTest, ManyBridgesNeedFewDescriptors) {
     EXPECT_TRUE(Finds({"192.0.2.2 screen"})) << ReadFile(folder / "log");
     EXPECT_LE(OpenDescriptors() - before, 20);
     KeloScanner::Inst()->Stop();
+    Must("ip address del 10.9.7.1/24 dev br-7");
+    EXPECT_TRUE(Eventually([&] { return memberships() == 200; })) << memberships();
+    Must("ip address add 10.9.7.1/24 dev br-7");
+    EXPECT_TRUE(Eventually([&] { return memberships() == 201; })) << memberships();
     EXPECT_THAT(log.Messages(), testing::IsEmpty());
 }
 

@@ -23,7 +23,9 @@ std::string NeighbourTable::MacOf(unsigned index, in_addr host) {
     }
     // Also when the interface has just gone.
     if (errno != ENOENT && errno != ENODEV) {
-        VEXO_LOG(LOG_ERR, "Failed to ask for a neighbour: %s", ::strerror(errno));
+        if (logBudget.Spend()) {
+            VEXO_LOG(LOG_ERR, "Failed to ask for a neighbour: %s", ::strerror(errno));
+        }
         socket.reset();
     }
     return "";

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include <vexobase/log_budget.h>
 #include <vexonetlink/socket.h>
 
 namespace vexonetwork::network {
@@ -18,6 +19,7 @@ class NeighbourTable {
 
   private:
     std::optional<vexonetlink::Socket> socket;  ///< opened when first needed
+    vexobase::LogBudget logBudget{10};          ///< strangers have us ask
 };
 
 }  // namespace vexonetwork::network

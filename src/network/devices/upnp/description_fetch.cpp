@@ -1,13 +1,8 @@
 #include "network/devices/upnp/description_fetch.h"
 
-#define VEXO_LOG_SOURCE "upnpscanner"
-#include <vexobase/log.h>
-
 namespace vexonetwork::network {
 
 namespace {
-
-constexpr char kProgram[] = "/usr/bin/curl";
 
 /// What follows a description that came whole: the status of HTTP and that of the program.
 constexpr char kReport[] = "\n%{http_code} %{exitcode}";
@@ -19,14 +14,10 @@ PipedProgram StartFetch(const std::string& ifname, const std::string& location) 
     // A name that could be a host's is taken for one unless it is said to be an interface's.
     const std::string interface = "if!" + ifname;
     const std::string maxBytes = std::to_string(kMaxDescriptionBytes);
-    auto program = StartProgram(
-        kProgram, "-q", "--silent", "--globoff", "--path-as-is", "--proto", "=http", "--max-redirs",
-        "0", "--noproxy", "*", "--max-time", "5", "--max-filesize", maxBytes.c_str(), "--interface",
-        interface.c_str(), "--write-out", kReport, "--url", location.c_str());
-    if (!program) {
-        VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s --url %s]", kProgram, location.c_str());
-    }
-    return program;
+    return StartProgram(kFetchProgram, "-q", "--silent", "--globoff", "--path-as-is", "--proto",
+                        "=http", "--max-redirs", "0", "--noproxy", "*", "--max-time", "5",
+                        "--max-filesize", maxBytes.c_str(), "--interface", interface.c_str(),
+                        "--write-out", kReport, "--url", location.c_str());
 }
 
 std::optional<DeviceDescription> ReadFetched(std::string_view output) {

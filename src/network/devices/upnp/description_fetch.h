@@ -13,9 +13,11 @@ namespace vexonetwork::network {
 constexpr SideBySide::Limits kFetchLimits = {
     .atOnce = 8, .patience = std::chrono::seconds(6), .output = kMaxDescriptionBytes + 64};
 
+constexpr char kFetchProgram[] = "/usr/bin/curl";
+
 /// Starts curl(1) to fetch a description over one interface, without redirects and proxies.
 /// @param location  of plain ASCII, as ParseSsdp gives it
-/// @return null, after a log line, when it cannot be started
+/// @return null when it cannot be started
 PipedProgram StartFetch(const std::string& ifname, const std::string& location);
 
 /// Reads all that the program has said.

@@ -153,6 +153,10 @@ class UpnpWatch {
             }
             auto program = StartFetch(fetch->ifname, fetch->location);
             if (!program) {
+                if (MayLog()) {
+                    VEXO_LOG(LOG_ERR, "Failed to execute cmd [%s --url %s]", kFetchProgram,
+                             fetch->location.c_str());
+                }
                 Describe(*fetch, std::nullopt);
                 continue;
             }
@@ -170,7 +174,7 @@ class UpnpWatch {
 
     void Describe(const UpnpDevices::Fetch& fetch,
                   const std::optional<DeviceDescription>& description) {
-        if (!description) {
+        if (!description && MayLog()) {
             VEXO_LOG(LOG_ERR, "No description of a UPnP device at [%s]; the next search asks again",
                      fetch.location.c_str());
         }
@@ -247,7 +251,7 @@ class UpnpWatch {
         return shared.devices.Knows(message, sender);
     }
 
-    /// Limits log lines caused by datagrams; fetch failures are rare and always logged.
+    /// Each line that a stranger can cause without end asks first.
     bool MayLog() {
         SayWhatWasLeftOut();
         return budget.Spend();
