@@ -114,6 +114,8 @@ TEST(ArpScannerTest, ProgramsThatHangOrFloodAreGivenUpTogether) {
         EXPECT_THAT(names.Find(addresses, std::chrono::minutes(1)),
                     ElementsAre("", "", "LATE", "", "SIX", "", ""));
         EXPECT_EQ(ChildrenOf(::getpid()), "");
+        EXPECT_THAT(names.Find({"192.0.2.7"}, std::chrono::hours(1)), ElementsAre(""));
+        EXPECT_EQ(ReadFile("/tmp/begun").size(), 6U) << "it is silent";
         std::thread end([&names] {
             EXPECT_TRUE(Eventually([] { return ReadFile("/tmp/begun").size() == 7; }));
             names.Stop();
