@@ -3,19 +3,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <functional>
-#include <map>
 #include <optional>
 
 #include <vexobase/ip_prefix.h>
 #include <vexobase/log.h>
 #include <vexobase/replace_file.h>
-#include <vexonetwork/dbus/net_client.h>
 #include <vexonetwork/ipv6/router/router6_lock.h>
 #include <vexonetwork/ipv6/router/router6_prefix.h>
-#include <vexonetwork/utils/json_reader.h>
 #include <vlib/file.h>
 
+#include "ipv6/router/gateway_places.h"
 #include "ipv6/router/lan_parts.h"
 #include "ipv6/router/router6_file.h"
 #include "ipv6/router/router_names.h"
@@ -34,41 +31,6 @@ constexpr char kFolder[] = "/etc/sysconfig/networking";
 constexpr char kNames[] = "ipv6-";
 constexpr char kPppoe[] = "pppoe";
 constexpr int kLongestSplit = 64;
-
-/// Places in the daemon's list of IPv6 gateways, asked for once, when the first one is wanted.
-class GatewayPlaces {
-  public:
-    int operator()(const std::string& ifname) {
-        if (!places) {
-            places = Ask();
-        }
-        const auto place = places->find(ifname);
-        return place == places->end() ? -1 : place->second;
-    }
-
-  private:
-    using Places = std::map<std::string, int>;
-
-    static Places Ask() {
-        Json::Value request;
-        request["type"] = kGatewayType;
-        Json::Value list;
-        if (vexonetwork::dbus::NetClient().GetGatewayListData(request, list) < 0) {
-            VEXO_LOG(LOG_ERR, "Failed to get the list of IPv6 gateways");
-        }
-        Places places;
-        for (const Json::Value& entry : list) {
-            const auto ifname = vexonetwork::utils::GetString(entry, "ifname");
-            const auto priority = vexonetwork::utils::GetInt(entry, "priority");
-            if (ifname && priority) {
-                places.emplace(*ifname, *priority);
-            }
-        }
-        return places;
-    }
-
-    std::optional<Places> places;
-};
 
 std::optional<in6_addr> ParseAddress(const std::string& text) {
     in6_addr address{};
