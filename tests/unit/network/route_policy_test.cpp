@@ -233,10 +233,10 @@ TEST_F(Policy, WhoHoldsTheNumbersDelaysNobodyForLong) {
     vexonetwork::utils::FileLock lock("/run/vexo/rt_tables.lock", true);
     ASSERT_TRUE(lock.Lock());
     const auto begin = std::chrono::steady_clock::now();
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(policy.RenewTable(IPType::V4, "lan", "10.9.0.0/24"), -1);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
     ASSERT_TRUE(lock.Unlock());
     EXPECT_EQ(policy.RenewTable(IPType::V4, "lan", "10.9.0.0/24"), 0);
 }
@@ -250,10 +250,12 @@ TEST_F(Policy, NamesAndNumbersThatWouldHarmAreRefused) {
     for (const char* source : {"", "any", "::1", "10.0.0.0/40", "all lookup main"}) {
         EXPECT_EQ(policy.EnableTable(IPType::V4, "static", source), -1) << source;
     }
+    WriteFile(kTables, "254 main\n253 static\n");
+    WriteFile(kStatic, "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
+    EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "10.0.0.0/8"), -1);
     EXPECT_EQ(policy.DisableTable(IPType::V4, "main"), 0);
     EXPECT_EQ(Must("ip route show table main"), main);
 
-    WriteFile(kStatic, "[0]\n\tdestination=10.7.0.0/16\n\tifname=wan0\n");
     Must("rm /etc/iproute2/rt_tables");
     Must("mkdir /etc/iproute2/rt_tables");
     EXPECT_EQ(policy.EnableTable(IPType::V4, "static", "10.0.0.0/8"), -1);
