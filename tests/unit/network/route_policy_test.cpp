@@ -160,6 +160,8 @@ TEST_F(Policy, AStaticRouteFollowsItsGateway) {
     EXPECT_EQ(state(), "has a gateway that is no neighbour any more");
     Must("ip addr add 10.9.0.1/24 dev wan1");
     EXPECT_EQ(state(), "is on wan0 in the kernel and not on wan1");
+    Must("ip addr add 10.8.0.1/13 dev wan0");
+    Must("ip route add 10.9.0.0/25 via 192.0.2.1");
     EXPECT_EQ(routes.Apply(), 0);
     EXPECT_EQ(state(), "");
     EXPECT_EQ(Ours("-4"), "10.30.0.0/16 via 10.9.0.2 dev wan1 \n");
