@@ -1,6 +1,7 @@
 // Static routes by the thousand, and policy routing that follows addresses.
 
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 #include <vexonetwork/network/static_routes.h>
@@ -81,24 +82,33 @@ std::string WriteAddresses(const char* change) {
     return path;
 }
 
-/// How often a rule from such an address stands in the kernel.
-std::size_t RulesSet() {
-    return vexotest::Count(vexotest::Must("ip rule show"), "from 10.99.");
+/// How many such addresses have rules in the kernel: those that fill a prefix share one.
+std::size_t AddressesRuled() {
+    std::istringstream words(vexotest::Must("ip rule show priority 31110"));
+    std::size_t addresses = 0;
+    for (std::string word; words >> word;) {
+        if (word.starts_with("10.99.")) {
+            const auto slash = word.find('/');
+            const int length = slash == word.npos ? 32 : std::stoi(word.substr(slash + 1));
+            addresses += std::size_t{1} << (32 - length);
+        }
+    }
+    return addresses;
 }
 
 /// CPU that a reader spends on 1,000 addresses that come.
-double CostOf(pid_t reader, std::size_t rules) {
+double CostOf(pid_t reader, std::size_t ruled) {
     const auto isQuiet = [reader] { return vexotest::IsQuiet(reader); };
     vexotest::Eventually(isQuiet);
     const double before = CpuTime(reader);
     vexotest::Must({"ip", "-batch", WriteAddresses("add")});
-    if (!vexotest::Eventually([rules] { return RulesSet() == rules; })) {
+    if (!vexotest::Eventually([ruled] { return AddressesRuled() == ruled; })) {
         throw std::runtime_error("the rules do not follow the addresses");
     }
     vexotest::Eventually(isQuiet);
     const double cost = CpuTime(reader) - before;
     vexotest::Must({"ip", "-batch", WriteAddresses("del")});
-    vexotest::Eventually([] { return RulesSet() == 0; });
+    vexotest::Eventually([] { return AddressesRuled() == 0; });
     return cost;
 }
 

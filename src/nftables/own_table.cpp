@@ -106,8 +106,9 @@ bool OwnTable::Holds(std::string_view content) const {
 }
 
 Complaint OwnTable::Delete() const {
-    const std::string named = "table inet " + table;
-    return Run(named + "\ndelete " + named + "\n").complaint;
+    // A kernel that never had a table of ours is not asked to make one first.
+    const std::string named = "table inet " + table + "\n";
+    return List().empty() ? std::nullopt : Run(named + "delete " + named).complaint;
 }
 
 std::string OwnTable::List() const {

@@ -26,7 +26,7 @@ class OwnTable {
     /// matter; sets that packets fill would. False also when the kernel does not tell.
     bool Holds(std::string_view content) const;
 
-    /// Takes the table away; one that is not there is no fault.
+    /// Takes the table away; one that is not there, or not told of, is no fault.
     Complaint Delete() const;
 
   private:

@@ -1,9 +1,14 @@
 // Several uplinks, each with a host of the world behind it, and static routes: connections are made
 // from there, while the default route leads by wan0 alone.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
+#include <sched.h>
 #include <sys/socket.h>
+
+#include <set>
+#include <sstream>
 
 #include <vexobase/unique_fd.h>
 
@@ -23,6 +28,16 @@ vexobase::UniqueFd Listen() {
     name.sin6_port = htons(7777);
     EXPECT_EQ(::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
     EXPECT_EQ(::listen(fd.Get(), 1000), 0);
+    return fd;
+}
+
+/// The same in a network namespace.
+vexobase::UniqueFd ListenIn(const std::string& name) {
+    const vexobase::UniqueFd here(::open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC));
+    const vexobase::UniqueFd there(::open(("/run/netns/" + name).c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(::setns(there.Get(), CLONE_NEWNET), 0);
+    vexobase::UniqueFd fd = Listen();
+    EXPECT_EQ(::setns(here.Get(), CLONE_NEWNET), 0);
     return fd;
 }
 
@@ -72,8 +87,9 @@ class Uplinks : public Test {
     }
 
     /// Whether a connection from the world behind an uplink to an address of ours comes about.
-    static bool Connects(const std::string& provider, const std::string& address) {
-        const std::string script = "exec 3<>/dev/tcp/" + address + "/7777";
+    static bool Connects(const std::string& provider, const std::string& address,
+                         const std::string& port = "7777") {
+        const std::string script = "exec 3<>/dev/tcp/" + address + "/" + port;
         return vexotest::Run(
                    {"ip", "netns", "exec", provider, "timeout", "2", "bash", "-c", script})
                    .status
@@ -134,6 +150,114 @@ TEST_F(Uplinks, EachAnswersWhoeverCameInByIt) {
     EXPECT_EQ(Rules("-4") + Rules("-6"), before);
     EXPECT_EQ(Table("-4", "wan1") + Table("-6", "wan1"), "");
     EXPECT_EQ(Count(appliance.Log(), "policy_route"), 0U) << appliance.Log();
+}
+
+TEST_F(Uplinks, LiveBesideVpnsGuestsAndOverlappingNetworks) {
+    // Both have a neighbour 192.168.1.1, a guest network is kept in, and a VPN wants everything.
+    for (const std::string n : {"0", "1"}) {
+        Must("ip addr add 192.168.1.1" + n + "/24 dev wan" + n);
+        Must("ip -n isp-wan" + n + " addr add 192.168.1.1/24 dev far");
+    }
+    for (const std::string port : {"guest0", "tun0"}) {
+        Must("ip link add " + port + " type veth peer name far-" + port);
+        Must("ip link set far-" + port + " up");
+        Must("ip link set " + port + " up");
+    }
+    Must("ip addr add 10.77.0.1/24 dev guest0");
+    Must("ip rule add from 10.77.0.0/24 prohibit");
+    for (const std::string half : {"0.0.0.0/1", "128.0.0.0/1", "2000::/3"}) {
+        Must("ip route add " + half + " dev tun0");
+    }
+    Must("ip rule add lookup main suppress_prefixlength 0 priority 31001 protocol 86");
+    const Uplink bare = MakeUplink(3);
+    MustCtl("policy enable -q wan0 wan1 wan3");
+    for (const int n : {0, 1}) {
+        ExpectAnswers(n);
+        EXPECT_TRUE(Connects("isp-wan" + std::to_string(n), "192.168.1.1" + std::to_string(n)))
+            << n;
+    }
+    const auto sends = [](const std::string& way) {
+        return vexotest::Run(Words("ip route get " + way)).status == 0;
+    };
+    EXPECT_FALSE(sends("198.51.100.1 from 10.77.0.5 iif guest0"))
+        << "the guests' rule counts, and that of our former version is gone";
+    EXPECT_TRUE(Connects(bare.provider, bare.address));
+    EXPECT_TRUE(sends("8.8.8.8"));
+    EXPECT_FALSE(sends("8.8.8.8 from " + bare.address)) << "it has no gateway of its own";
+    Must("ip route add default via 10.3.0.1 dev wan3 metric 900");
+    MustCtl("policy enable -q wan3");
+    EXPECT_TRUE(sends("8.8.8.8 from " + bare.address)) << "somebody else has given it one";
+
+    // What a VPN or a firewall does on its way takes nothing of ours, or for a second at most.
+    const auto state = [] {
+        std::istringstream all(Rules("-4") + Rules("-6") + Table("-4", "wan1") + Table("-6", "wan1")
+                               + vexotest::Run(Words("nft list table inet vexonet_uplinks")).out);
+        std::multiset<std::string> lines;
+        for (std::string line; std::getline(all, line);) {
+            lines.insert(line);
+        }
+        return lines;
+    };
+    const auto whole = state();
+    EXPECT_THAT(whole, Contains(HasSubstr("iifname \"wan1\" ct state new ct mark set")));
+    EXPECT_NE(vexotest::Run(Words("ip rule del table main suppress_prefixlength 0")).status, 0);
+    for (const char* harm :
+         {"ip rule del priority 31100", "ip -6 rule del priority 31010",
+          "ip route flush table wan1", "ip -6 route flush table wan1", "nft flush ruleset"}) {
+        Must(harm);
+        EXPECT_NE(state(), whole) << harm;
+        EXPECT_TRUE(Eventually([&] { return state() == whole; })) << harm;
+    }
+    EXPECT_EQ(Count(appliance.Log(), "policy_route"), 0U) << appliance.Log();
+    MustCtl("policy disable -q");
+    EXPECT_EQ(Count(Rules("-4") + Rules("-6"), "proto 86"), 0U);
+    EXPECT_EQ(Must("nft list ruleset"), "");
+}
+
+TEST_F(Uplinks, AnswerForContainersAndForTheirPrefixesToo) {
+    WriteFile("/proc/sys/net/ipv4/ip_forward", "1");
+    Must("ip netns add container");
+    Must("ip link add 1lan type veth peer name far netns container");
+    Must("ip addr add 172.17.0.1/16 dev 1lan");
+    Must("ip link set 1lan up");
+    Must("ip -n container addr add 172.17.0.2/16 dev far");
+    Must("ip -n container link set far up");
+    Must("ip -n container route add default via 172.17.0.1");
+    Must("nft add table ip engine");
+    Must(
+        Arguments{"nft", "add chain ip engine nat { type nat hook prerouting priority dstnat ; }"});
+    Must("nft add rule ip engine nat tcp dport 8080 dnat to 172.17.0.2:7777");
+    Must(Arguments{"nft",
+                   "add chain ip engine own { type filter hook prerouting priority -160 ; }"});
+    Must("nft add rule ip engine own ct state new ct mark set 0x5");
+    const vexobase::UniqueFd served = ListenIn("container");
+    EXPECT_TRUE(Connects("isp-wan0", uplinks[0].address, "8080"));
+    EXPECT_FALSE(Connects("isp-wan1", uplinks[1].address, "8080")) << "answered by wan0";
+    MustCtl("policy enable -q wan0 wan1");
+    EXPECT_TRUE(Connects("isp-wan0", uplinks[0].address, "8080"));
+    EXPECT_TRUE(Connects("isp-wan1", uplinks[1].address, "8080"));
+    const std::string table = Parsed(Ctl("policy status --json").out)[1]["table"].asString();
+    EXPECT_THAT(Must("conntrack -L -p tcp --src 100.64.1.1"),
+                HasSubstr("mark=" + std::to_string(std::stoul(table) << 24U | 5U)))
+        << "the bits of others stay";
+
+    // A provider takes packets of no other's prefix.
+    WriteFile("/etc/sysconfig/networking/ipv6-wan1",
+              "[conf]\n\ttype=native\n\twan=wan1\n\tprefix=2001:db8:d1::/56\n");
+    WriteFile("/proc/sys/net/ipv6/conf/all/forwarding", "1");
+    Must("ip addr add 2001:db8:d1::1/64 dev 1lan nodad");
+    const auto way = [](const std::string& to) {
+        return vexotest::Run(Words("ip route get " + to + " from 2001:db8:d1::2 iif 1lan")).out;
+    };
+    EXPECT_TRUE(Eventually([&] {
+        return way("2001:db8:f0::1").find("dev wan1") != std::string::npos;
+    })) << way("2001:db8:f0::1")
+        << Rules("-6");
+    EXPECT_THAT(way("2001:db8:d1::9"), HasSubstr("dev 1lan"));
+
+    EXPECT_EQ(Ctl("policy enable lo").status, 1);
+    EXPECT_EQ(Ctl("policy enable 1lan").out, "policy routing is on for: wan0 wan1 1lan\n");
+    EXPECT_THAT(Rules("-4") + Must("ip rule"), HasSubstr("from 172.17.0.1 lookup 1lan proto 86"));
 }
 
 TEST_F(Uplinks, WithoutACarrierAndWithAddressesThatAreTriedTheyAreFollowedToo) {

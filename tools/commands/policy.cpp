@@ -41,6 +41,9 @@ std::string StateOf(const UplinkStatus& uplink, const UplinkStatus::Family& fami
     if (!family.isInStep) {
         return "not in step";
     }
+    if (!uplink.areMarksSet.value_or(true)) {
+        return "on, without marks";
+    }
     return family.gateway.empty() ? "on, without a gateway" : "on";
 }
 
@@ -53,8 +56,10 @@ std::string Joined(const std::vector<std::string>& words) {
 }
 
 void AddRow(Table& table, const UplinkStatus& uplink, const UplinkStatus::Family& family) {
+    std::vector<std::string> sources = family.addresses;
+    sources.insert(sources.end(), family.delegated.begin(), family.delegated.end());
     table.Add({uplink.ifname, std::to_string(uplink.table), family.gateway, StateOf(uplink, family),
-               Joined(family.addresses)});
+               Joined(sources)});
 }
 
 /// Interfaces of the gateway lists that take no part.
@@ -66,12 +71,18 @@ std::vector<std::string> Others(const std::vector<UplinkStatus>& uplinks) {
     return names;
 }
 
+Json::Value ToJson(const std::vector<std::string>& words) {
+    Json::Value array(Json::arrayValue);
+    for (const std::string& word : words) {
+        array.append(word);
+    }
+    return array;
+}
+
 Json::Value ToJson(const UplinkStatus& uplink, const UplinkStatus::Family& family) {
     Json::Value object(Json::objectValue);
-    object["addresses"] = Json::Value(Json::arrayValue);
-    for (const std::string& address : family.addresses) {
-        object["addresses"].append(address);
-    }
+    object["addresses"] = ToJson(family.addresses);
+    object["delegated"] = ToJson(family.delegated);
     object["gateway"] = family.gateway;
     object["in_step"] = family.isInStep;
     object["state"] = StateOf(uplink, family);
@@ -85,6 +96,9 @@ void PrintJson(const std::vector<UplinkStatus>& uplinks) {
         object["ifname"] = uplink.ifname;
         object["enabled"] = true;
         object["table"] = uplink.table;
+        object["mark"] = uplink.mark;
+        object["marks_set"] =
+            uplink.areMarksSet ? Json::Value(*uplink.areMarksSet) : Json::Value::nullSingleton();
         object["ipv4"] = ToJson(uplink, uplink.v4);
         object["ipv6"] = ToJson(uplink, uplink.v6);
         root.append(object);

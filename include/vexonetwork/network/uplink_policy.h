@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,12 +14,15 @@ namespace vexonetwork::network {
 struct UplinkStatus {
     struct Family {
         std::vector<std::string> addresses;  ///< those whose packets leave by this interface
+        std::vector<std::string> delegated;  ///< prefixes of LANs, likewise
         std::string gateway;                 ///< "" for none; "0.0.0.0" or "::" by the device alone
         bool isInStep = false;               ///< the kernel has what it should have
     };
 
     std::string ifname;
     unsigned table = 0;  ///< its number; the name is the interface's
+    unsigned mark = 0;   ///< that connections from it have in their upper byte; 0 for none
+    std::optional<bool> areMarksSet;  ///< by nftables; nothing where only root may ask
     bool exists = false;
     bool isUp = false;
     Family v4;
@@ -28,7 +32,9 @@ struct UplinkStatus {
 /// Policy routing of appliances with several uplinks: whoever comes in by an uplink is answered by
 /// it, wherever the default route leads. An interface takes part when its section in
 /// "/etc/iproute2/config/policy" says enabled=yes. It then has a routing table of its name, and
-/// each of its addresses a rule; networks around us and static routes go before.
+/// rules for its addresses, for the prefixes that it has delegated to LANs, and for connections
+/// that are forwarded from it, which nftables marks; networks around us and static routes go
+/// before. Without a gateway nothing of these leaves it, nor any other uplink.
 ///
 /// Routes and rules are set by rtnetlink(7) and carry protocol 86; those of others are left alone.
 /// Any process may change the settings; the daemon follows. For one thread.
@@ -58,6 +64,9 @@ class UplinkPolicy {
     /// Does that when it may be needed because something has changed about these interfaces, or
     /// about any when none is named. Costs a look at the settings file otherwise.
     void Follow(const std::set<std::string>& changed);
+
+    /// As Synchronise(), after others may have changed rules, routes or tables of ours.
+    void Repair();
 
     std::vector<UplinkStatus> Status();
 

@@ -59,6 +59,22 @@ std::optional<std::vector<Rule>> RouteSocket::Rules(int family) {
     return IsOpen() ? vexonetlink::ListRules(*socket, family) : NotOpen();
 }
 
+std::optional<Address> RouteSocket::MainGateway(int family, unsigned oif) {
+    const auto defaults = IsOpen() ? vexonetlink::ListRoutes(*socket, {.family = family,
+                                                                       .table = kMainTable,
+                                                                       .type = RTN_UNICAST,
+                                                                       .oif = oif,
+                                                                       .defaultOnly = true})
+                                   : std::nullopt;
+    if (!defaults) {
+        return std::nullopt;
+    }
+    const auto best = std::ranges::min_element(*defaults, {}, &Route::metric);
+    return best == defaults->end()                           ? std::optional<Address>()
+           : best->gateway && best->gateway.family == family ? best->gateway
+                                                             : Address{family, {}};
+}
+
 std::optional<std::vector<ConnectedAddress>> RouteSocket::Addresses(unsigned index) {
     const auto all = IsOpen() ? vexonetlink::ListAddresses(*socket, AF_UNSPEC, index) : NotOpen();
     if (!all) {

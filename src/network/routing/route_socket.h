@@ -43,6 +43,10 @@ class RouteSocket {
     /// The rules, in the order in which they are looked at.
     std::optional<std::vector<Rule>> Rules(int family);
 
+    /// The gateway of the main table's default route by an interface, of the first one in use;
+    /// unspecified for one by the device alone, none without such a route.
+    std::optional<Address> MainGateway(int family, unsigned oif);
+
     /// The addresses of one interface, of both families.
     std::optional<std::vector<ConnectedAddress>> Addresses(unsigned index);
 

@@ -105,11 +105,12 @@ TableNumbers ParseTableNumbers(const std::string& text) {
 }
 
 bool IsTableName(const std::string& name) {
-    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-    constexpr std::string_view kOthers = "0123456789_-.";
-    return !name.empty() && name.size() < 32 && kLetters.find(name[0]) != kLetters.npos
-           && std::ranges::all_of(name, [=](char c) {
-                  return kLetters.find(c) != kLetters.npos || kOthers.find(c) != kOthers.npos;
+    constexpr std::string_view kFirst =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    constexpr std::string_view kOthers = "_-.";
+    return !name.empty() && name.size() < 32 && kFirst.find(name[0]) != kFirst.npos
+           && !ToNumber(name) && std::ranges::all_of(name, [=](char c) {
+                  return kFirst.find(c) != kFirst.npos || kOthers.find(c) != kOthers.npos;
               });
 }
 

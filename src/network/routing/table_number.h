@@ -16,7 +16,8 @@ using TableNumbers = std::vector<std::pair<std::string, std::uint32_t>>;
 TableNumbers ParseTableNumbers(const std::string& text);
 
 /// Whether `name` can name a table and stand in a file name: letters, digits, "_", "-" and ".",
-/// beginning with a letter, at most 31 bytes.
+/// beginning with one of the first two, at most 31 bytes. A number is no name: ip(8) would mean
+/// the one and the other by it.
 bool IsTableName(const std::string& name);
 
 /// The number that "/etc/iproute2/rt_tables", or a file of "rt_tables.d", gives a table. Those of

@@ -174,7 +174,7 @@ std::optional<RoutingState> ReadState(RouteSocket& socket, const Scope& scope) {
                          [&](const Rule& rule) { return scope.Holds(rule); });
     std::set<std::uint32_t> tables(scope.tables.begin(), scope.tables.end());
     for (const Rule& rule : state.rules) {
-        if (rule.suppressedLength < 0) {
+        if (rule.action == FR_ACT_TO_TBL && rule.suppressedLength < 0) {
             tables.insert(rule.table);
         }
     }

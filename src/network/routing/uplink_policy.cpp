@@ -1,6 +1,7 @@
 #include "vexonetwork/network/uplink_policy.h"
 
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +10,8 @@
 #include <set>
 
 #include "network/interface_name.h"
+#include "network/routing/connection_marks.h"
+#include "network/routing/delegated_prefixes.h"
 #include "network/routing/locks.h"
 #include "network/routing/priorities.h"
 #include "network/routing/stored_gateways.h"
@@ -24,21 +27,30 @@ constexpr int kFamilies[] = {AF_INET, AF_INET6};
 /// Gives the number of a table: FindTableNumber or AllotTableNumber.
 using GetNumber = std::optional<std::uint32_t> (*)(const std::string&);
 
-/// The table of the static routes is nobody's uplink, nor are the kernel's own.
+/// The loopback is nobody's uplink, nor is the table of the static routes, nor are the kernel's
+/// own.
 bool CanTakePart(const std::string& ifname) {
-    constexpr std::string_view kTaken[] = {"static", "main", "default", "local", "unspec"};
+    constexpr std::string_view kTaken[] = {"lo", "static", "main", "default", "local", "unspec"};
     return IsInterfaceName(ifname) && IsTableName(ifname)
            && std::ranges::find(kTaken, ifname) == std::end(kTaken);
 }
 
 Scope ScopeOf(int family, const std::vector<Uplink>& uplinks) {
-    Scope scope{family, {}, kStaticNetworksPriority, kUplinkPriority};
+    Scope scope{family, {}, kFirstUplinkPriority, kLastUplinkPriority};
     for (const Uplink& uplink : uplinks) {
         if (uplink.table != 0) {
             scope.tables.push_back(uplink.table);
         }
     }
     return scope;
+}
+
+/// The stored gateway; without one, that of a default route that somebody else has set.
+std::optional<Address> GatewayOf(int family, const Uplink& uplink, const StoredGateways& gateways,
+                                 RouteSocket& socket) {
+    const auto stored = gateways.Find(family, uplink.ifname);
+    return stored || uplink.link.index == 0 ? stored
+                                            : socket.MainGateway(family, uplink.link.index);
 }
 
 /// An uplink as it is now, but for its table, which is 0 while it has no number.
@@ -55,36 +67,42 @@ std::optional<Uplink> Look(const std::string& ifname, const StoredGateways& gate
         }
         uplink.addresses = std::move(*addresses);
     }
-    uplink.gatewayV4 = gateways.Find(AF_INET, ifname);
-    uplink.gatewayV6 = gateways.Find(AF_INET6, ifname);
+    uplink.gatewayV4 = GatewayOf(AF_INET, uplink, gateways, socket);
+    uplink.gatewayV6 = GatewayOf(AF_INET6, uplink, gateways, socket);
+    uplink.delegated = DelegatedPrefixes(ifname);
     return uplink;
 }
 
-bool IsInStep(RouteSocket& socket, const std::vector<Uplink>& all, const Uplink& one, int family) {
-    const auto present = ReadState(socket, ScopeOf(family, all));
+/// Whether nothing of an uplink is missing, and nothing of ours in its table is surplus.
+bool IsInStep(RouteSocket& socket, const Uplink& uplink, int family) {
+    const auto present = ReadState(socket, ScopeOf(family, {uplink}));
     if (!present) {
         return false;
     }
-    const Steps steps = Compare(PlanUplinks(family, all, FindTableNumber("static")), *present);
-    const auto concerns = [&one](const Change& change) {
-        return std::visit([&one](const auto& each) { return each.table == one.table; },
-                          change.object);
-    };
-    return std::ranges::none_of(steps.additions, concerns)
-           && std::ranges::none_of(steps.removals, concerns);
+    const Steps steps = Compare(PlanUplinks(family, {uplink}), *present);
+    return steps.additions.empty()
+           && std::ranges::none_of(steps.removals, [&uplink](const Change& change) {
+                  return std::visit(
+                      [&uplink](const auto& each) { return each.table == uplink.table; },
+                      change.object);
+              });
 }
 
-UplinkStatus::Family FamilyStatus(RouteSocket& socket, const std::vector<Uplink>& all,
-                                  const Uplink& one, int family) {
+UplinkStatus::Family FamilyStatus(RouteSocket& socket, const Uplink& one, int family) {
     UplinkStatus::Family status;
     for (const ConnectedAddress& address : one.addresses) {
         if (IsRuled(address, family)) {
             status.addresses.push_back(ToText(address.local));
         }
     }
+    for (const Prefix& prefix : one.delegated) {
+        if (prefix.Family() == family) {
+            status.delegated.push_back(ToText(prefix));
+        }
+    }
     const auto& gateway = family == AF_INET ? one.gatewayV4 : one.gatewayV6;
     status.gateway = gateway ? ToText(*gateway) : "";
-    status.isInStep = IsInStep(socket, all, one, family);
+    status.isInStep = IsInStep(socket, one, family);
     return status;
 }
 
@@ -95,11 +113,14 @@ struct UplinkPolicy::State {
     Complaints kernel;
     FileStamps read;  ///< the settings as they were at the last look
     std::vector<std::string> interfaces;
+    FileStamps routers;  ///< where the delegated prefixes of these come from, likewise
+    ConnectionMarks marks;
     bool isBehind = false;  ///< something could not be read; the next occasion serves
 
     bool ReadSettings();
     bool ReadFiles();
     void ReadSection(const Section& section);
+    std::vector<std::string> RouterFiles() const;
     std::optional<std::vector<Uplink>> LookAtUplinks(RouteSocket& socket, GetNumber number);
     bool SynchroniseOnce(const std::function<bool()>& isCurrent);
 };
@@ -153,6 +174,12 @@ bool UplinkPolicy::State::ReadFiles() {
     return isKnown;
 }
 
+std::vector<std::string> UplinkPolicy::State::RouterFiles() const {
+    std::vector<std::string> files;
+    std::ranges::transform(interfaces, std::back_inserter(files), Router6FileOf);
+    return files;
+}
+
 /// Nothing if any fact is unreadable; otherwise rules of unseen addresses would be deleted. No two
 /// uplinks share a table, nor does one share that of the static routes: one would remove what is
 /// the other's.
@@ -164,6 +191,7 @@ std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocke
         return std::nullopt;
     }
     std::set<std::uint32_t> taken{0, FindTableNumber("static").value_or(0)};
+    routers = FileStamps(RouterFiles());
     Links links;
     std::vector<Uplink> uplinks;
     for (const std::string& ifname : interfaces) {
@@ -244,11 +272,13 @@ bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent
         }
     }
     bool done = std::erase_if(uplinks, hasNoTable) == 0;
-    // Allotted with the first uplink: static routes that come later need no further rule.
-    const auto staticTable = uplinks.empty() ? std::nullopt : AllotTableNumber("static");
     for (const int family : kFamilies) {
-        const auto wanted = PlanUplinks(family, uplinks, staticTable);
+        const auto wanted = PlanUplinks(family, uplinks);
         done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, kernel) && done;
+    }
+    if (const auto complaint = marks.Synchronise(uplinks)) {
+        kernel.Say("Failed to mark the connections that come in by uplinks: " + *complaint);
+        return false;
     }
     return done;
 }
@@ -274,9 +304,15 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
         changed.empty() || std::ranges::any_of(state->interfaces, [&](const std::string& each) {
             return changed.contains(each);
         });
-    if ((isOn && concerns) || state->isBehind || FileStamps({kSettings}) != state->read) {
+    if ((isOn && concerns) || state->isBehind || FileStamps({kSettings}) != state->read
+        || FileStamps(state->RouterFiles()) != state->routers) {
         Synchronise();
     }
+}
+
+void UplinkPolicy::Repair() {
+    state->marks.Doubt();
+    Synchronise();
 }
 
 std::vector<UplinkStatus> UplinkPolicy::Status() {
@@ -286,10 +322,14 @@ std::vector<UplinkStatus> UplinkPolicy::Status() {
         state->LookAtUplinks(socket, FindTableNumber).value_or(std::vector<Uplink>());
     std::vector<UplinkStatus> result;
     result.reserve(uplinks.size());
+    // The kernel tells its rulesets to root alone.
+    const auto marks =
+        ::geteuid() == 0 ? std::optional(ConnectionMarks::Stand(uplinks)) : std::nullopt;
     for (const Uplink& uplink : uplinks) {
-        result.push_back({uplink.ifname, uplink.table, uplink.link.index != 0, uplink.link.isUp,
-                          FamilyStatus(socket, uplinks, uplink, AF_INET),
-                          FamilyStatus(socket, uplinks, uplink, AF_INET6)});
+        result.push_back({uplink.ifname, uplink.table, MarkOf(uplink), marks,
+                          uplink.link.index != 0, uplink.link.isUp,
+                          FamilyStatus(socket, uplink, AF_INET),
+                          FamilyStatus(socket, uplink, AF_INET6)});
     }
     return result;
 }

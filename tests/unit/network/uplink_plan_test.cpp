@@ -12,6 +12,7 @@
 #include <vexonetwork/network/static_routes.h>
 #include <vexonetwork/network/uplink_policy.h>
 
+#include "network/routing/connection_marks.h"
 #include "support/appliance.h"
 #include "support/syslog_spy.h"
 
@@ -39,8 +40,12 @@ Lines Describe(const std::vector<Change>& changes) {
         std::ostringstream line;
         line << kWords[static_cast<int>(action)];
         if (const Rule* rule = std::get_if<Rule>(&object)) {
-            line << "rule " << rule->priority << " from " << ToRouteText(rule->source) << " lookup "
-                 << rule->table << (rule->suppressedLength == 0 ? " suppress" : "");
+            line << "rule " << rule->priority << " from " << ToRouteText(rule->source);
+            line << (rule->mark == 0 ? "" : " mark " + std::to_string(rule->mark >> 24U));
+            line << " to " << rule->table;
+            if (rule->suppressedLength >= 0) {
+                line << " beyond /" << rule->suppressedLength;
+            }
         } else {
             const auto& route = std::get<Route>(object);
             line << ToRouteText(route.destination) << (route.gateway ? " via " : "")
@@ -51,11 +56,15 @@ Lines Describe(const std::vector<Change>& changes) {
     return lines;
 }
 
+Prefix Net(const std::string& text) {
+    return *ParsePrefix(text.find(':') == text.npos ? AF_INET : AF_INET6, text, HostBits::kRefused);
+}
+
 const auto V4 = std::bind_front(ParseAddress, AF_INET);
 const auto V6 = std::bind_front(ParseAddress, AF_INET6);
 
 Lines Plan(int family, const std::vector<Uplink>& uplinks) {
-    return Describe(Compare(PlanUplinks(family, uplinks, 90), {}).additions);
+    return Describe(Compare(PlanUplinks(family, uplinks), {}).additions);
 }
 
 TEST(UplinkPlan, HoldsWhatAnUplinkCanUse) {
@@ -70,29 +79,72 @@ TEST(UplinkPlan, HoldsWhatAnUplinkCanUse) {
     const Uplink unplugged{"wan1", 103, {5, false}, {At("192.0.2.99/24")}, V4("192.0.2.1"), {}};
     const Uplink local{"wan2", 104, {6, true}, {At("fe80::2/64")}, V4("192.0.2.1"), V6("fe80::fe")};
 
-    EXPECT_THAT(
-        Plan(AF_INET, {dsl, fibre, unplugged, local}),
-        ElementsAre("add 10.64.0.1 oif 3 table 101", "add default oif 3 table 101",
-                    "add 192.0.2.0/24 oif 4 table 102", "add default via 192.0.2.1 oif 4 table 102",
-                    "add rule 31000 from default lookup 90 suppress",
-                    "add rule 31001 from default lookup 254 suppress",
-                    "add rule 31100 from 10.64.0.2 lookup 101",
-                    "add rule 31100 from 192.0.2.10 lookup 102",
-                    "add rule 31100 from 192.0.2.11 lookup 102",
-                    "add rule 31100 from 198.51.100.5 lookup 102",
-                    "add rule 31100 from 203.0.113.5 lookup 102"));
-    EXPECT_THAT(
-        Plan(AF_INET6, {dsl, fibre, unplugged, local}),
-        ElementsAre("add 2001:db8::/64 oif 4 table 102", "add default via fe80::fe oif 4 table 102",
-                    "add rule 31000 from default lookup 90 suppress",
-                    "add rule 31001 from default lookup 254 suppress",
-                    "add rule 31100 from 2001:db8::10 lookup 102"));
+    const auto routes = [&](int family) {
+        Lines lines = Plan(family, {dsl, fibre, unplugged, local});
+        std::erase_if(lines, [](const auto& line) { return line.starts_with("add rule"); });
+        return lines;
+    };
+    EXPECT_THAT(routes(AF_INET),
+                ElementsAre("add 10.64.0.1 oif 3 table 101", "add default oif 3 table 101",
+                            "add 192.0.2.0/24 oif 4 table 102",
+                            "add default via 192.0.2.1 oif 4 table 102"));
+    EXPECT_THAT(routes(AF_INET6), ElementsAre("add 2001:db8::/64 oif 4 table 102",
+                                              "add default via fe80::fe oif 4 table 102"));
     EXPECT_THAT(Plan(AF_INET, {unplugged, local}), IsEmpty());
+    EXPECT_THAT(SourcesOf(fibre, AF_INET),
+                ElementsAre(Net("192.0.2.10/31"), Net("198.51.100.5/32"), Net("203.0.113.5/32")));
+    EXPECT_THAT(SourcesOf(local, AF_INET6), IsEmpty());
+}
+
+TEST(UplinkPlan, RulesNameWhomTheyConcernAndEndBeforeOthersServe) {
+    const Uplink wan{"wan0",
+                     102,
+                     {4, true},
+                     {At("192.0.2.10/24"), At("2001:db8::10/64")},
+                     V4("192.0.2.1"),
+                     {},
+                     {Net("2001:db8:100::/56")}};
+    Lines rules = Plan(AF_INET, {wan});
+    rules.erase(rules.begin(), rules.begin() + 2);
+    EXPECT_THAT(rules, ElementsAre("add rule 31010 from default mark 102 to 102 beyond /0",
+                                   "add rule 31010 from 192.0.2.10 to 102 beyond /0",
+                                   "add rule 31020 from 192.0.2.10 to 254 beyond /1",
+                                   "add rule 31100 from default mark 102 to 102",
+                                   "add rule 31100 from 192.0.2.10 to 102",
+                                   "add rule 31110 from default mark 102 to 0",
+                                   "add rule 31110 from 192.0.2.10 to 0"));
+    const Lines v6 = Plan(AF_INET6, {wan});
+    EXPECT_THAT(v6, IsSupersetOf({"add rule 31020 from 2001:db8::10 to 254 beyond /3",
+                                  "add rule 31100 from 2001:db8:100::/56 to 102",
+                                  "add rule 31110 from 2001:db8:100::/56 to 0"}));
+
+    // A thousand addresses in a row are not five thousand rules.
+    Uplink many{"wan0", 1002, {4, true}, {}, {}, {}};
+    for (int i = 0; i < 1000; ++i) {
+        many.addresses.push_back(
+            At("10.99." + std::to_string(i / 250) + "." + std::to_string(i % 250) + "/32"));
+    }
+    const auto sources = SourcesOf(many, AF_INET);
+    EXPECT_EQ(sources.size(), 4 * 6U);
+    std::uint32_t sum = 0;
+    for (const Prefix& each : sources) {
+        sum += 1U << (32U - each.Length());
+    }
+    EXPECT_EQ(sum, 1000U) << "and none of somebody else's";
+    EXPECT_EQ(MarkOf(many), 0U) << "its table's number is too great";
+}
+
+TEST(UplinkPlan, MarksTouchOurBitsAlone) {
+    EXPECT_EQ(ConnectionMarkRules({{"1wan", 102, {}, {}, {}, {}}, {"odd", 1002, {}, {}, {}, {}}}),
+              "chain answers {\ntype filter hook prerouting priority mangle; policy accept;\n"
+              "iifname \"1wan\" ct state new ct mark set ct mark & 0x00ffffff | 0x66000000\n"
+              "ct direction reply ct mark & 0xff000000 == 0x66000000 "
+              "meta mark set meta mark & 0x00ffffff | 0x66000000\n}\n");
 }
 
 TEST(UplinkPlan, TakesNothingAwayBeforeItsSuccessorStands) {
     Uplink uplink{"wan0", 102, {4, true}, {At("192.0.2.10/24")}, V4("192.0.2.1"), {}};
-    RoutingState present = PlanUplinks(AF_INET, {uplink}, 90);
+    RoutingState present = PlanUplinks(AF_INET, {uplink});
     EXPECT_THAT(Compare(present, present).additions, IsEmpty());
     Route foreign = present.routes[0];
     foreign.protocol = 4;
@@ -101,19 +153,19 @@ TEST(UplinkPlan, TakesNothingAwayBeforeItsSuccessorStands) {
 
     uplink.addresses = {At("198.51.100.10/24")};
     uplink.gatewayV4 = V4("198.51.100.1");
-    const Steps move = Compare(PlanUplinks(AF_INET, {uplink}, 90), present);
-    EXPECT_THAT(Describe(move.additions),
-                ElementsAre("add 198.51.100.0/24 oif 4 table 102",
-                            "replace default via 198.51.100.1 oif 4 table 102",
-                            "add rule 31100 from 198.51.100.10 lookup 102"));
-    EXPECT_THAT(Describe(move.removals), ElementsAre("remove rule 31100 from 192.0.2.10 lookup 102",
-                                                     "remove 192.0.2.0/24 oif 4 table 102"));
-    EXPECT_THAT(Describe(Compare({}, present).removals),
-                ElementsAre("remove rule 31100 from 192.0.2.10 lookup 102",
-                            "remove rule 31001 from default lookup 254 suppress",
-                            "remove rule 31000 from default lookup 90 suppress",
-                            "remove default via 192.0.2.1 oif 4 table 102",
-                            "remove 192.0.2.0/24 oif 4 table 102"));
+    const Steps move = Compare(PlanUplinks(AF_INET, {uplink}), present);
+    const Lines additions = Describe(move.additions);
+    const Lines removals = Describe(move.removals);
+    ASSERT_EQ(additions.size(), 2 + 4U);
+    EXPECT_EQ(additions[0], "add 198.51.100.0/24 oif 4 table 102");
+    EXPECT_EQ(additions[1], "replace default via 198.51.100.1 oif 4 table 102");
+    EXPECT_EQ(additions.back(), "add rule 31110 from 198.51.100.10 to 0");
+    EXPECT_EQ(removals.front(), "remove rule 31110 from 192.0.2.10 to 0");
+    EXPECT_EQ(removals.back(), "remove 192.0.2.0/24 oif 4 table 102");
+    const Lines all = Describe(Compare({}, present).removals);
+    ASSERT_EQ(all.size(), 7 + 2U);
+    EXPECT_EQ(all.front(), "remove rule 31110 from 192.0.2.10 to 0");
+    EXPECT_THAT(all[7], StartsWith("remove default"));
 }
 
 TEST(UplinkPlan, TakesNothingAwayOnceItIsOutOfDate) {
@@ -135,7 +187,8 @@ TEST(UplinkFiles, GoodLinesServeAndBadOnesAreNamedOnce) {
     MakeUplink(0);
     WriteFile("/etc/iproute2/config/policy",
               "nonsense\nenabled=no\n[wan0]\nenabled = yes\n[main]\nenabled=yes\n"
-              "[x y]\nenabled=yes\n[wan1]\nenabled=no\n[empty]\n[wan2]\nenabled=ja\nenable=yes\n");
+              "[x y]\nenabled=yes\n[lo]\nenabled=yes\n[wan1]\nenabled=no\n[empty]\n"
+              "[wan2]\nenabled=ja\nenable=yes\n");
     const SyslogSpy log;
     UplinkPolicy policy;
     EXPECT_EQ(policy.Synchronise() + policy.Synchronise(), 0);
@@ -145,6 +198,7 @@ TEST(UplinkFiles, GoodLinesServeAndBadOnesAreNamedOnce) {
                             "Bad line [enabled=no] in [/etc/iproute2/config/policy]",
                             "Bad interface [main] in [/etc/iproute2/config/policy]",
                             "Bad interface [x y] in [/etc/iproute2/config/policy]",
+                            "Bad interface [lo] in [/etc/iproute2/config/policy]",
                             "Bad line [enable=yes] in [/etc/iproute2/config/policy]",
                             HasSubstr("[wan2] is enabled neither with yes nor no, but [ja]")));
 }
