@@ -17,9 +17,17 @@ constexpr milliseconds kMaxResyncDelay(1000);
 
 constexpr milliseconds kRetryDelay(200);
 
+/// From one repair to the next.
+constexpr milliseconds kRepairInterval(1000);
+
 /// After a loss the kernel queues nothing more until all is read, and no datagram takes less than
 /// 512 of the 2 MiB that the socket's buffer has room for.
 constexpr int kMaxQueued = 4096;
+
+std::optional<Agenda::Time> Earlier(std::optional<Agenda::Time> one,
+                                    std::optional<Agenda::Time> other) {
+    return one && other ? std::min(*one, *other) : one ? one : other;
+}
 
 }  // namespace
 
@@ -70,6 +78,22 @@ void Agenda::NoteFailedResync(Time now) {
     retryAt = now + kRetryDelay;
 }
 
+void Agenda::NoteHarm(Time now) {
+    harmedAt = harmedAt.value_or(now);
+}
+
+void Agenda::NoteRepair(Time now) {
+    harmedAt.reset();
+    repairedAt = now;
+}
+
+/// Tools that bring a network up or down do it in several steps.
+std::optional<Agenda::Time> Agenda::RepairDue() const {
+    return harmedAt && repairedAt ? std::max(*harmedAt + kPause, *repairedAt + kRepairInterval)
+           : harmedAt             ? std::optional(*harmedAt + kPause)
+                                  : std::nullopt;
+}
+
 std::optional<Agenda::Time> Agenda::ResyncDue() const {
     return lostAt ? std::min(lastDatagram + kPause, *lostAt + kMaxResyncDelay) : retryAt;
 }
@@ -86,25 +110,32 @@ Agenda::Task Agenda::WithMessages(Time now) const {
     if (hasPassedLoss || (!lostAt && retryAt && now >= *retryAt)) {
         return Task::kResync;
     }
-    return HasChanges() && now >= firstChange + kMaxElectionDelay ? Task::kElect : Task::kListen;
+    if (HasChanges() && now >= firstChange + kMaxElectionDelay) {
+        return Task::kElect;
+    }
+    const auto due = RepairDue();
+    return due && now >= *due + kMaxElectionDelay ? Task::kRepair : Task::kListen;
 }
 
 Agenda::Task Agenda::WithoutMessages(Time now) const {
     if (const auto due = ResyncDue(); due && now >= *due) {
         return Task::kResync;
     }
-    if (lostAt) {
-        // The resync that is about to come ends in the one election of the burst.
-        return WithMessages(now);
+    if (const Task task = WithMessages(now); task != Task::kListen) {
+        return task;
     }
-    const auto due = ElectionDue();
-    return due && now >= *due ? Task::kElect : Task::kListen;
+    // The resync that is about to come ends in the one election of the burst.
+    if (const auto due = ElectionDue(); !lostAt && due && now >= *due) {
+        return Task::kElect;
+    }
+    const auto due = RepairDue();
+    return due && now >= *due ? Task::kRepair : Task::kListen;
 }
 
 std::optional<Agenda::Time> Agenda::Deadline() const {
     const auto resync = ResyncDue();
     const auto election = lostAt ? std::nullopt : ElectionDue();
-    return resync && election ? std::min(*resync, *election) : resync ? resync : election;
+    return Earlier(Earlier(resync, election), RepairDue());
 }
 
 }  // namespace vexonetwork

@@ -25,7 +25,7 @@ class Agenda {
   public:
     using Time = std::chrono::steady_clock::time_point;
 
-    enum class Task { kListen, kResync, kElect };
+    enum class Task { kListen, kResync, kElect, kRepair };
 
     struct Changes {
         bool everything = false;                     ///< any interface may have changed
@@ -55,6 +55,12 @@ class Agenda {
     void NoteResync(Time now);
     void NoteFailedResync(Time now);
 
+    /// Others may have taken away what is ours. Who does so again and again is answered once a
+    /// second, and holds nothing else up.
+    void NoteHarm(Time now);
+    bool AwaitsRepair() const { return harmedAt.has_value(); }
+    void NoteRepair(Time now);
+
     /// What is to be done even though messages may be waiting, or when none is.
     Task WithMessages(Time now) const;
     Task WithoutMessages(Time now) const;
@@ -65,6 +71,7 @@ class Agenda {
   private:
     std::optional<Time> ResyncDue() const;
     std::optional<Time> ElectionDue() const;
+    std::optional<Time> RepairDue() const;
     bool HasChanges() const { return changes.everything || !changes.interfaces.empty(); }
     void Touch(Time now, bool urgent);
 
@@ -77,6 +84,9 @@ class Agenda {
     Time lastDatagram;
     int staleDatagrams = 0;  ///< as many may have been queued before the loss
     std::optional<Time> retryAt;
+
+    std::optional<Time> harmedAt;
+    std::optional<Time> repairedAt;
 };
 
 }  // namespace vexonetwork

@@ -108,20 +108,35 @@ bool NetworkEventEmitter::PollOnce(milliseconds timeout) {
             return deadline.has_value();
         }
     }
-    task == Task::kResync ? Resync() : Elect();
+    if (task == Task::kRepair) {
+        agenda->NoteRepair(steady_clock::now());
+        gateways.RepairNetwork();
+    } else {
+        task == Task::kResync ? Resync() : Elect();
+    }
     return true;
 }
 
-/// @return whether there was a datagram, or a failure in its place
+/// @return whether there was a datagram, or a failure in its place, or harm
 bool NetworkEventEmitter::ReceiveWithin(nanoseconds timeout) {
-    std::array<pollfd, 2> events{{{socket->Descriptor(), POLLIN, 0}, {wake, POLLIN, 0}}};
-    if (!WaitFor(events, timeout) || events[0].revents == 0) {
+    // Who harms us again and again wakes nobody before the repair.
+    const int harm = agenda->AwaitsRepair() ? -1 : gateways.HarmDescriptor();
+    std::array<pollfd, 3> events{
+        {{socket->Descriptor(), POLLIN, 0}, {wake, POLLIN, 0}, {harm, POLLIN, 0}}};
+    if (!WaitFor(events, timeout)) {
         return false;
+    }
+    const bool isHarmed = events[2].revents != 0;
+    if (isHarmed) {
+        agenda->NoteHarm(steady_clock::now());
+    }
+    if (events[0].revents == 0) {
+        return isHarmed;
     }
     AnalysisNetlinkMessage();
     if (socket->IsBroken()) {
         // A failure that lasts must not keep a processor busy.
-        WaitFor(std::span(events).last(1), kPauseAfterFailure);
+        WaitFor(std::span(events).subspan(1, 1), kPauseAfterFailure);
         return true;
     }
     // Not waiting for each: that costs as much as reading it.

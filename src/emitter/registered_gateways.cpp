@@ -39,6 +39,15 @@ class Registered : public GatewayFollower {
             follower->FollowNetwork(ifnames);
         }
     }
+    int HarmDescriptor() override {
+        GatewayFollower* const follower = Follower();
+        return follower != nullptr ? follower->HarmDescriptor() : -1;
+    }
+    void RepairNetwork() override {
+        if (GatewayFollower* follower = Follower(); follower != nullptr) {
+            follower->RepairNetwork();
+        }
+    }
     void Elect(List list) override {
         if (GatewayFollower* follower = Follower(); follower != nullptr) {
             follower->Elect(list);

@@ -61,7 +61,7 @@ class NetworkEventEmitter {
 
     /// One round of StartPolling(): waits at most `timeout` for a datagram and handles it, with
     /// some more that are there. When none is, does what waits for the end of the burst: a resync
-    /// after messages were lost, an election.
+    /// after messages were lost, an election; or has repaired what others have taken away.
     /// @return whether there was anything to do
     bool PollOnce(std::chrono::milliseconds timeout);
 

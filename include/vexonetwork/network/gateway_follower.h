@@ -24,6 +24,13 @@ class GatewayFollower {
     /// routes and policy routing follow.
     virtual void FollowNetwork(const std::vector<std::string>& ifnames) = 0;
 
+    /// Readable when others may have taken away routes, rules or marks of static routes and policy
+    /// routing; -1 when nobody knows. It stays so until RepairNetwork().
+    virtual int HarmDescriptor() = 0;
+
+    /// Puts back what is missing of ours.
+    virtual void RepairNetwork() = 0;
+
     /// Elects the default gateway anew.
     /// @param list  nothing for both, IPv4 first
     virtual void Elect(std::optional<GATEWAY_TYPE> list) = 0;

@@ -12,6 +12,7 @@
 #include "network/gateway/former_defaults.h"
 #include "network/gateway/gateway_request.h"
 #include "network/gateway/request_guard.h"
+#include "network/routing/routing_watch.h"
 
 namespace vexonetwork::network::module {
 namespace {
@@ -51,6 +52,9 @@ std::string DatabaseValue(const std::string& ifname, const char* key) {
 
 }  // namespace
 
+RouteModule::RouteModule() : BaseModule(MODULE_ROUTE) {}
+RouteModule::~RouteModule() = default;
+
 BaseModule* RouteModule::Create() {
     return new RouteModule;
 }
@@ -66,6 +70,8 @@ int RouteModule::InitialModule() {
     Settle(GTYPE_V4, isReadV4);
     Settle(GTYPE_V6, isReadV6);
 
+    // What is harmed from here on is heard.
+    routing_watch = std::make_unique<RoutingWatch>();
     static_routes.Apply();
     uplink_policy.Synchronise();
     return 0;

@@ -6,6 +6,7 @@
 #include <vexonetwork/network/module/route_module.h>
 
 #include "network/gateway/request_guard.h"
+#include "network/routing/routing_watch.h"
 
 #define VEXO_LOG_SOURCE "route_module"
 #include <vexobase/log.h>
@@ -38,6 +39,18 @@ void RouteModule::OnLinkUp(const std::string& ifname) {
 
 void RouteModule::FollowNetwork(const std::vector<std::string>& ifnames) {
     Guarded(request_mutex, "follow the network", [&] { Follow(ifnames); });
+}
+
+int RouteModule::HarmDescriptor() {
+    return routing_watch ? routing_watch->Descriptor() : -1;
+}
+
+void RouteModule::RepairNetwork() {
+    Guarded(request_mutex, "repair the routing", [&] {
+        routing_watch->Drain();
+        static_routes.Apply();
+        uplink_policy.Repair();
+    });
 }
 
 void RouteModule::Elect(std::optional<GATEWAY_TYPE> list) {

@@ -118,5 +118,25 @@ TEST_F(AgendaTest, AFailedResyncIsTriedAgainWhileEventsAreHandled) {
     EXPECT_EQ(TasksAt(1000ms), kNothing);
 }
 
+TEST_F(AgendaTest, RepairsOnceASecondAndHoldsNothingUp) {
+    agenda.NoteHarm(At(0ms));
+    agenda.NoteHarm(At(3ms));
+    EXPECT_EQ(agenda.Deadline(), At(5ms)) << "tools take several steps";
+    EXPECT_EQ(TasksAt(4ms), kNothing);
+    EXPECT_EQ(TasksAt(5ms), (std::pair{Task::kListen, Task::kRepair}));
+    EXPECT_EQ(TasksAt(105ms), (std::pair{Task::kRepair, Task::kRepair})) << "amid messages too";
+    agenda.NoteRepair(At(6ms));
+    EXPECT_FALSE(agenda.AwaitsRepair());
+    agenda.NoteHarm(At(10ms));
+    EXPECT_EQ(agenda.Deadline(), At(1006ms));
+    agenda.NoteLoss(At(1000ms));
+    agenda.NoteChange("wan0", kLinkChange, At(1000ms));
+    EXPECT_EQ(TasksAt(1005ms), kResyncWhenIdle);
+    agenda.NoteResync(At(1005ms));
+    EXPECT_EQ(TasksAt(1006ms), kElectWhenIdle);
+    agenda.TakeChanges();
+    EXPECT_EQ(TasksAt(1006ms), (std::pair{Task::kListen, Task::kRepair}));
+}
+
 }  // namespace
 }  // namespace vexotest

@@ -52,6 +52,8 @@ class Gateways : public GatewayFollower {
     void FollowNetwork(const std::vector<std::string>& ifnames) override {
         followed.push_back(testing::PrintToString(ifnames));
     }
+    int HarmDescriptor() override { return -1; }
+    void RepairNetwork() override {}
     void Elect(std::optional<GATEWAY_TYPE> list) override {
         elections.push_back(!list ? "both" : *list == GTYPE_V6 ? "IPv6" : "IPv4");
         onElection();

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,10 @@
 #include <vexonetwork/network/static_routes.h>
 #include <vexonetwork/network/uplink_policy.h>
 #include <vexonetwork/utils/pthread_mutex.h>
+
+namespace vexonetwork::network {
+class RoutingWatch;
+}
 
 namespace vexonetwork::network::module {
 
@@ -26,7 +31,8 @@ struct SlaveRequest;
 /// below /etc/iproute2/config, which every change rewrites.
 class RouteModule : public BaseModule, public GatewayFollower {
   public:
-    RouteModule() : BaseModule(MODULE_ROUTE) {}
+    RouteModule();
+    ~RouteModule() override;
 
     static BaseModule* Create();
 
@@ -45,6 +51,8 @@ class RouteModule : public BaseModule, public GatewayFollower {
     bool HasGateway(std::optional<GATEWAY_TYPE> list, const std::string& ifname) override;
     void OnLinkUp(const std::string& ifname) override;
     void FollowNetwork(const std::vector<std::string>& ifnames) override;
+    int HarmDescriptor() override;
+    void RepairNetwork() override;
     void Elect(std::optional<GATEWAY_TYPE> list) override;
 
     // The steps below return 0, or -1 after a log line. They take no lock.
@@ -104,6 +112,7 @@ class RouteModule : public BaseModule, public GatewayFollower {
     std::string bare_winner;  ///< whose IPv6 default route names the interface alone; "" for none
     StaticRoutes static_routes;
     UplinkPolicy uplink_policy;
+    std::unique_ptr<RoutingWatch> routing_watch;  ///< from InitialModule() on
     PthreadMutex request_mutex;
 };
 
