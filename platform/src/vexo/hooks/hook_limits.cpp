@@ -24,7 +24,7 @@ thread_local Request request;
 
 struct Watch {
     std::atomic<void (*)()> progress = nullptr;
-    std::atomic<int> interval = 0;  ///< milliseconds
+    std::atomic<int> intervalMilliseconds = 0;
 };
 Watch watch;
 
@@ -56,7 +56,7 @@ Deadline DeadlineOf(steady_clock::time_point start, milliseconds timeout) {
 /// As poll(2) takes it: until then, or until it is time to look for a stop and to tell of progress.
 int TimeoutUntil(steady_clock::time_point time) {
     constexpr milliseconds kLookForStop(500);
-    const int interval = watch.interval;
+    const int interval = watch.intervalMilliseconds;
     const auto longest =
         interval > 0 ? std::min(kLookForStop, milliseconds(interval)) : kLookForStop;
     const auto left = std::chrono::ceil<milliseconds>(time - steady_clock::now());
@@ -128,7 +128,7 @@ void VEXOHookRequestEnd(void) {
 }
 
 void VEXOHookWatch(void (*progress)(void), int milliseconds) {
-    vexoplatform::watch.interval = milliseconds;
+    vexoplatform::watch.intervalMilliseconds = milliseconds;
     vexoplatform::watch.progress = progress;
 }
 
