@@ -8,6 +8,7 @@
 #include <map>
 #include <sstream>
 
+#include <vexobase/ip_prefix.h>
 #include <vexonetwork/utils/config.h>
 
 #include "support/event_queue.h"
@@ -101,12 +102,28 @@ std::string GatewayText(const Json::Value& route, const std::string& ifname) {
     return "via " + route["gateway"].asString() + " dev " + route[ifname].asString();
 }
 
+/// The addresses of a rule by source: those that fill a prefix share one.
+std::vector<std::string> SourcesOf(const Json::Value& rule, int family) {
+    const int bits = vexobase::AddressBits(family);
+    const int length = rule.get("srclen", bits).asInt();
+    const vexobase::IpPrefix prefix(*vexobase::ParseAddress(family, rule["src"].asString()),
+                                    length);
+    std::vector<std::string> addresses;
+    for (std::uint64_t index = 0; index >> (bits - length) == 0; ++index) {
+        addresses.push_back(ToText(prefix.Part(bits, index)->Network()));
+    }
+    return addresses;
+}
+
 /// Rules by source, and the default routes of these tables.
 Words PolicyOf(const std::string& family, const Words& tables) {
     Words present;
     for (const Json::Value& rule : Ask("ip -j " + family + " rule show")) {
-        if (rule["priority"] == kUplinkPriority) {
-            present.insert("from " + rule["src"].asString() + " to " + rule["table"].asString());
+        if (rule["priority"] != kUplinkPriority || rule.isMember("fwmark")) {
+            continue;
+        }
+        for (const auto& address : SourcesOf(rule, family == "-4" ? AF_INET : AF_INET6)) {
+            present.insert("from " + address + " to " + rule["table"].asString());
         }
     }
     for (const Json::Value& route : Ask("ip -j " + family + " route show table all")) {
