@@ -394,6 +394,17 @@ TEST_F(Uplinks, StaticRoutesComeBackWithTheirInterface) {
     const std::string static4 = Ours("-4");
     EXPECT_EQ(static4, "10.20.0.0/16 via 198.51.100.1 dev wan1 \n");
 
+    MustCtl("route add -q default --gateway 198.51.100.1 --metric 10");
+    const auto state = [] { return Ours("-4") + Table("-4", "static") + Rules("-4"); };
+    const std::string whole = state();
+    for (const char* harm : {"ip route del 10.20.0.0/16", "ip rule del priority 32765",
+                             "ip route flush table static"}) {
+        Must(harm);
+        EXPECT_TRUE(Eventually([&] { return state() == whole; })) << harm << state();
+    }
+    MustCtl("route del -q default --metric 10");
+    EXPECT_THAT(Rules("-4"), Not(HasSubstr("32765")));
+
     for (int index = 0; index < 2; ++index) {
         Must("ip link add lan0 type veth peer name lanfar");
         Must("ip addr add 10.9.0.1/24 dev lan0");
