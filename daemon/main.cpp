@@ -10,6 +10,7 @@
 #include <vexobase/log.h>
 #include <vexonetwork/dbus/bus_names.h>
 #include <vexonetwork/dbus/net_server.h>
+#include <vexonetwork/ipv6/router/router6_watch.h>
 #include <vexonetwork/network/gateway_follower.h>
 #include <vexonetwork/network/module/module_manager.h>
 
@@ -22,6 +23,7 @@
 namespace vexonetd {
 namespace {
 
+using vexo::network::ipv6::router::Router6Watch;
 using vexonetwork::dbus::NetServer;
 using vexonetwork::network::module::GatewayFollower;
 using vexonetwork::network::module::MODULE_ROUTE;
@@ -106,6 +108,7 @@ std::string Serve(int signals, EndWatch& endWatch) {
     const EndBeginning atLeastBeforeModulesEnd(endWatch);
     NetServer server;
     const EventThread events(FindGateways());
+    const Router6Watch routers;
     const EndBeginning end(endWatch);
     const Supervision supervision(signals, server);
     return server.StartLoop() == 0 ? "" : WhyNotServing(supervision.WasReady());

@@ -5,6 +5,7 @@
 
 #include "dhcp_server.h"
 #include "machine.h"
+#include "support/advertiser.h"
 
 namespace vexotest {
 namespace {
@@ -27,10 +28,11 @@ class Router6 : public testing::Test {
         Must("ip -n isp-wan0 route add 2001:db8:8000::/33 via " + LinkLocal("wan0") + " dev far");
     }
 
-    static std::string LinkLocal(const std::string& ifname) {
+    static std::string LinkLocal(const std::string& ifname, const std::string& netns = "") {
         Arguments words;
         EXPECT_TRUE(Eventually([&] {
-            words = Words(Must("ip -6 -o address show scope link -tentative dev " + ifname));
+            words = Words(Must("ip " + (netns.empty() ? "" : "-n " + netns)
+                               + " -6 -o address show scope link -tentative dev " + ifname));
             return words.size() > 3;
         }));
         return words.at(3).substr(0, words[3].find('/'));
@@ -57,14 +59,34 @@ class Router6 : public testing::Test {
     }
 
     /// A router whose first /64 is the LAN's.
-    void RouteToLan() {
+    void RouteToLan(const std::string& options = "") {
         Serve("2001:db8:8000:100::");
         machine.Boot();
-        machine.Do("vexonetctl gateway add wan0 -6 --gateway 2001:db8::1 --class ethernet");
-        machine.Do("vexonetctl router6 create native wan0 --default");
+        machine.Do("vexonetctl router6 create native wan0 --default" + options);
         ASSERT_TRUE(Comes("2001:db8:8000:100::/64  wan0  -", Prefixes()));
         machine.Do("vexonetctl prefix allocate 2001:db8:8000:100:: lan0");
         ASSERT_TRUE(Comes("2001:db8:8000:100:", Host));
+        EXPECT_THAT(HostRoutes(), Not(HasSubstr("default"))) << "we have none ourselves";
+        // The provider's router, to whom a router listens too.
+        Advertiser provider("isp-wan0", "far");
+        const std::string gateway = LinkLocal("far", "isp-wan0");
+        ASSERT_TRUE(Eventually([&] {
+            provider.Send({.source = gateway});
+            return Must("ip -6 route show default").find("via " + gateway) != std::string::npos;
+        }));
+        ASSERT_TRUE(Comes("default", HostRoutes));
+    }
+
+    /// What comes of a connection to a port where nobody listens.
+    static std::string Connect(const std::string& netns, const std::string& address) {
+        return vexotest::Run({"ip", "netns", "exec", netns, "timeout", "5", "bash", "-c",
+                              ": </dev/tcp/" + address + "/9"})
+            .err;
+    }
+    static std::string HostAddress() {
+        const std::string shown = Host();
+        const auto begin = shown.find("2001:db8:8000:100:");
+        return shown.substr(begin, shown.find('/', begin) - begin);
     }
 
     Uplink wan0 = MakeUplink(0);
@@ -76,6 +98,15 @@ TEST_F(Router6, ALanLivesOnADelegatedPrefix) {
     RouteToLan();
     EXPECT_THAT(Lan(), HasSubstr("2001:db8:8000:100::1/64"));
     EXPECT_TRUE(HostReachesProvider());
+    // Nobody outside begins connections, nor does a reloaded firewall let them.
+    const auto fromOutside = [] { return Connect("isp-wan0", HostAddress()); };
+    EXPECT_THAT(fromOutside(), HasSubstr("Permission denied"));
+    EXPECT_THAT(Connect("host", "2001:db8::1"), HasSubstr("Connection refused")) << "an answer";
+    EXPECT_THAT(
+        vexotest::Run({"ip", "netns", "exec", "isp-wan0", "ping", "-c", "1", HostAddress()}).status,
+        0);
+    Must("nft flush ruleset");
+    EXPECT_TRUE(Comes("Permission denied", fromOutside));
     // What no LAN has does not go back to where it came from.
     EXPECT_THAT(
         vexotest::Run(Words("ip netns exec isp-wan0 ping -c 1 -W 2 2001:db8:8000:1ff::1")).out,
@@ -83,8 +114,11 @@ TEST_F(Router6, ALanLivesOnADelegatedPrefix) {
     EXPECT_TRUE(Comes("Renew message", DhcpServer::Log));
     EXPECT_EQ(machine.Do("systemctl --failed --no-legend"), "");
 
+    Must("ip -6 route del default");
+    EXPECT_TRUE(Goes("default", HostRoutes)) << "a router that leads nowhere is none";
     machine.Do("vexonetctl router6 destroy wan0");
     EXPECT_TRUE(Comes("Release message", DhcpServer::Log));
+    EXPECT_EQ(Must("nft list ruleset"), "");
     EXPECT_EQ(Lan(), "");
     EXPECT_EQ(Must("ip -6 route show type unreachable"), "");
     EXPECT_TRUE(Comes("deprecated", Host));
@@ -113,7 +147,9 @@ TEST_F(Router6, ANewPrefixTakesThePlaceOfTheFormerOne) {
 }
 
 TEST_F(Router6, EverythingIsThereAgainAfterARestart) {
-    RouteToLan();
+    RouteToLan(" --open");
+    EXPECT_THAT(machine.Do("vexonetctl router6 show wan0"), HasSubstr("from outside     open"));
+    EXPECT_THAT(Connect("isp-wan0", HostAddress()), HasSubstr("Connection refused"));
     const std::size_t releases = Count(DhcpServer::Log(), "Release message");
     const std::string announcer = machine.PidOf("vexonet-radvd.service");
     machine.Do("systemctl restart vexonetd.service");

@@ -35,8 +35,9 @@ struct Declared {
         command->add_flag("--json", options->json, "Print JSON");
         return *this;
     }
-    const Declared& Default() const {
+    const Declared& Choices() const {
         command->add_flag("--default", options->isDefault, "Make it the first choice of gateways");
+        command->add_flag("--open", options->isOpen, "Let anybody outside connect to the LANs");
         return *this;
     }
 };
@@ -71,18 +72,18 @@ void DeclareCreate(CLI::App& routers, Command& chosen) {
         .Word("--remote", "The broker's IPv4 address", &Router6Options::remote, CheckAddressV4)
         .Word("--local", "The IPv6 address of this end, ADDRESS/LENGTH", &Router6Options::local,
               CheckAddressLengthV6)
-        .Default();
+        .Choices();
     Declare(create, chosen, "6to4", "A tunnel to the relays that anybody may use", Create6to4,
             "The prefix is made of the public IPv4 address of the WAN, and follows it.\n\n"
             "Example: vexonetctl router6 create 6to4 wan0")
         .Wan()
-        .Default();
+        .Choices();
     Declare(create, chosen, "native", "Ask the provider for a prefix by DHCPv6", CreateNative,
-            "As a router, the WAN does not listen to others that advertise themselves. The\n"
-            "gateway it has learnt of them stays.\n\n"
+            "The WAN gets its own address and gateway as before, of routers that advertise\n"
+            "themselves.\n\n"
             "Example: vexonetctl router6 create native wan0 --default")
         .Wan()
-        .Default();
+        .Choices();
 }
 
 }  // namespace

@@ -103,6 +103,7 @@ Json::Value RequestFor(const Router6Options& options) {
     Json::Value request(Json::objectValue);
     request["wan"] = options.wan;
     request["is_default_gateway"] = options.isDefault;
+    request["open"] = options.isOpen;
     return request;
 }
 
@@ -114,12 +115,11 @@ void Make(const Router6Session& session, const std::string& type, const Json::Va
     session.ApplyToLans();
 }
 
-/// A router's WAN ignores advertisements, so it needs a stored gateway.
 void SayGateway(Daemon& daemon, const std::string& ifname) {
     const Json::Value entry = daemon.Entry(kFamilies[1], ifname);
     if (Text(entry, "gateway").empty()) {
-        std::cout << ifname << " has no IPv6 gateway; to give it one: vexonetctl gateway add "
-                  << ifname << " -6 --gateway ADDR\n";
+        std::cout << ifname << " has no IPv6 gateway until one advertises itself; to give it one:"
+                  << " vexonetctl gateway add " << ifname << " -6 --gateway ADDR\n";
     }
 }
 

@@ -31,6 +31,7 @@ Json::Value ToJson(const Router6Attr& router) {
     entry["type"] = router.type;
     entry["prefix"] = router.prefix;
     entry["default_gateway"] = router.is_default_gateway;
+    entry["open"] = router.is_open;
     entry["local_addr_v4"] = router.local_addr_v4;
     entry["remote_addr_v4"] = router.remote_addr_v4;
     entry["local_addr_v6"] = router.local_addr_v6;
@@ -52,6 +53,7 @@ void Print(const Router6Attr& router) {
     line("type             ", router.type);
     line("prefix           ", router.prefix);
     line("default gateway  ", router.is_default_gateway ? "yes" : "no");
+    line("from outside     ", router.is_open ? "open" : "answers only");
     line("tunnel from      ", router.local_addr_v4);
     line("tunnel to        ", router.remote_addr_v4);
     line("tunnel address   ", router.local_addr_v6);

@@ -12,6 +12,7 @@ struct Router6Options {
     std::string remote;
     std::string local;
     bool isDefault = false;
+    bool isOpen = false;
     bool json = false;
 };
 

@@ -12,18 +12,6 @@ namespace vexo::network::ipv6::router {
 
 namespace {
 
-/// As the method of the interface is applied when its link comes. One that was set up by hand
-/// stays as it is.
-int ApplyMark(const std::string& lan) {
-    int method = 0;
-    if (::if_nametoindex(lan.c_str()) == 0
-        || ::VEXONetIPv6ConfGet(lan.c_str(), &method, nullptr, 0, nullptr, nullptr, 0) != 0
-        || method == VEXO_IPV6_OFF || method == VEXO_IPV6_MANUAL) {
-        return 0;
-    }
-    return ::VEXONetIPv6ConfSet(method, lan.c_str(), nullptr, 0, nullptr);
-}
-
 int Mark(const std::string& lan, const char* value) {
     constexpr char kKey[] = "IPV6ROUTER";
     if (!HasFiles(lan)) {
@@ -33,7 +21,7 @@ int Mark(const std::string& lan, const char* value) {
     if (::VLIBCFileCheckKeyValue(path.c_str(), kKey, value, 1) == 1) {
         return 0;
     }
-    if (::VLIBCFileSetKeyValue(path.c_str(), kKey, value, "%s=%s\n") < 0 || ApplyMark(lan) != 0) {
+    if (::VLIBCFileSetKeyValue(path.c_str(), kKey, value, "%s=%s\n") < 0 || ApplyMethod(lan) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to set %s=%s of interface [%s]", kKey, value, lan.c_str());
         return -1;
     }
@@ -41,6 +29,16 @@ int Mark(const std::string& lan, const char* value) {
 }
 
 }  // namespace
+
+int ApplyMethod(const std::string& ifname) {
+    int method = 0;
+    if (::if_nametoindex(ifname.c_str()) == 0
+        || ::VEXONetIPv6ConfGet(ifname.c_str(), &method, nullptr, 0, nullptr, nullptr, 0) != 0
+        || method == VEXO_IPV6_OFF || method == VEXO_IPV6_MANUAL) {
+        return 0;
+    }
+    return ::VEXONetIPv6ConfSet(method, ifname.c_str(), nullptr, 0, nullptr);
+}
 
 int MarkLans(const std::set<std::string>& lans, bool announced) {
     int result = 0;

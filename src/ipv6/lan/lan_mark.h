@@ -11,4 +11,9 @@ namespace vexo::network::ipv6::router {
 /// @return 0, or -1 with a log line
 int MarkLans(const std::set<std::string>& lans, bool announced);
 
+/// Applies how an interface gets its IPv6 addresses, after what is said of it has changed. One that
+/// was set up by hand stays as it is.
+/// @return 0 or -1
+int ApplyMethod(const std::string& ifname);
+
 }  // namespace vexo::network::ipv6::router

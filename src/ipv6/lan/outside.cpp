@@ -37,18 +37,7 @@ void AddNameServer(const std::string& server, std::vector<std::string>& servers)
 
 /// A default route, or one of a tunnel that takes the place of one.
 bool LeadsOut(const vexonetlink::Route& route) {
-    return route.destination.Length() <= 3;
-}
-
-bool HasDefaultRoute() {
-    const vexonetlink::RouteFilter filter{
-        .family = AF_INET6, .table = RT_TABLE_MAIN, .protocol = 0, .type = RTN_UNICAST};
-    const auto routes = vexonetlink::AskOnce(
-        [&filter](vexonetlink::Socket& socket) { return ListRoutes(socket, filter); });
-    if (!routes) {
-        VEXO_LOG(LOG_ERR, "Failed to read the IPv6 routes: %s", std::strerror(errno));
-    }
-    return routes && std::ranges::any_of(*routes, LeadsOut);
+    return route.destination.Length() <= 3 && (route.flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) == 0;
 }
 
 void AddTold(const std::string& wan, Outside& outside) {
@@ -70,7 +59,7 @@ bool IsTunnel(const Router6Attr& router) {
 
 Outside LookOutside(const std::vector<StoredRouter>& routers) {
     Outside outside;
-    outside.isReached = HasDefaultRoute();
+    outside.isReached = IsOutsideReached();
     for (const StoredRouter& each : routers) {
         const auto prefix = ParseRoutedPrefix(each.attr.prefix);
         if (!IsTunnel(each.attr)) {
@@ -84,6 +73,17 @@ Outside LookOutside(const std::vector<StoredRouter>& routers) {
             ReachableNameServers(vexonetwork::utils::FileToStr("/etc/resolv.conf"));
     }
     return outside;
+}
+
+bool IsOutsideReached() {
+    const vexonetlink::RouteFilter filter{
+        .family = AF_INET6, .table = RT_TABLE_MAIN, .protocol = 0, .type = RTN_UNICAST};
+    const auto routes = vexonetlink::AskOnce(
+        [&filter](vexonetlink::Socket& socket) { return ListRoutes(socket, filter); });
+    if (!routes) {
+        VEXO_LOG(LOG_ERR, "Failed to read the IPv6 routes: %s", std::strerror(errno));
+    }
+    return routes && std::ranges::any_of(*routes, LeadsOut);
 }
 
 std::vector<std::string> ReachableNameServers(std::string_view resolvConf) {

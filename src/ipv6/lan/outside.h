@@ -22,6 +22,9 @@ struct Outside {
 /// lose less than those that have a wrong one.
 Outside LookOutside(const std::vector<StoredRouter>& routers);
 
+/// Whether the main table has an IPv6 default route, or one that takes the place of it.
+bool IsOutsideReached();
+
 /// The name servers of a resolv.conf(5) that hosts of a LAN can reach: global IPv6 addresses, three
 /// at most.
 std::vector<std::string> ReachableNameServers(std::string_view resolvConf);

@@ -18,9 +18,11 @@
 #include "ipv6/lan/grants.h"
 #include "ipv6/lan/lan_addresses.h"
 #include "ipv6/lan/lan_book.h"
+#include "ipv6/lan/lan_filter.h"
 #include "ipv6/lan/lan_mark.h"
 #include "ipv6/lan/lan_routes.h"
 #include "ipv6/lan/outside.h"
+#include "ipv6/router/router_names.h"
 #include "ipv6/router/stored_router.h"
 
 namespace vexo::network::ipv6::router {
@@ -43,9 +45,24 @@ int SaveWithFormerFlag(Router6Attr router) {
 /// What is to be: the book, and the routers that are others now.
 struct Plan {
     LanBook book;
+    Guarded guarded;
     Routers changed;
     bool isWhole = true;  ///< nothing is unknown
 };
+
+/// Of a router that cannot be read both devices are uplinks that it could have.
+void Guard(const StoredRouter& router, const RouterShare& share, Guarded& guarded) {
+    const bool isNative = router.attr.type == "native";
+    if (isNative || !router.isWhole) {
+        guarded.uplinks.insert(router.ifname);
+    }
+    if (!isNative) {
+        guarded.uplinks.insert(TunnelDevice(router.ifname));
+    }
+    if (share.whole && !router.attr.is_open) {
+        guarded.prefixes.push_back(share.whole);
+    }
+}
 
 Plan Prepare(Routers routers, const LanBook& former) {
     Plan plan;
@@ -60,6 +77,7 @@ Plan Prepare(Routers routers, const LanBook& former) {
         } else if (BringInStep(router.attr, share)) {
             plan.changed.push_back(router);
         }
+        Guard(router, share, plan.guarded);
         plan.book.routers[router.ifname] = std::move(share);
     }
     return plan;
@@ -106,6 +124,7 @@ int CarryOut(Plan plan, const LanBook& former, const Outside& outside) {
     int result = WriteIfOther(plan.book, former);
     result |= Save(plan.changed);
     result |= PutLanRoutes(WholesOf(plan.book));
+    result |= PutLanFilter(plan.guarded);
     result |= MarkLans(lans, true);
     result |= PutLanAddresses(grants);
     result |= Announce(next, outside, now);

@@ -4,6 +4,7 @@
 #include <vexonetwork/dbus/dbus_client.h>
 #include <vexonetwork/ipv6/router/dhcp_pd.h>
 
+#include "ipv6/lan/lan_mark.h"
 #include "ipv6/router/router_names.h"
 #include "network/interface_name.h"
 
@@ -71,6 +72,8 @@ bool DHCPPD::Create() const {
         }
         return false;
     }
+    // It forwards from now on, where the kernel does not listen to routers of itself.
+    ApplyMethod(wan);
     return true;
 }
 

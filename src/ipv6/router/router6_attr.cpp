@@ -253,7 +253,8 @@ int Router6Attr::RemoveConfig() const {
 int Router6Attr::GenConfSection(PVLIBSZHASH* section) const {
     return SetText(section, "type", type) + SetText(section, "wan", wan)
            + SetText(section, "prefix", prefix)
-           + SetText(section, "is_default_gateway", is_default_gateway ? "yes" : "no");
+           + SetText(section, "is_default_gateway", is_default_gateway ? "yes" : "no")
+           + (is_open ? SetText(section, "open", "yes") : 0);
 }
 
 int Router6Attr::GenAddrSection(PVLIBSZHASH* section) const {
@@ -274,6 +275,7 @@ int Router6Attr::GetConfSection(PVLIBSZHASH section) {
     const int missing = GetText(section, "type", type) + GetText(section, "wan", wan)
                         + GetText(section, "prefix", prefix);
     std::string flag;
+    is_open = GetText(section, "open", flag) == 0 && flag == "yes";
     if (GetText(section, "is_default_gateway", flag) != 0) {
         return missing + 1;
     }

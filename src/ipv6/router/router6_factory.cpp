@@ -94,6 +94,7 @@ Router6Base* Router6Factory::newRouterV6Instance(const std::string& type,
         error = kBadAttributes;
         return nullptr;
     }
+    attr->is_open = GetBool(attrs, "open").value_or(false);
     return newRouterV6InstanceImpl(*attr);
 }
 

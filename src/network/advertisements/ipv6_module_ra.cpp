@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include <vexo/ipv6_conf.h>
+#include <vexobase/native_uplink.h>
 #include <vexonetwork/network/module/ipv6_module.h>
 #include <vexonetwork/network/module/module_manager.h>
 #include <vlib/file.h>
@@ -107,7 +108,9 @@ bool IPv6Module::Ipv6Enable(const std::string& ifname) {
         VEXO_LOG(LOG_DEBUG, "Failed to get key [%s] in [%s], treated as NOT a router", kKey,
                  path.c_str());
     }
-    const bool isRouterItself = std::string_view(value).starts_with("yes");
+    // A router that has its own IPv6 of a provider's follows that one's.
+    const bool isRouterItself =
+        std::string_view(value).starts_with("yes") && !vexobase::IsNativeUplink(ifname);
     return method != kMethodOff && method != kMethodManual && !isRouterItself && ifname != "lbr0";
 }
 

@@ -84,6 +84,7 @@ class Router6Attr {
     std::string local_addr_v6;   ///< address of the near end, ADDRESS/LENGTH
     LanList lans;                ///< which LAN got which part of the prefix
     bool is_default_gateway = false;
+    bool is_open = false;  ///< whoever is outside may begin connections to hosts of the LANs
 
   private:
     friend class Router6Prefix;

@@ -22,7 +22,7 @@ class Router6Factory {
     /// addresses are made of.
     Router6Base* newRouterV6Instance(const std::string& wan, const std::string& ipv4);
 
-    /// A new set-up.
+    /// A new set-up. A member "open" that is true makes its LANs open to the world.
     /// @param type  "6in4", "6to4", "native", or "off", which makes no router and is no error
     Router6Base* newRouterV6Instance(const std::string& type, const Json::Value& attrs);
 

@@ -20,7 +20,7 @@ struct Ipv6Config {
     std::string address;        ///< IPV6ADDR, unchecked
     std::string prefix;         ///< IPV6PREFIXLENG, unchecked
     std::string gateway;        ///< IPV6_DEFAULTGW, unchecked
-    bool router = false;        ///< IPV6ROUTER=yes…: the appliance itself advertises there
+    bool router = false;        ///< IPV6ROUTER=yes…: the appliance advertises or routes there
     bool slave = false;         ///< SLAVE=yes: part of a bond, without addresses of its own
 };
 

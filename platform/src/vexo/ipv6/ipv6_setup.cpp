@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <vexobase/log.h>
+#include <vexobase/native_uplink.h>
 
 #include "vexo/interfaces/dhcp_client.h"
 #include "vexo/interfaces/link.h"
@@ -153,7 +154,8 @@ int Apply(const std::string& ifname, int method, const Ipv6Config& config, Clien
         return Refused(ifname, "find");
     }
     // Where the appliance advertises, it takes no other's word.
-    const bool fixed = config.router && method != VEXO_IPV6_OFF;
+    const bool advertises = config.router && !vexobase::IsNativeUplink(ifname);
+    const bool fixed = advertises && method != VEXO_IPV6_OFF;
     const Plan& plan = kPlans[fixed ? VEXO_IPV6_MANUAL : method];
     const int stopped = StopClients(ifname, plan.client);
     const int applied = ApplyToKernel(*link, method, plan, config);
