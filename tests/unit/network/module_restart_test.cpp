@@ -64,7 +64,8 @@ TEST(RealModules, StartedAgainHaveNothingTwice) {
         const std::string known = Knowledge();
         const auto threads = Threads();
         EXPECT_THAT(threads, AllOf(Contains("host-finder\n"), Contains("upnp-scanner\n"),
-                                   Contains("router-adverts\n"), SizeIs(idle.size() + 3)));
+                                   Contains("router-adverts\n"), Contains("device-names\n"),
+                                   SizeIs(idle.size() + 4)));
         const int inUse = OpenDescriptors();
 
         EXPECT_TRUE(manager.Initialize()) << "started modules are initialised again";
