@@ -114,17 +114,20 @@ void ReadDelegation(const std::string& input) {
     router.wan = "wan0";
     router.prefix = "2001:db8::/56";
     router.lans = {{"lan0", "2001:db8::"}, {"lan1", "2001:db8:0:1::"}, {"lan2", "none"}};
-    if (!FollowDelegation(router)) {
+    RouterShare share;
+    if (!BringInStep(router, share)) {
         Require(router.prefix == "2001:db8::/56");
-        return;
     }
-    MoveGrants(router);
-    const auto whole = WholeOf(router);
-    const auto grants = GrantsOf(router);
-    Require(whole.has_value() == !router.prefix.empty());
-    Require(!whole || (whole->length >= 1 && whole->length <= 64));
-    Require(grants.size() <= (whole ? 2 : 0));
-    Require(grants.size() < 2 || grants[0].network.s6_addr[7] != grants[1].network.s6_addr[7]);
+    Require(share.whole || router.prefix.empty());
+    Require(!share.whole || share.whole.Length() <= 64);
+    LanBook book;
+    book.routers["wan0"] = share;
+    const auto grants = GrantsOf(book);
+    Require(grants.size() <= (share.whole ? 2 : 0));
+    Require(grants.size() < 2 || grants[0].network != grants[1].network);
+    for (const LanPrefix& grant : grants) {
+        Require(share.whole.Contains(grant.network));
+    }
 }
 
 void ReadDevices(const std::string& input) {
