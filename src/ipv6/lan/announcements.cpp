@@ -179,7 +179,6 @@ int Stop() {
         VEXO_LOG(LOG_ERR, "Failed to stop %s", kUnit);
         return -1;
     }
-    ::unlink(kRecord);
     return ::unlink(kConfiguration);
 }
 
@@ -252,9 +251,6 @@ Announcements NextAnnouncements(const Announcements& former, const std::vector<L
                      each.lan.c_str());
         }
     }
-    if (next.empty()) {
-        return next;
-    }
     const Announcements granted = next;
     std::map<std::string, int> withdrawn;
     for (Announcement each : former) {
@@ -290,15 +286,15 @@ std::set<std::string> LansOf(const Announcements& announcements) {
     for (const Announcement& each : announcements) {
         lans.insert(each.lan);
     }
-    return lans;
+    return std::ranges::any_of(announcements, IsGranted) ? lans : std::set<std::string>();
 }
 
 int Announce(const Announcements& announcements, const Outside& outside, std::time_t now) {
-    if (announcements.empty()) {
-        return Stop();
-    }
     if (announcements != FormerAnnouncements() && Write(kRecord, RecordText(announcements)) != 0) {
         return -1;
+    }
+    if (LansOf(announcements).empty()) {
+        return Stop();
     }
     const std::string text = RadvdConfiguration(announcements, outside, now);
     const bool isSame = vexonetwork::utils::FileToStr(kConfiguration) == text;

@@ -25,7 +25,8 @@ using Announcements = std::vector<Announcement>;
 
 /// What is to be announced when this was announced before. A /64 of a prefix whose lifetimes are
 /// not known, as before its client has told them, keeps those it was announced with.
-/// @return nothing when no LAN has a prefix any more: radvd withdraws all when it ends
+/// What is withdrawn stays in it for two hours, also while no LAN has a prefix: a host that missed
+/// radvd's last words is told again when there is a next one.
 Announcements NextAnnouncements(const Announcements& former, const std::vector<LanPrefix>& grants,
                                 const Outside& outside, std::time_t now);
 
@@ -37,12 +38,14 @@ std::string RadvdConfiguration(const Announcements& announcements, const Outside
 /// How often whoever announces looks anew, in seconds.
 inline constexpr int kRenewal = 600;
 
-/// What radvd announces now, or announced before the machine was started anew.
+/// What was given to Announce last, also before the machine was started anew.
 Announcements FormerAnnouncements();
 
+/// The LANs that radvd has to do with: none when no LAN has a prefix, as it does not run then.
 std::set<std::string> LansOf(const Announcements& announcements);
 
-/// Makes radvd announce this, in place of what it has announced.
+/// Makes radvd announce this, in place of what it has announced; without a prefix that a LAN has it
+/// ends, and withdraws all.
 /// @return 0, or -1 with a log line
 int Announce(const Announcements& announcements, const Outside& outside, std::time_t now);
 

@@ -148,7 +148,7 @@ TEST_F(Announced, WhatTheClientHasNotToldGoesOnAsItWas) {
     EXPECT_THAT(first,
                 ElementsAre(Announcement{"lan0", "2001:db8:1::", {kNow + 2700, kNow + 5400}, 0}));
     EXPECT_EQ(NextAnnouncements(first, grants, {}, kNow + 3000), first);
-    EXPECT_THAT(NextAnnouncements(first, grants, {}, kNow + 5400), IsEmpty());
+    EXPECT_THAT(LansOf(NextAnnouncements(first, grants, {}, kNow + 5400)), IsEmpty());
 }
 
 TEST_F(Announced, AStalePrefixIsToldForTwoHours) {
@@ -164,6 +164,11 @@ TEST_F(Announced, AStalePrefixIsToldForTwoHours) {
     EXPECT_THAT(RadvdConfiguration(next, outside, kNow),
                 HasSubstr("    prefix 2001:db8:1::/64\n    {\n        AdvPreferredLifetime 0;\n"
                           "        AdvValidLifetime 0;\n    };\n"));
+    // Also while there is nothing to announce.
+    const auto between = NextAnnouncements(next, {}, outside, kNow + 60);
+    EXPECT_THAT(between, ElementsAre(Announcement{"lan0", "2001:db8:2::", {}, kNow + 7260}, next[1],
+                                     next[2]));
+    EXPECT_THAT(NextAnnouncements(between, {}, outside, kNow + 7260), IsEmpty());
 }
 
 TEST_F(Announced, OnlyAMachineWithADefaultRouteIsARouter) {

@@ -120,6 +120,8 @@ TEST_F(Router6Lans, ComeBackToTheirPlaces) {
     std::filesystem::remove_all("/run/vexo");  // as a power cut leaves it
     EXPECT_EQ(Delegate("2001:db8:8000:300::/60"), 0);
     EXPECT_EQ(LanAddresses(), "lan0 2001:db8:8000:300::1/64\nlan1 2001:db8:8000:301::1/64\n");
+    EXPECT_THAT(Announced(), HasSubstr("prefix 2001:db8:8000:205::/64\n    {\n"
+                                       "        AdvPreferredLifetime 0;"));
 
     // Who comes first has the only one, wherever it belongs.
     EXPECT_EQ(Router6Prefix().Deallocate("2001:db8:8000:300::", "lan0"), 0);
