@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <future>
@@ -97,6 +98,13 @@ TEST(ArpScannerTest, NamesComeFromLeasesOrFromTheDevicesThemselves) {
                 testing::UnorderedElementsAre(
                     "Failed to open dhcp leases file",
                     "Failed to execute cmd [/usr/local/bin/nmblookup -A 192.0.2.3]"));
+
+    // Opens, and fails with EIO when it is read.
+    ASSERT_EQ(::mount("none", "/proc/self/net", "tmpfs", 0, nullptr), 0);
+    ASSERT_EQ(::symlink("/proc/self/mem", "/proc/self/net/arp"), 0);
+    EXPECT_THAT(Scan("2"), ElementsAre());
+    EXPECT_EQ(ArpScanner::Inst()->GetArpTable(), -1);
+    EXPECT_TRUE(log.Has("arpscanner", "failed to open file (/proc/net/arp)"));
 }
 
 TEST(ArpScannerTest, ProgramsThatHangOrFloodAreGivenUpTogether) {

@@ -1,10 +1,9 @@
 #include "vexonetwork/network/arpscanner.h"
 
 #include <algorithm>
-#include <fstream>
-#include <optional>
 #include <sstream>
 
+#include <vexobase/file_text.h>
 #include <vexobase/log.h>
 #include <vlib/net.h>
 
@@ -27,23 +26,13 @@ constexpr char kLeases[] = "/etc/dhcpd/dhcpd.conf.leases";
 constexpr int kScanning = 2;
 constexpr int kServingDhcp = 3;
 
-std::optional<std::string> ReadText(const char* path) {
-    std::ifstream file(path);
-    if (!file) {
-        return std::nullopt;
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return std::move(text).str();
-}
-
 void AskLeases(NamesByMac& names) {
-    const auto leases = ReadText(kLeases);
+    const auto leases = vexobase::ReadFileText(kLeases);
     if (!leases) {
         VEXO_LOG(LOG_ERR, "Failed to open dhcp leases file");
         return;
     }
-    ReadLeases(*leases, names);
+    ReadLeases(leases->View(), names);
 }
 
 }  // namespace
@@ -72,13 +61,15 @@ int ArpScanner::GetArpTable() {
     if (topology < kScanning) {
         return 0;
     }
-    std::ifstream table(kArpTable);
+    // As a whole, before the first device of it is listed: a read may fail in the middle.
+    const auto table = vexobase::ReadFileText(kArpTable);
     if (!table) {
         VEXO_LOG(LOG_ERR, "failed to open file (%s)", kArpTable);
         return -1;
     }
     std::vector<ArpDevice> devices;
-    for (std::string line; std::getline(table, line);) {
+    std::istringstream lines{std::string(table->View())};
+    for (std::string line; std::getline(lines, line);) {
         if (auto device = ParseArpLine(line)) {
             devices.push_back(std::move(*device));
         }
