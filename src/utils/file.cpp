@@ -3,8 +3,8 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
-#include <sstream>
 
+#include <vexobase/file_text.h>
 #include <vexobase/key_value_text.h>
 #include <vexobase/log.h>
 #include <vexonetwork/utils/file.h>
@@ -36,11 +36,8 @@ int CheckAndMakeDir(const std::string& dir, unsigned int mode) {
 }
 
 std::string FileToStr(const std::string& path) {
-    const std::ifstream file(path, std::ios::binary);
-    // Not through stream iterators: they throw when the path turns out to be a folder.
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    return contents.str();
+    const auto text = vexobase::ReadFileText(path.c_str());
+    return text ? std::string(text->View()) : "";
 }
 
 bool SetProcEntry(const std::string& path, const std::string& value) {

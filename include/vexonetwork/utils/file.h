@@ -9,7 +9,8 @@ namespace vexonetwork::utils {
 /// @return 0 or -1
 int CheckAndMakeDir(const std::string& dir, unsigned int mode);
 
-/// The whole file; "" when it cannot be read.
+/// The whole file; "" when it cannot be read, or has more than 16 MiB. A pipe that stands in its
+/// place is not waited for.
 std::string FileToStr(const std::string& path);
 
 /// Writes a value and a newline to a kernel setting below /proc/sys.

@@ -194,6 +194,10 @@ TEST_F(Router6Lans, TakeNothingThatIsNoPrefixOrAnothersAlready) {
         EXPECT_EQ(Delegate(told), 0) << told;
         EXPECT_EQ(Seen(), seen) << told;
     }
+    std::filesystem::remove("/run/vexo/router6/wan0.delegated");
+    Must("mkfifo /run/vexo/router6/wan0.delegated");
+    EXPECT_EQ(ApplyRouter6Lans(), 0) << "and it does not wait for a word";
+    EXPECT_EQ(Seen(), seen);
     WriteFile("/run/vexo/router6/wan1.delegated", "2001:db8:8000:200::/60 forever forever\n");
     // Written by hand: one /64 in two files and two texts.
     Configure(Tunnel("wan1", "2001:db8:8000:100::/56"), {{"lan1", "2001:db8:8000:100::7"}});
