@@ -105,6 +105,7 @@ bool NetworkEventEmitter::PollOnce(milliseconds timeout) {
         task = agenda->WithoutMessages(steady_clock::now());
         if (task == Task::kListen) {
             hooks->EndBurst();
+            RepairIfBehind();
             return deadline.has_value();
         }
     }
@@ -114,7 +115,15 @@ bool NetworkEventEmitter::PollOnce(milliseconds timeout) {
     } else {
         task == Task::kResync ? Resync() : Elect();
     }
+    RepairIfBehind();
     return true;
+}
+
+/// No event tells of a file that has changed, or of a lock that is free again.
+void NetworkEventEmitter::RepairIfBehind() {
+    if (!agenda->AwaitsRepair() && gateways.IsNetworkBehind()) {
+        agenda->NoteHarm(steady_clock::now());
+    }
 }
 
 /// @return whether there was a datagram, or a failure in its place, or harm

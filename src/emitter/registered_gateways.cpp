@@ -43,6 +43,10 @@ class Registered : public GatewayFollower {
         GatewayFollower* const follower = Follower();
         return follower != nullptr ? follower->HarmDescriptor() : -1;
     }
+    bool IsNetworkBehind() override {
+        GatewayFollower* const follower = Follower();
+        return follower != nullptr && follower->IsNetworkBehind();
+    }
     void RepairNetwork() override {
         if (GatewayFollower* follower = Follower(); follower != nullptr) {
             follower->RepairNetwork();

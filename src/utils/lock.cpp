@@ -30,7 +30,7 @@ bool FileLock::Lock() {
 
 bool FileLock::Lock(milliseconds pause, int tries) {
     if (!createParentDir()) {
-        VEXO_LOG(LOG_ERR, "Failed to create parent dir of [%s]", path.c_str());
+        Tell("create parent dir of", tries);
         return false;
     }
     int descriptor = -1;
@@ -39,11 +39,17 @@ bool FileLock::Lock(milliseconds pause, int tries) {
         Wait(pause);
     }
     if (descriptor < 0) {
-        VEXO_LOG(LOG_ERR, "Failed to get file lock of [%s]", path.c_str());
+        Tell("get file lock of", tries);
         return false;
     }
     fd = descriptor;
     return true;
+}
+
+void FileLock::Tell(const char* what, int tries) const {
+    if (tries > 1) {
+        VEXO_LOG(LOG_ERR, "Failed to %s [%s]", what, path.c_str());
+    }
 }
 
 bool FileLock::Unlock() {

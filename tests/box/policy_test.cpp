@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include <vexobase/unique_fd.h>
+#include <vexonetwork/utils/lock.h>
 
 #include "support/advertiser.h"
 #include "support/appliance.h"
@@ -165,8 +166,9 @@ TEST_F(Uplinks, LiveBesideVpnsGuestsAndOverlappingNetworks) {
     }
     Must("ip addr add 10.77.0.1/24 dev guest0");
     Must("ip rule add from 10.77.0.0/24 prohibit");
-    for (const std::string half : {"0.0.0.0/1", "128.0.0.0/1", "2000::/3"}) {
-        Must("ip route add " + half + " dev tun0");
+    for (const std::string part :
+         {"0.0.0.0/1", "64.0.0.0/2", "192.0.0.0/2", "2000::/4", "fc00::/7"}) {
+        Must("ip route add " + part + " dev tun0");
     }
     Must("ip rule add lookup main suppress_prefixlength 0 priority 31001 protocol 86");
     const Uplink bare = MakeUplink(3);
@@ -311,6 +313,16 @@ TEST_F(Uplinks, NetworksAroundUsAndStaticRoutesGoBefore) {
     EXPECT_EQ(Table("-4", "wan1"), "10.60.0.0/16 via 198.51.100.1 dev wan1 \n");
     EXPECT_THAT(Rules("-4"), HasSubstr("31100:\tfrom 10.60.0.0/16 lookup"));
     EXPECT_THAT(Rules("-4"), Not(HasSubstr("198.51.100.10")));
+}
+
+TEST_F(Uplinks, WhatIsStoredWhileTheNumbersAreTakenComesLater) {
+    vexonetwork::utils::FileLock lock("/run/vexo/rt_tables.lock", true);
+    ASSERT_TRUE(lock.Lock());
+    const Outcome early = Ctl("policy enable wan1");
+    EXPECT_EQ(early.status, 1);
+    EXPECT_THAT(early.err, HasSubstr("another process holds [/run/vexo/rt_tables.lock]"));
+    ASSERT_TRUE(lock.Unlock());
+    EXPECT_TRUE(Eventually([this] { return Answers(1); }));
 }
 
 TEST_F(Uplinks, NothingIsLostWhileRoutingChanges) {

@@ -119,6 +119,7 @@ class NetworkEventEmitter {
 
     int Receive(int flags);
     bool ReceiveWithin(std::chrono::nanoseconds timeout);
+    void RepairIfBehind();
     void Elect();
     void ElectFor(const std::map<std::string, unsigned>& changed);
 

@@ -28,7 +28,11 @@ class GatewayFollower {
     /// routing; -1 when nobody knows. It stays so until RepairNetwork().
     virtual int HarmDescriptor() = 0;
 
-    /// Puts back what is missing of ours.
+    /// Whether RepairNetwork() is needed though nothing was taken away: a file has changed, or
+    /// could not be read or locked when it was needed. Costs a look at two files.
+    virtual bool IsNetworkBehind() = 0;
+
+    /// Puts back what is missing of ours, and makes up for what could not be done.
     virtual void RepairNetwork() = 0;
 
     /// Elects the default gateway anew.

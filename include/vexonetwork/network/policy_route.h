@@ -44,6 +44,10 @@ class PolicyRoute {
     /// less than before or after.
     int RenewTable(IPType type, const std::string& table, const std::string& source);
 
+    /// Whether the last work on a family could not read the table's file, or get a number because
+    /// somebody else held the lock of the numbers. Nothing was taken away then; do it again.
+    bool IsBehind() const;
+
   private:
     struct Memory;
 

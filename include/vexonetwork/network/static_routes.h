@@ -81,6 +81,10 @@ class StaticRoutes {
     /// about any when none is named. Costs a look at the file's state otherwise.
     void Follow(const std::set<std::string>& changed);
 
+    /// Whether Apply() is needed whatever happens: the file has changed, or could not be read, or
+    /// the table has no number because somebody else is changing these.
+    bool IsBehind() const;
+
   private:
     struct State;
 

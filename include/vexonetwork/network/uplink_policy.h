@@ -65,6 +65,11 @@ class UplinkPolicy {
     /// about any when none is named. Costs a look at the settings file otherwise.
     void Follow(const std::set<std::string>& changed);
 
+    /// Whether Synchronise() is needed whatever happens: the settings have changed, something could
+    /// not be read, or a table has no number because somebody else is changing these. While it is
+    /// so, nothing of ours is taken away.
+    bool IsBehind() const;
+
     /// As Synchronise(), after others may have changed rules, routes or tables of ours.
     void Repair();
 

@@ -20,7 +20,8 @@ class FileLock {
     /// file and the folders above it are created.
     bool Lock();
 
-    /// The same with other tries, and a pause after each that fails.
+    /// The same with other tries, and a pause after each that fails. A failure is a line in the
+    /// system log, but that of a single try: who tries but once may do so again and again.
     bool Lock(std::chrono::milliseconds pause, int tries);
 
     /// Deletes the lock file, then releases the lock. In the other order a waiting process could
@@ -35,6 +36,8 @@ class FileLock {
     bool createParentDir();
 
   private:
+    void Tell(const char* what, int tries) const;
+
     int fd = -1;
     bool exclusive;
     std::string path;

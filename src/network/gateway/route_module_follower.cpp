@@ -45,6 +45,13 @@ int RouteModule::HarmDescriptor() {
     return routing_watch ? routing_watch->Descriptor() : -1;
 }
 
+bool RouteModule::IsNetworkBehind() {
+    bool isBehind = false;
+    Guarded(request_mutex, "look at the routing's files",
+            [&] { isBehind = static_routes.IsBehind() || uplink_policy.IsBehind(); });
+    return isBehind;
+}
+
 void RouteModule::RepairNetwork() {
     Guarded(request_mutex, "repair the routing", [&] {
         routing_watch->Drain();

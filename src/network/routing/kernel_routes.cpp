@@ -97,15 +97,17 @@ std::string TryRoute(const PolicyTableRoute& route) {
         return why;
     }
     const bool needsNumber = Use(route.destination.Family()).NeedsNumber(route);
-    const auto table = needsNumber ? AllotTableNumber(kStaticTable) : kMainTable;
-    if (!table) {
-        return "the table has no number; see /etc/iproute2/rt_tables";
+    const auto table = needsNumber ? AllotTableNumber(kStaticTable) : AllottedNumber{kMainTable};
+    if (!table.number) {
+        return table.isPending ? std::string("the table has no number yet: another process holds ")
+                                     + TablesLock::kPath + "; try again"
+                               : "the table has no number; see /etc/iproute2/rt_tables";
     }
     const KernelTurn turn;
     RouteSocket socket;
     Links links;
     Neighbourhood neighbourhood(socket);
-    const auto wanted = ToRoute(route, *table, links, neighbourhood);
+    const auto wanted = ToRoute(route, *table.number, links, neighbourhood);
     if (!wanted) {
         return "";  // it will be tried when its interface comes
     }

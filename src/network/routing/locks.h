@@ -34,7 +34,9 @@ class BriefLock : public utils::ScopedFileLock {
 /// Held around reading and replacing the file of the table numbers.
 class TablesLock : public BriefLock<TablesLock> {
   public:
-    TablesLock() : BriefLock("/run/vexo/rt_tables.lock", std::chrono::milliseconds(10)) {}
+    static constexpr char kPath[] = "/run/vexo/rt_tables.lock";
+
+    TablesLock() : BriefLock(kPath, std::chrono::milliseconds(10)) {}
 };
 
 /// Held while the kernel is compared with what should be and brought in step with it: two processes

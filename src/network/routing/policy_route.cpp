@@ -112,6 +112,7 @@ struct PolicyRoute::Memory {
         std::string table;
         FileStamps read;  ///< the file that the contents are of
         PolicyTable contents;
+        bool isBehind = false;  ///< see PolicyRoute::IsBehind()
 
         bool Read(IPType type, const std::string& name);
         bool Install(TableUse use, bool alone, const std::function<bool()>& isCurrent);
@@ -139,7 +140,8 @@ bool PolicyRoute::Memory::Family::Read(IPType type, const std::string& name) {
     return true;
 }
 
-/// Without a number stale rules can remain, and the static routes of the main table.
+/// Without a number stale rules can remain, and the static routes of the main table. While it is
+/// pending, the table's own rules cannot be told from stale ones: nothing is taken away.
 bool PolicyRoute::Memory::Family::Install(TableUse use, bool alone,
                                           const std::function<bool()>& isCurrent) {
     if (contents.routes.empty() && !alone) {
@@ -147,12 +149,19 @@ bool PolicyRoute::Memory::Family::Install(TableUse use, bool alone,
     }
     const bool needsNumber = std::ranges::any_of(
         contents.routes, [&use](const auto& route) { return use.NeedsNumber(route); });
-    use.number = needsNumber ? AllotTableNumber(use.name) : FindTableNumber(use.name);
+    const auto allotted =
+        needsNumber ? AllotTableNumber(use.name) : AllottedNumber{FindTableNumber(use.name)};
+    if (!allotted.fault.empty()) {
+        complaints.Say(allotted.fault);
+    }
+    use.number = allotted.number;
+    isBehind = allotted.isPending;
+    const auto mayRemove = [&] { return !isBehind && isCurrent(); };
     const bool hasNumber = use.number || !needsNumber;
     if (!hasNumber && !use.IsStatic()) {
         return false;
     }
-    return Synchronise(use, contents.routes, alone, isCurrent, complaints) && hasNumber;
+    return Synchronise(use, contents.routes, alone, mayRemove, complaints) && hasNumber;
 }
 
 PolicyRoute::PolicyRoute() : memory(std::make_unique<Memory>()) {}
@@ -169,6 +178,10 @@ int PolicyRoute::DisableTable(IPType type, const std::string& table) {
     const auto always = [] { return true; };
     const TableUse use{type, table, Prefix::All(FamilyOf(type)), FindTableNumber(table)};
     return Synchronise(use, {}, true, always, memory->Of(type).complaints) ? 0 : -1;
+}
+
+bool PolicyRoute::IsBehind() const {
+    return memory->v4.isBehind || memory->v6.isBehind;
 }
 
 int PolicyRoute::EnableTable(IPType type, const std::string& table, const std::string& source) {
@@ -192,7 +205,8 @@ int PolicyRoute::Install(IPType type, const std::string& table, const std::strin
     mine.complaints.Begin();
     for (int attempt = 1;; ++attempt) {
         const KernelTurn turn;
-        if (!mine.Read(type, table)) {
+        mine.isBehind = !mine.Read(type, table);
+        if (mine.isBehind) {
             return -1;
         }
         const bool done = mine.Install({type, table, *prefix}, alone, isCurrent);

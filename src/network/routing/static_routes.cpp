@@ -257,9 +257,13 @@ void StaticRoutes::Follow(const std::set<std::string>& changed) {
         || std::ranges::any_of(state->interfaces, [&changed](const std::string& ifname) {
                return changed.empty() || changed.contains(ifname);
            });
-    if (concerns || FileStamps({File()}) != state->read) {
+    if (concerns || IsBehind()) {
         Apply();
     }
+}
+
+bool StaticRoutes::IsBehind() const {
+    return state->table.IsBehind() || FileStamps({File()}) != state->read;
 }
 
 }  // namespace vexonetwork::network

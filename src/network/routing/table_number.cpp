@@ -13,9 +13,6 @@
 #include "network/routing/locks.h"
 #include "network/routing/table_usage.h"
 
-#define VEXO_LOG_SOURCE "policy_route"
-#include <vexobase/log.h>
-
 namespace vexonetwork::network {
 namespace {
 
@@ -86,6 +83,10 @@ std::optional<std::uint32_t> Usable(const TableNumbers& numbers, const std::stri
     return found == numbers.end() || kernels ? std::nullopt : std::optional(found->second);
 }
 
+AllottedNumber Fault(const std::string& fault) {
+    return {{}, fault};
+}
+
 }  // namespace
 
 TableNumbers ParseTableNumbers(const std::string& text) {
@@ -133,37 +134,38 @@ std::vector<std::string> TableNames(std::uint32_t number) {
     return names;
 }
 
-std::optional<std::uint32_t> AllotTableNumber(const std::string& table) {
+AllottedNumber AllotTableNumber(const std::string& table) {
     if (const auto number = FindTableNumber(table)) {
-        return number;
+        return {number};
     }
     const TablesLock lock;
     if (!lock) {
-        return std::nullopt;
+        return {{},
+                "Table [" + table + "] has no number yet: another process holds ["
+                    + TablesLock::kPath + "]",
+                true};
     }
     auto text = ReadTables(kRouteTables);
     const auto further = ReadFurtherTables();
     if (!text || !further) {
-        VEXO_LOG(LOG_ERR, "Failed to read config [%s]", text ? kFurtherTables : kRouteTables);
-        return std::nullopt;
+        return Fault(std::string("Failed to read config [") + (text ? kFurtherTables : kRouteTables)
+                     + "]");
     }
     const TableNumbers numbers = ParseTableNumbers(*text + *further);
     const bool isNamed =
         std::ranges::find(numbers, table, &TableNumbers::value_type::first) != numbers.end();
     if (isNamed) {
-        return Usable(numbers, table);
+        return {Usable(numbers, table)};
     }
     const auto number = Free(numbers);
     if (!number) {
-        VEXO_LOG(LOG_ERR, "Failed to find a free number for table [%s]", table.c_str());
-        return std::nullopt;
+        return Fault("Failed to find a free number for table [" + table + "]");
     }
     *text += std::to_string(*number) + "\t" + table + "\n";
     if (vexobase::ReplaceFile(kRouteTables, *text) != 0) {
-        VEXO_LOG(LOG_ERR, "Failed to set file[%s]", kRouteTables);
-        return std::nullopt;
+        return Fault(std::string("Failed to set file[") + kRouteTables + "]");
     }
-    return number;
+    return {number};
 }
 
 }  // namespace vexonetwork::network

@@ -31,11 +31,18 @@ bool AreTableNumbersKnown();
 /// The names of a number.
 std::vector<std::string> TableNames(std::uint32_t number);
 
+/// The number of a table, or why it has none.
+struct AllottedNumber {
+    std::optional<std::uint32_t> number;
+    std::string fault = "";  ///< "" also when its line gives a number of the kernel's own tables
+    bool isPending = false;  ///< somebody else is changing the numbers: it is to be asked for again
+};
+
 /// The same as FindTableNumber(), with a free number from 100 to 199 written down for a table that
 /// has none: one that no line names, that no rule of others names and that has no route of others,
 /// of whatever type. Waits for other writers half a second at most (BriefLock).
-/// @return nothing, after a log line, when there is none, when not all of that is known, or when
-///         the file cannot be locked or replaced
-std::optional<std::uint32_t> AllotTableNumber(const std::string& table);
+/// @return no number when there is none, when not all of that is known, or when the file cannot be
+///         locked or replaced
+AllottedNumber AllotTableNumber(const std::string& table);
 
 }  // namespace vexonetwork::network

@@ -11,11 +11,9 @@ namespace {
 /// metric above those of the main table, ours are not taken for the machine's default route there.
 constexpr std::uint32_t kDefaultMetricV6 = 1'000'000;
 
-/// A VPN that wants all packets divides the Internet into halves, 0/1 and 128/1, or has 2000::/3:
-/// shorter than any network around us, and no way for those who came in by an uplink.
-constexpr std::int32_t ShortestLength(int family) {
-    return family == AF_INET ? 1 : 3;
-}
+/// A VPN that wants all packets divides the Internet into halves or quarters, 0/1 or 64/2, 2000::/4
+/// or fc00::/7: shorter than any network around us, and no way for those who came in by an uplink.
+constexpr std::int32_t kLongestOfVpns = 7;
 
 void PlanRoutes(int family, const Uplink& uplink, RoutingState& wanted) {
     const std::uint32_t metric = family == AF_INET6 ? kUsualMetricV6 : 0;
@@ -49,7 +47,7 @@ void PlanRules(const Prefix& source, std::uint32_t mark, std::uint32_t table,
     };
     add(kUplinkNetworksPriority, table, 0);
     if (mark == 0) {
-        add(kMainNetworksPriority, kMainTable, ShortestLength(source.Family()));
+        add(kMainNetworksPriority, kMainTable, kLongestOfVpns);
     }
     add(kUplinkPriority, table, -1);
     add(kUplinkEndPriority, 0, -1);

@@ -24,8 +24,12 @@ namespace {
 constexpr char kSettings[] = "/etc/iproute2/config/policy";
 constexpr int kFamilies[] = {AF_INET, AF_INET6};
 
-/// Gives the number of a table: FindTableNumber or AllotTableNumber.
-using GetNumber = std::optional<std::uint32_t> (*)(const std::string&);
+/// Gives the number of a table.
+using GetNumber = AllottedNumber (*)(const std::string&);
+
+AllottedNumber FindNumber(const std::string& table) {
+    return {FindTableNumber(table)};
+}
 
 /// The loopback is nobody's uplink, nor is the table of the static routes, nor are the kernel's
 /// own.
@@ -115,7 +119,7 @@ struct UplinkPolicy::State {
     std::vector<std::string> interfaces;
     FileStamps routers;  ///< where the delegated prefixes of these come from, likewise
     ConnectionMarks marks;
-    bool isBehind = false;  ///< something could not be read; the next occasion serves
+    bool isBehind = false;  ///< something could not be read, or the numbers are being changed
 
     bool ReadSettings();
     bool ReadFiles();
@@ -200,7 +204,12 @@ std::optional<std::vector<Uplink>> UplinkPolicy::State::LookAtUplinks(RouteSocke
             kernel.Say("Failed to read the addresses of [" + ifname + "]: " + ::strerror(errno));
             return std::nullopt;
         }
-        const std::uint32_t table = number(ifname).value_or(0);
+        const auto allotted = number(ifname);
+        if (!allotted.fault.empty()) {
+            kernel.Say(allotted.fault);
+        }
+        isBehind = isBehind || allotted.isPending;
+        const std::uint32_t table = allotted.number.value_or(0);
         uplink->table = taken.insert(table).second ? table : 0;
         uplinks.push_back(std::move(*uplink));
     }
@@ -258,23 +267,29 @@ std::vector<std::string> UplinkPolicy::Candidates() {
 bool UplinkPolicy::State::SynchroniseOnce(const std::function<bool()>& isCurrent) {
     const KernelTurn turn;
     RouteSocket socket;
+    isBehind = false;
     auto seen = ReadFiles() ? LookAtUplinks(socket, AllotTableNumber) : std::nullopt;
-    isBehind = !seen;
-    if (isBehind) {
+    if (!seen) {
+        isBehind = true;
         return false;
     }
     std::vector<Uplink>& uplinks = *seen;
     const auto hasNoTable = [](const Uplink& uplink) { return uplink.table == 0; };
     for (const Uplink& uplink : uplinks) {
-        if (hasNoTable(uplink)) {
+        if (hasNoTable(uplink) && !isBehind) {
             kernel.Say("Interface [" + uplink.ifname + "] has no routing table of its own; see "
                        + "/etc/iproute2/rt_tables");
         }
     }
+    // What is surplus may be that of a table whose number is not known yet.
+    const auto mayRemove = [&] { return !isBehind && isCurrent(); };
     bool done = std::erase_if(uplinks, hasNoTable) == 0;
     for (const int family : kFamilies) {
         const auto wanted = PlanUplinks(family, uplinks);
-        done = BringInStep(socket, ScopeOf(family, uplinks), wanted, isCurrent, kernel) && done;
+        done = BringInStep(socket, ScopeOf(family, uplinks), wanted, mayRemove, kernel) && done;
+    }
+    if (isBehind) {
+        return false;
     }
     if (const auto complaint = marks.Synchronise(uplinks)) {
         kernel.Say("Failed to mark the connections that come in by uplinks: " + *complaint);
@@ -304,10 +319,13 @@ void UplinkPolicy::Follow(const std::set<std::string>& changed) {
         changed.empty() || std::ranges::any_of(state->interfaces, [&](const std::string& each) {
             return changed.contains(each);
         });
-    if ((isOn && concerns) || state->isBehind || FileStamps({kSettings}) != state->read
-        || FileStamps(state->RouterFiles()) != state->routers) {
+    if ((isOn && concerns) || IsBehind() || FileStamps(state->RouterFiles()) != state->routers) {
         Synchronise();
     }
+}
+
+bool UplinkPolicy::IsBehind() const {
+    return state->isBehind || FileStamps({kSettings}) != state->read;
 }
 
 void UplinkPolicy::Repair() {
@@ -319,7 +337,7 @@ std::vector<UplinkStatus> UplinkPolicy::Status() {
     state->ReadSettings();
     RouteSocket socket;
     const std::vector<Uplink> uplinks =
-        state->LookAtUplinks(socket, FindTableNumber).value_or(std::vector<Uplink>());
+        state->LookAtUplinks(socket, FindNumber).value_or(std::vector<Uplink>());
     std::vector<UplinkStatus> result;
     result.reserve(uplinks.size());
     // The kernel tells its rulesets to root alone.

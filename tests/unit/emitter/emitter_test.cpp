@@ -53,6 +53,7 @@ class Gateways : public GatewayFollower {
         followed.push_back(testing::PrintToString(ifnames));
     }
     int HarmDescriptor() override { return -1; }
+    bool IsNetworkBehind() override { return false; }
     void RepairNetwork() override {}
     void Elect(std::optional<GATEWAY_TYPE> list) override {
         elections.push_back(!list ? "both" : *list == GTYPE_V6 ? "IPv6" : "IPv4");

@@ -241,6 +241,37 @@ TEST_F(Policy, WhoHoldsTheNumbersDelaysNobodyForLong) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
     ASSERT_TRUE(lock.Unlock());
     EXPECT_EQ(policy.RenewTable(IPType::V4, "lan", "10.9.0.0/24"), 0);
+    EXPECT_EQ(log.Lines().size(), 2U) << "the lock, and the table";
+}
+
+TEST_F(Policy, WhatWaitsForANumberIsKeptAndComesLater) {
+    WriteFile("/etc/iproute2/config/policy", "[wan0]\nenabled=yes\n");
+    WriteFile(kStatic, "[0]\n\tdestination=default\n\tgateway=192.0.2.1\n");
+    vexonetwork::utils::FileLock lock("/run/vexo/rt_tables.lock", true);
+    std::string whole = Must("ip -N rule show");
+    for (int start = 0; start < 2; ++start) {
+        WriteFile(kTables, "");
+        ASSERT_TRUE(lock.Lock());
+        if (start == 0) {
+            ASSERT_EQ(module.InitialModule(), 0);
+        }
+        for (int second = 0; second < 5; ++second) {
+            module.RepairNetwork();
+            EXPECT_TRUE(module.IsNetworkBehind());
+            EXPECT_EQ(Must("ip -N rule show"), whole) << "nothing is taken away";
+        }
+        EXPECT_THAT(StaticRoutes().Add({"default", "192.0.2.1", "", "9"}),
+                    HasSubstr("another process holds /run/vexo/rt_tables.lock"));
+        ASSERT_TRUE(lock.Unlock());
+        module.RepairNetwork();
+        EXPECT_FALSE(module.IsNetworkBehind());
+        whole = Must("ip -N rule show");
+        EXPECT_EQ(Count(whole, "192.0.2.10"), 4U) << whole;
+        EXPECT_EQ(Count(whole, "32765:"), 2U) << whole;
+    }
+    EXPECT_LE(log.Lines().size(), 7U);
+    WriteFile("/etc/iproute2/config/policy", "");
+    EXPECT_TRUE(module.IsNetworkBehind()) << "whoever changed it, and whatever he did then";
 }
 
 TEST_F(Policy, NamesAndNumbersThatWouldHarmAreRefused) {

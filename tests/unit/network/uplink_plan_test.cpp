@@ -108,13 +108,13 @@ TEST(UplinkPlan, RulesNameWhomTheyConcernAndEndBeforeOthersServe) {
     rules.erase(rules.begin(), rules.begin() + 2);
     EXPECT_THAT(rules, ElementsAre("add rule 31010 from default mark 102 to 102 beyond /0",
                                    "add rule 31010 from 192.0.2.10 to 102 beyond /0",
-                                   "add rule 31020 from 192.0.2.10 to 254 beyond /1",
+                                   "add rule 31020 from 192.0.2.10 to 254 beyond /7",
                                    "add rule 31100 from default mark 102 to 102",
                                    "add rule 31100 from 192.0.2.10 to 102",
                                    "add rule 31110 from default mark 102 to 0",
                                    "add rule 31110 from 192.0.2.10 to 0"));
     const Lines v6 = Plan(AF_INET6, {wan});
-    EXPECT_THAT(v6, IsSupersetOf({"add rule 31020 from 2001:db8::10 to 254 beyond /3",
+    EXPECT_THAT(v6, IsSupersetOf({"add rule 31020 from 2001:db8::10 to 254 beyond /7",
                                   "add rule 31100 from 2001:db8:100::/56 to 102",
                                   "add rule 31110 from 2001:db8:100::/56 to 0"}));
 

@@ -52,6 +52,7 @@ class RouteModule : public BaseModule, public GatewayFollower {
     void OnLinkUp(const std::string& ifname) override;
     void FollowNetwork(const std::vector<std::string>& ifnames) override;
     int HarmDescriptor() override;
+    bool IsNetworkBehind() override;
     void RepairNetwork() override;
     void Elect(std::optional<GATEWAY_TYPE> list) override;
 
