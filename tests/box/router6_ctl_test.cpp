@@ -36,7 +36,10 @@ TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
     Must("ip address add 203.0.113.7/24 dev a-long-name");
     Must("ip address add 10.0.0.7/24 dev b");
     Must("ip link add br0 type bridge");
-    WriteFile("/etc/sysconfig/networking/ipv6-half", "[conf]\n\twan=half\n");
+    Must("ip link add br9 type bridge");
+    WriteFile("/etc/sysconfig/networking/ipv6-half", "[conf]\n\twan=half\n[lan]\n\tbr9=::\n");
+    WriteFile("/etc/sysconfig/networking/ipv6-local",
+              "[conf]\n\twan=local\n\tprefix=fe80::/64\n[addr]\n[lan]\n");
     const std::string broker =
         " --prefix 2001:db8:9::/48 --remote 203.0.113.9 --local 2001:db8::2/64";
     for (const auto& [line, status, explanation] : {
@@ -55,6 +58,7 @@ TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
              {"router6 create native br0", 1,
               "br0 is a LAN of the router of wan1; first: vexonetctl prefix deallocate"
               " 2001:db8:8:: br0"},
+             {"router6 create native br9", 1, "br9 is a LAN of the router of half"},
              {"router6 destroy half", 1, "is no whole configuration of a router; mend it"},
              {"router6 create 6to4 b", 1, "10.0.0.7 of b is no public one"},
              {"router6 create 6in4 a-long-name" + broker, 1, "more than 15 characters"},
@@ -64,6 +68,8 @@ TEST_F(Router6Ctl, SaysWhatIsWrongAndWhatToDo) {
              {"prefix allocate 2001:db8:8:0:0:: br1", 1, "prefix deallocate 2001:db8:8:: br0"},
              {"prefix allocate 2001:db8:9:: br1", 1, "no /64 that a router has to give"},
              {"prefix allocate 2001:db8:8:1:: wan1", 1, "wan1 is the WAN of a router"},
+             {"prefix allocate 2001:db8:8:1:: lo", 1, "lo is the loopback"},
+             {"prefix allocate fe80:: br1", 1, "hosts of a LAN"},
              {"prefix deallocate 2001:db8:8:: br1", 1, "br1 has no prefix 2001:db8:8::"},
          }) {
         const Outcome outcome = Ctl(line);

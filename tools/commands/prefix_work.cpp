@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iostream>
 
+#include <vexo/net_interface.h>
+#include <vexonetwork/ipv6/router/routed_prefix.h>
 #include <vexonetwork/ipv6/router/router6_prefix.h>
 
 #include "commands/router6_session.h"
@@ -40,6 +42,17 @@ void RequireNoWan(const Router6Prefix& all, const std::string& lan) {
         if (Router6Attr::ConvertInterface(router.wan) == lan) {
             throw Failure(kRefused, lan + " is the WAN of a router, and so no LAN");
         }
+    }
+}
+
+/// What is stored of others would be of no use to hosts, or taken for a LAN that is none.
+void RequireUse(const std::string& prefix, const std::string& lan) {
+    if (!IsRoutedPrefix(prefix + "/64")) {
+        throw Failure(kRefused, prefix + " is no prefix that hosts of a LAN can have" + kSeeList);
+    }
+    VEXONETIFINFO info{};
+    if (::VEXONetIFGetInfo(lan.c_str(), &info, 0) == 0 && (info.flags & IFF_LOOPBACK) != 0) {
+        throw Failure(kRefused, lan + " is the loopback, and so no LAN");
     }
 }
 
@@ -84,6 +97,7 @@ void AllocatePrefix(const Router6Options& options) {
     const Router6Session session;
     const Daemon daemon;  // else which router is the first choice would not be known, but stored
     const std::string prefix = AddressOf(options);
+    RequireUse(prefix, options.lan);
     Router6Prefix all;
     RequireNoWan(all, options.lan);
     if (!HolderOf(all, prefix).empty() || all.Allocate(prefix, options.lan) != 0) {

@@ -1,4 +1,5 @@
 #include <arpa/inet.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -100,6 +101,12 @@ void TakeBack(Router6Attr& router, const std::string& prefix, const std::string&
     }
 }
 
+/// Also as a link that leads nowhere now.
+bool IsListed(const std::string& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 || errno != ENOENT;
+}
+
 int RefuseIncomplete(const Router6Attr& router) {
     VEXO_LOG(LOG_ERR, "The configuration of wan [%s] cannot be read whole, so it is not changed",
              router.wan.c_str());
@@ -180,11 +187,12 @@ std::optional<StoredRouter> Router6Prefix::LoadRouter(Router6File& file, const s
                                                       const Router6Attr::PriorityOf& priorityOf) {
     const std::string path = std::string(kFolder) + "/" + kNames + ifname;
     StoredRouter router{.ifname = ifname, .attr = {}};
-    if (!file.Read(path) && errno == ENOENT) {
+    if (!file.Read(path) && !IsListed(path)) {
         return std::nullopt;  // gone since the folder was listed
     }
     const char* wan = VLIBCSzHashGetValue(file.Find(Router6File::kConf), "wan");
-    if (wan == nullptr) {
+    const bool isCut = wan != nullptr && *wan == '\0' && !ifname.empty();
+    if (wan == nullptr || isCut) {
         VEXO_LOG(LOG_WARNING, "Failed to get wan from %s", path.c_str());
         return router;
     }
@@ -198,7 +206,13 @@ std::optional<StoredRouter> Router6Prefix::LoadRouter(Router6File& file, const s
                  wan);
         return std::nullopt;
     }
-    router.isWhole = router.attr.Take(file, path, priorityOf) == 0 && !isApart;
+    const bool isTaken = router.attr.Take(file, path, priorityOf) == 0;
+    router.isWhole = isTaken && !isApart;
+    if (!isTaken) {
+        // Who is a LAN of it counts whatever else it lacks.
+        router.attr.lans.clear();
+        router.attr.GetPrefSection(file.Find(Router6File::kLan));
+    }
     return router;
 }
 

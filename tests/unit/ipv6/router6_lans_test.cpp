@@ -159,6 +159,12 @@ TEST_F(Router6Lans, KeepWhatBelongsToWhatCannotBeRead) {
         {"no list", [] { WriteFile("/etc/sysconfig/networking", "a file"); }},
         {"no address section", [&] { WriteFile(tunnel, unaddressed); }},
         {"noise", [&] { WriteFile(tunnel, "\1\2"); }},
+        {"empty WAN", [&] { WriteFile(tunnel, "[conf]\nwan=\n[addr]\n[lan]\n"); }},
+        {"dangling link",
+         [&] {
+             std::filesystem::remove(tunnel);
+             std::filesystem::create_symlink("nowhere", tunnel);
+         }},
         {"connection down", [] { Must("ip link set ppp0 down"); }},
     };
     for (const auto& [what, fault] : kFaults) {
