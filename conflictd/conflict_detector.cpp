@@ -12,6 +12,9 @@
 namespace conflictd {
 namespace {
 
+/// What was short for a socket, such as descriptors, comes back without a word of the kernel.
+constexpr std::chrono::seconds kRetry(5);
+
 /// As poll(2) takes it.
 int MillisecondsTo(Clock::time_point time, Clock::time_point now) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - now);
@@ -40,7 +43,7 @@ void ConflictDetector::Turn(Clock::time_point until, int wake) {
 
 std::vector<InterfaceWatch*> ConflictDetector::Wait(Clock::time_point until, int wake) {
     const auto now = Clock::now();
-    until = follower.IsWhole() ? until : now;
+    until = follower.IsWhole() ? std::min(until, retry) : now;
     std::vector<InterfaceWatch*> listening;
     std::vector<pollfd> events;
     for (auto& [index, watch] : watches) {
@@ -68,16 +71,21 @@ void ConflictDetector::FollowKernel(Clock::time_point now) {
     // A socket whose interface came back before the kernel's word was read says so only after it.
     const bool isBroken =
         std::ranges::any_of(watches, [](const auto& entry) { return entry.second.IsBroken(); });
-    if (!follower.Read(table) && !(isBroken && follower.IsWhole())) {
+    if (!follower.Read(table) && !((isBroken || now >= retry) && follower.IsWhole())) {
         return;
     }
+    retry = Clock::time_point::max();
     isReady = true;
     ownMacs = table.Macs();
     const auto& interfaces = table.Interfaces();
-    std::erase_if(watches, [&interfaces](const auto& entry) {
-        const auto found = interfaces.find(entry.first);
-        return entry.second.IsBroken() || found == interfaces.end() || !found->second.IsWatchable();
+    const auto isGone = [&interfaces](unsigned index) {
+        const auto found = interfaces.find(index);
+        return found == interfaces.end() || !found->second.IsWatchable();
+    };
+    std::erase_if(watches, [&isGone](const auto& entry) {
+        return entry.second.IsBroken() || isGone(entry.first);
     });
+    std::erase_if(unwatched, isGone);
     for (const auto& [index, interface] : interfaces) {
         if (interface.IsWatchable()) {
             Follow(index, interface, now);
@@ -88,11 +96,15 @@ void ConflictDetector::FollowKernel(Clock::time_point now) {
 void ConflictDetector::Follow(unsigned index, const Interface& interface, Clock::time_point now) {
     try {
         watches.try_emplace(index, index, draw).first->second.Update(interface, now);
+        unwatched.erase(index);
     } catch (const std::system_error& error) {
         // One that is gone already will be told to be.
         if (error.code() != std::errc::no_such_device) {
-            VEXO_LOG(LOG_ERR, "Interface [%s] is not watched: %s", interface.ifname.c_str(),
-                     error.what());
+            retry = now + kRetry;
+            if (unwatched.insert(index).second) {
+                VEXO_LOG(LOG_ERR, "Interface [%s] is not watched: %s", interface.ifname.c_str(),
+                         error.what());
+            }
         }
         watches.erase(index);
     }

@@ -36,6 +36,8 @@ class ConflictDetector {
     InterfaceTable table;
     std::set<MacAddress> ownMacs;
     std::map<unsigned, InterfaceWatch> watches;  ///< by index
+    std::set<unsigned> unwatched;                ///< could not be, as the log says
+    Clock::time_point retry = Clock::time_point::max();
     bool isReady = false;
 };
 

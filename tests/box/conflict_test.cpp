@@ -154,6 +154,34 @@ TEST_F(Conflict, IsFoundWithASilentHostByAPortThatComesBack) {
     Must("ip -n nas link set lan0 up");
     appliance.Daemon().Signal(SIGCONT);
     EXPECT_TRUE(Eventually([&] { return Claim("192.0.2.10"), Told("02:00:00:00:00:09") == 1; }));
+
+    const auto sockets = [] {
+        return Count(Must("ip netns exec nas cat /proc/net/packet"), "\n") - 1;
+    };
+    Must("ip link set sw-lan0 down");
+    EXPECT_TRUE(Eventually([&] { return sockets() == 0; })) << "without a carrier";
+    Must("ip link set sw-lan0 up");
+    EXPECT_TRUE(Eventually([&] { return sockets() == 1; }));
+}
+
+TEST_F(Conflict, IsFoundOnAPortOnceItCanBeWatched) {
+    Start();
+    ASSERT_TRUE(Eventually([&] { return Announcements() == 2; }));
+    const auto allow = [&](const std::string& descriptors) {
+        Must("prlimit --nofile=" + descriptors + ": --pid "
+             + std::to_string(appliance.Daemon().Pid()));
+    };
+    allow("3");
+    Plug("lan1", "192.0.2.20");
+    const auto complaints = [&] {
+        return Count(appliance.Log(), "Interface [lan1] is not watched: cannot open");
+    };
+    EXPECT_TRUE(Eventually([&] { return complaints() == 1; }));
+    Must("ip -n nas address add 192.0.2.11/24 dev lan0");
+    EXPECT_TRUE(Eventually([&] { return Announcements() == 4; }));
+    allow("1024");
+    EXPECT_TRUE(Eventually([&] { return Claim("192.0.2.20"), Told("192.0.2.20") == 1; }));
+    EXPECT_EQ(complaints(), 1U);
 }
 
 }  // namespace
