@@ -97,6 +97,11 @@ TEST_F(DhcpScript, OfIpv4TakesAddressesAndNumbersOnly) {
         EXPECT_THAT(Must("ip link show wan0"), HasSubstr("mtu 1500")) << mtu;
     }
     EXPECT_EQ(ReadFile(kHandedOn), "gateway 192.0.2.1\ndns 192.0.2.53\n");
+    EXPECT_EQ(Call4({{"new_routers", "* 192.0.2.255 192.0.2.1 192.0.2.2"},
+                     {"new_domain_name_servers", "127.0.0.53 192.0.2.54"}})
+                  .status,
+              0);
+    EXPECT_EQ(ReadFile(kHandedOn), "gateway 192.0.2.1\ndns 192.0.2.54\n") << "the first good";
 
     // The same address with another netmask takes the place of the former; in a subnet of two both
     // are hosts.
@@ -142,7 +147,7 @@ TEST_F(DhcpScript, OfIpv6TakesAddressesPrefixesAndNumbersOnly) {
         EXPECT_EQ(Call6({{"new_dhcp6_name_servers", value}, {"kind", "info"}}).status, 0);
         EXPECT_EQ(Stored("-6", "dns") + ReadFile("/tmp/state/dns"), "") << value;
     }
-    EXPECT_EQ(Call6({{"new_dhcp6_name_servers", "2001:db8::53 ::1"}, {"kind", "info"}}).status, 0);
+    EXPECT_EQ(Call6({{"new_dhcp6_name_servers", "::1 2001:db8::53"}, {"kind", "info"}}).status, 0);
     EXPECT_EQ(Stored("-6", "dns"), "2001:db8::53");
 
     for (const auto& [name, value] :
