@@ -164,25 +164,5 @@ TEST_F(Conflict, IsFoundWithASilentHostByAPortThatComesBack) {
     EXPECT_TRUE(Eventually([&] { return sockets() == 1; }));
 }
 
-TEST_F(Conflict, IsFoundOnAPortOnceItCanBeWatched) {
-    Start();
-    ASSERT_TRUE(Eventually([&] { return Announcements() == 2; }));
-    const auto allow = [&](const std::string& descriptors) {
-        Must("prlimit --nofile=" + descriptors + ": --pid "
-             + std::to_string(appliance.Daemon().Pid()));
-    };
-    allow("3");
-    Plug("lan1", "192.0.2.20");
-    const auto complaints = [&] {
-        return Count(appliance.Log(), "Interface [lan1] is not watched: cannot open");
-    };
-    EXPECT_TRUE(Eventually([&] { return complaints() == 1; }));
-    Must("ip -n nas address add 192.0.2.11/24 dev lan0");
-    EXPECT_TRUE(Eventually([&] { return Announcements() == 4; }));
-    allow("1024");
-    EXPECT_TRUE(Eventually([&] { return Claim("192.0.2.20"), Told("192.0.2.20") == 1; }));
-    EXPECT_EQ(complaints(), 1U);
-}
-
 }  // namespace
 }  // namespace vexotest
