@@ -41,9 +41,9 @@ std::optional<IpPrefix> ParseLanPrefix(const std::string& address) {
 }
 
 std::vector<IpPrefix> LanParts(const IpPrefix& prefix) {
-    constexpr std::uint64_t kMost = 2;
+    constexpr std::uint64_t kMaxParts = 2;
     std::vector<IpPrefix> parts;
-    for (std::uint64_t i = 0; i < kMost; ++i) {
+    for (std::uint64_t i = 0; i < kMaxParts; ++i) {
         if (const auto part = prefix.Part(kLanLength, i)) {
             parts.push_back(*part);
         }

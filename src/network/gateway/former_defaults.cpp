@@ -31,7 +31,7 @@ void Write(const char* path, const DefaultRoutes& routes) {
     }
     const vexobase::UniqueFd fd(
         ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (::write(fd.Get(), messages.data(), messages.size()) != ssize_t(messages.size())) {
+    if (!fd || ::write(fd.Get(), messages.data(), messages.size()) != ssize_t(messages.size())) {
         VEXO_LOG(LOG_ERR, "Failed to write [%s]: %s", path, ::strerror(errno));
     }
 }
