@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <optional>
 
 #include <vexobase/log.h>
 
@@ -29,12 +30,12 @@ constexpr unsigned kGroups = Group(RTNLGRP_IPV4_ROUTE) | Group(RTNLGRP_IPV4_RULE
 
 /// Only what is taken away and carries our protocol number: the tables of a router on the Internet
 /// change all the time. Filters read in network order, messages are in that of the host.
-bool LeaveOutOthers(int fd) {
+std::optional<vexonetlink::Socket> ListenToRouting() {
     constexpr unsigned kType = offsetof(nlmsghdr, nlmsg_type);
     constexpr unsigned kRouteProtocol = NLMSG_HDRLEN + offsetof(rtmsg, rtm_protocol);
     constexpr unsigned kRuleAttributes = NLMSG_HDRLEN + sizeof(fib_rule_hdr);
     constexpr unsigned kFindAttribute = static_cast<unsigned>(SKF_AD_OFF + SKF_AD_NLATTR);
-    std::array<sock_filter, 13> program{{
+    const std::array<sock_filter, 13> program{{
         BPF_STMT(BPF_LD | BPF_H | BPF_ABS, kType),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_DELRULE), 3, 0),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_DELROUTE), 0, 9),
@@ -49,25 +50,7 @@ bool LeaveOutOthers(int fd) {
         BPF_STMT(BPF_RET | BPF_K, 0xffffffff),
         BPF_STMT(BPF_RET | BPF_K, 0),
     }};
-    const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
-    return ::setsockopt(fd, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
-}
-
-vexobase::UniqueFd ListenToRouting() {
-    vexobase::UniqueFd socket(
-        ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
-    sockaddr_nl address{};
-    address.nl_family = AF_NETLINK;
-    address.nl_groups = kGroups;
-    if (socket
-        && (!LeaveOutOthers(socket.Get())
-            || ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address)
-                   != 0)) {
-        const int error = errno;
-        socket.Reset();
-        errno = error;
-    }
-    return socket;
+    return vexonetlink::Socket::Open({.groups = kGroups, .filter = program});
 }
 
 /// What is lost for want of room has been there too.
@@ -81,21 +64,22 @@ void Empty(const vexobase::UniqueFd& socket) {
 
 RoutingWatch::RoutingWatch() : all(::epoll_create1(EPOLL_CLOEXEC)) {
     routing = ListenToRouting();
-    Add("rules and routes", routing);
+    Add("rules and routes", routing ? routing->Descriptor() : -1);
     rulesets = nftables::ListenToRulesets();
-    Add("nftables", rulesets);
+    Add("nftables", rulesets.Get());
 }
 
-void RoutingWatch::Add(const char* what, vexobase::UniqueFd& socket) const {
+void RoutingWatch::Add(const char* what, int socket) const {
     epoll_event readable{.events = EPOLLIN, .data = {}};
-    if (!socket || ::epoll_ctl(all.Get(), EPOLL_CTL_ADD, socket.Get(), &readable) != 0) {
+    if (socket < 0 || ::epoll_ctl(all.Get(), EPOLL_CTL_ADD, socket, &readable) != 0) {
         VEXO_LOG(LOG_ERR, "Failed to listen to changes of %s: %s", what, ::strerror(errno));
-        socket.Reset();
     }
 }
 
-void RoutingWatch::Drain() const {
-    Empty(routing);
+void RoutingWatch::Drain() {
+    if (routing) {
+        routing->Drain();
+    }
     Empty(rulesets);
 }
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
+
 #include <vexobase/unique_fd.h>
+#include <vexonetlink/socket.h>
 
 namespace vexonetwork::network {
 
@@ -16,12 +19,12 @@ class RoutingWatch {
     int Descriptor() const { return all.Get(); }
 
     /// Forgets what has happened. Whoever looks at the kernel afterwards misses nothing.
-    void Drain() const;
+    void Drain();
 
   private:
-    void Add(const char* what, vexobase::UniqueFd& socket) const;
+    void Add(const char* what, int socket) const;
 
-    vexobase::UniqueFd routing;
+    std::optional<vexonetlink::Socket> routing;
     vexobase::UniqueFd rulesets;
     vexobase::UniqueFd all;  ///< an epoll(7) of both
 };
