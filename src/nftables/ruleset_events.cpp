@@ -23,4 +23,10 @@ vexobase::UniqueFd ListenToRulesets() {
     return socket;
 }
 
+void DrainRulesets(const vexobase::UniqueFd& socket) {
+    char byte = 0;
+    while (socket && (::recv(socket.Get(), &byte, sizeof byte, 0) >= 0 || errno == ENOBUFS)) {
+    }
+}
+
 }  // namespace vexonetwork::nftables

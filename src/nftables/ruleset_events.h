@@ -9,4 +9,8 @@ namespace vexonetwork::nftables {
 /// @return none, with errno, where the kernel has no nftables
 vexobase::UniqueFd ListenToRulesets();
 
+/// Forgets what such a socket has told, also what was lost for want of room. One that is none tells
+/// nothing.
+void DrainRulesets(const vexobase::UniqueFd& socket);
+
 }  // namespace vexonetwork::nftables

@@ -58,15 +58,6 @@ void Wake() {
     }
 }
 
-void Drain(int socket) {
-    std::array<char, 1024> datagram;
-    // What is lost has been told by being lost.
-    while (socket >= 0
-           && (::recv(socket, datagram.data(), datagram.size(), MSG_DONTWAIT) >= 0
-               || errno == ENOBUFS)) {
-    }
-}
-
 }  // namespace
 
 class Router6Watch::Work {
@@ -99,8 +90,8 @@ class Router6Watch::Work {
             if (!Await(false, due)) {
                 return;
             }
-            Drain(routes->Descriptor());
-            Drain(rulesets.Get());
+            routes->Drain();
+            vexonetwork::nftables::DrainRulesets(rulesets);
             looked = steady_clock::now();
             Look();
         }

@@ -53,13 +53,6 @@ std::optional<vexonetlink::Socket> ListenToRouting() {
     return vexonetlink::Socket::Open({.groups = kGroups, .filter = program});
 }
 
-/// What is lost for want of room has been there too.
-void Empty(const vexobase::UniqueFd& socket) {
-    char byte = 0;
-    while (socket && (::recv(socket.Get(), &byte, sizeof byte, 0) >= 0 || errno == ENOBUFS)) {
-    }
-}
-
 }  // namespace
 
 RoutingWatch::RoutingWatch() : all(::epoll_create1(EPOLL_CLOEXEC)) {
@@ -80,7 +73,7 @@ void RoutingWatch::Drain() {
     if (routing) {
         routing->Drain();
     }
-    Empty(rulesets);
+    nftables::DrainRulesets(rulesets);
 }
 
 }  // namespace vexonetwork::network
